@@ -1,0 +1,23 @@
+# Install rules, the CMake package (find_package(tovrel) -> tovrel::tovrel)
+# and a pkg-config file.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS tovrel EXPORT tovrelTargets
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(EXPORT tovrelTargets NAMESPACE tovrel::
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tovrel)
+
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/tovrelConfig.cmake.in
+  ${CMAKE_CURRENT_BINARY_DIR}/tovrelConfig.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tovrel)
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/tovrelConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tovrelConfig.cmake
+  ${CMAKE_CURRENT_BINARY_DIR}/tovrelConfigVersion.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tovrel)
+
+configure_file(${CMAKE_CURRENT_LIST_DIR}/tovrel.pc.in ${CMAKE_CURRENT_BINARY_DIR}/tovrel.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tovrel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
