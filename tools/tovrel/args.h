@@ -1,0 +1,73 @@
+// Command-line grammar of the tovrel tool. Parsing is pure: it checks
+// every word and either fills a command_line or returns one message.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tovrel_tool {
+
+enum class command_kind { help, demo, warp, scale };
+enum class field_choice { none, top, bottom };
+
+struct command_line {
+    command_kind kind = command_kind::help;
+    std::string input;
+    std::string output;
+    std::string demo_dir; // demo only; "tovrel-demo" by default
+
+    // Raw frames: --format and --size describe the input file.
+    std::string format; // empty: not given
+    int32_t width = 0, height = 0;
+    // Output frame size; 0: derived from the input or the rectangle.
+    int32_t out_width = 0, out_height = 0;
+    bool background_given = false;
+    std::array<uint8_t, 4> background{}; // RGBA, the destination's first content
+
+    // warp: corners of the source's top-left, top-right, bottom-right and
+    // bottom-left in the destination, as x, y pairs.
+    std::array<double, 8> quad{};
+    bool perspective = false;
+    bool edge_aa = false;
+    bool no_filter = false;
+    field_choice field = field_choice::none;
+
+    // scale: x0, y0, x1, y1 rectangles.
+    std::array<double, 4> dst_rect{};
+    std::array<double, 4> src_rect{};
+    bool src_rect_given = false;
+    bool tile = false;
+    field_choice src_field = field_choice::none;
+    field_choice dst_field = field_choice::none;
+};
+
+struct parse_result {
+    bool ok = false;
+    command_line cmd;
+    std::string error; // one line, no trailing newline
+};
+
+// args excludes the program name.
+parse_result parse_command_line(const std::vector<std::string> &args);
+
+std::string usage_text();
+
+// True when the file name ends in .png (any case): such files are PNG,
+// all others raw frames.
+bool is_png_name(const std::string &name);
+
+// Single values, exposed for the tests. Each returns false on anything but
+// a complete, finite number in range.
+bool parse_number(const std::string &text, double &value);
+bool parse_count(const std::string &text, int32_t &value);                 // 1 .. max_frame_side
+bool parse_size(const std::string &text, int32_t &width, int32_t &height); // WxH
+bool parse_number_list(const std::string &text, double *values, size_t count);
+bool parse_colour(const std::string &text, std::array<uint8_t, 4> &rgba);
+
+// Coordinates beyond this magnitude are refused: they are far outside any
+// frame and would only lose precision in the library's 32-bit floats.
+constexpr double max_coordinate = 1.0e6;
+
+} // namespace tovrel_tool

@@ -1,0 +1,342 @@
+#include "demo.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <filesystem>
+
+#include <tovrel.h>
+
+#include "image_io.h"
+#include "quad.h"
+#include "session.h"
+
+namespace tovrel_tool {
+namespace {
+
+constexpr double pi = 3.14159265358979323846;
+
+uint8_t to_byte(double v) {
+    return static_cast<uint8_t>(std::lround(std::clamp(v, 0.0, 255.0)));
+}
+
+const format_info *rgbq() {
+    return find_format(uint8_t{TOVREL_FORMAT_RGBQ});
+}
+
+// Share of a pixel at distance d from a centre that lies inside radius r,
+// with a one-pixel transition.
+double inside(double d, double r) {
+    return std::clamp(r - d + 0.5, 0.0, 1.0);
+}
+
+struct colour {
+    double r, g, b;
+    void mix(const colour &c, double a) {
+        r += (c.r - r) * a;
+        g += (c.g - g) * a;
+        b += (c.b - b) * a;
+    }
+};
+
+void put(frame &f, int32_t x, int32_t y, const colour &c) {
+    uint8_t *p = f.row(y) + 4 * x;
+    p[0] = to_byte(c.r);
+    p[1] = to_byte(c.g);
+    p[2] = to_byte(c.b);
+    p[3] = 255;
+}
+
+colour card_pixel(int32_t x, int32_t y) {
+    constexpr int32_t w = card_width, h = card_height;
+    const double px = x + 0.5, py = y + 0.5;
+    colour c{30.0 + 170.0 * px / w, 40.0 + 140.0 * py / h, 200.0 - 120.0 * px / w};
+    // Two-pixel grid lines every 40 pixels.
+    if (x % 40 == 0 || x % 40 == 39 || y % 40 == 0 || y % 40 == 39)
+        c.mix({235.0, 235.0, 235.0}, 0.65);
+    // Patches of one-pixel detail, the part that aliases when minified.
+    auto in_box = [&](int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
+        return x >= x0 && x < x1 && y >= y0 && y < y1;
+    };
+    auto grey = [](bool on) { return on ? colour{255.0, 255.0, 255.0} : colour{0.0, 0.0, 0.0}; };
+    if (in_box(40, 40, 160, 120)) c = grey(x & 1);
+    if (in_box(40, 140, 160, 220)) c = grey(y & 1);
+    if (in_box(480, 40, 600, 120)) c = grey((x + y) % 4 < 2);
+    if (in_box(480, 140, 600, 220)) c = grey((x ^ y) & 1);
+    // Zone plate: cos(0.4 pi d^2 / 100) rises to 0.4 cycles per pixel at
+    // its rim, inside a white ring with a dark outline.
+    const double d = std::hypot(px - 320.0, py - 140.0);
+    if (d < 100.0) {
+        const double z = 0.5 + 0.5 * std::cos(0.4 * pi * d * d / 100.0);
+        c = {255.0 * z, 255.0 * z, 255.0 * z};
+    }
+    c.mix({20.0, 20.0, 30.0}, inside(d, 108.0) - inside(d, 106.0));
+    c.mix({255.0, 255.0, 255.0}, inside(d, 106.0) - (d < 100.0 ? 1.0 : 0.0));
+    // Colour bars and a grey ramp.
+    static constexpr colour bars[8] = {{255, 255, 255}, {255, 255, 0}, {0, 255, 255}, {0, 255, 0},
+                                       {255, 0, 255},   {255, 0, 0},   {0, 0, 255},   {0, 0, 0}};
+    if (in_box(40, 258, 600, 298)) c = bars[(x - 40) / 70];
+    if (in_box(40, 306, 600, 326)) {
+        const double v = 255.0 * (px - 40.0) / 560.0;
+        c = {v, v, v};
+    }
+    // Frame: white outside, red inside.
+    const int32_t edge = std::min(std::min(x, w - 1 - x), std::min(y, h - 1 - y));
+    if (edge < 4)
+        c = {255.0, 255.0, 255.0};
+    else if (edge < 8)
+        c = {200.0, 30.0, 30.0};
+    // Corner discs telling the orientation.
+    static constexpr colour corner_colours[4] = {
+        {230, 40, 40}, {40, 200, 60}, {40, 80, 230}, {240, 220, 40}};
+    const double cx[4] = {28.0, w - 28.0, w - 28.0, 28.0};
+    const double cy[4] = {28.0, 28.0, h - 28.0, h - 28.0};
+    for (int i = 0; i < 4; ++i) {
+        const double dc = std::hypot(px - cx[i], py - cy[i]);
+        c.mix({0.0, 0.0, 0.0}, inside(dc, 13.5));
+        c.mix(corner_colours[i], inside(dc, 12.0));
+    }
+    return c;
+}
+
+// Corners TL, TR, BR, BL of a w x h rectangle centred on (cx, cy), turned
+// by `degrees` (clockwise on screen).
+std::array<double, 8> turned_box(double cx, double cy, double w, double h, double degrees) {
+    const double a = degrees * pi / 180.0, c = std::cos(a), s = std::sin(a);
+    const double dx[4] = {-w / 2, w / 2, w / 2, -w / 2};
+    const double dy[4] = {-h / 2, -h / 2, h / 2, h / 2};
+    std::array<double, 8> q;
+    for (int i = 0; i < 4; ++i) {
+        q[2 * i] = cx + dx[i] * c - dy[i] * s;
+        q[2 * i + 1] = cy + dx[i] * s + dy[i] * c;
+    }
+    return q;
+}
+
+struct scene_context {
+    frame &card;
+    stopwatch &clock;
+};
+
+void draw_quad(scene_context &ctx, frame &dst, frame &src, const std::array<double, 8> &quad,
+               bool perspective, uint32_t flags) {
+    std::array<map_vertex, 4> v;
+    make_quad_vertices(src.width, src.height, quad, perspective, v);
+    const image_descriptor d = dst.descriptor();
+    const image_descriptor s = src.descriptor();
+    ctx.clock.time([&] { map_polygon(&d, &s, v.data(), 4, flags, 0, 1); });
+}
+
+void draw_rect(scene_context &ctx, frame &dst, const std::array<double, 4> &to, frame &src,
+               const std::array<double, 4> &from, uint32_t flags) {
+    const image_descriptor d = dst.descriptor();
+    const image_descriptor s = src.descriptor();
+    ctx.clock.time([&] {
+        map_rectangle(&d, float(to[0]), float(to[1]), float(to[2]), float(to[3]), &s,
+                      float(from[0]), float(from[1]), float(from[2]), float(from[3]), flags, 0, 1);
+    });
+}
+
+frame blank_scene() {
+    frame f;
+    make_frame(f, rgbq(), scene_width, scene_height);
+    return f;
+}
+
+frame scene_testcard(scene_context &ctx) {
+    frame out = blank_scene();
+    draw_rect(ctx, out, {0.0, 0.0, scene_width, scene_height}, ctx.card,
+              {0.0, 0.0, card_width, card_height}, 0);
+    return out;
+}
+
+frame scene_perspective(scene_context &ctx) {
+    frame out = blank_scene();
+    constexpr int32_t horizon = 150;
+    for (int32_t y = 0; y < out.height; ++y) {
+        for (int32_t x = 0; x < out.width; ++x) {
+            colour c;
+            if (y < horizon) {
+                const double t = (y + 0.5) / horizon;
+                c = {60.0 + 140.0 * t, 100.0 + 115.0 * t, 170.0 + 60.0 * t};
+            } else {
+                const double t = (y - horizon + 0.5) / (out.height - horizon);
+                c = {120.0 - 60.0 * t, 110.0 - 50.0 * t, 90.0 - 40.0 * t};
+            }
+            put(out, x, y, c);
+        }
+    }
+    draw_quad(ctx, out, ctx.card, {52.0, 18.0, 400.0, 64.0, 400.0, 206.0, 52.0, 254.0}, true,
+              MAP_EDGE_AA);
+    return out;
+}
+
+frame scene_minify(scene_context &ctx) {
+    frame out = blank_scene();
+    for (int32_t y = 0; y < out.height; ++y)
+        for (int32_t x = 0; x < out.width; ++x) put(out, x, y, {128.0, 128.0, 128.0});
+    constexpr double w = card_width / 3.0, h = card_height / 3.0;
+    draw_quad(ctx, out, ctx.card, turned_box(122.0, 135.0, w, h, 10.0), false, MAP_EDGE_AA);
+    draw_quad(ctx, out, ctx.card, turned_box(358.0, 135.0, w, h, 10.0), false,
+              MAP_EDGE_AA | MAP_NO_FILTER);
+    return out;
+}
+
+frame scene_layers(scene_context &ctx) {
+    // The layer: straight colours with a w12b alpha plane, fully
+    // transparent at first.
+    frame layer = blank_scene();
+    add_alpha_plane(layer, 0, TOVREL_ALPHA_STRAIGHT);
+    draw_quad(ctx, layer, ctx.card, turned_box(180.0, 122.0, 300.0, 168.75, -9.0), false,
+              MAP_EDGE_AA);
+    draw_quad(ctx, layer, ctx.card, {296.0, 112.0, 452.0, 138.0, 444.0, 252.0, 286.0, 238.0}, true,
+              MAP_EDGE_AA);
+    // A glow with its own alpha: straight orange, alpha falling off as
+    // (1 - (r/32)^2)^2.
+    frame glow;
+    make_frame(glow, rgbq(), 64, 64);
+    add_alpha_plane(glow, 0, TOVREL_ALPHA_STRAIGHT);
+    for (int32_t y = 0; y < 64; ++y) {
+        for (int32_t x = 0; x < 64; ++x) {
+            put(glow, x, y, {255.0, 190.0, 60.0});
+            const double r = std::hypot(x + 0.5 - 32.0, y + 0.5 - 32.0) / 32.0;
+            const double a = r < 1.0 ? (1.0 - r * r) * (1.0 - r * r) : 0.0;
+            glow.alpha[static_cast<size_t>(y) * 64 + x] =
+                static_cast<uint16_t>(std::lround(4096.0 * a));
+        }
+    }
+    draw_rect(ctx, layer, {318.5, 6.25, 468.5, 156.25}, glow, {0.0, 0.0, 64.0, 64.0}, 0);
+    // Flatten over a checkerboard: out = (D a + C (4096 - a) + 2048) >> 12.
+    frame out = blank_scene();
+    for (int32_t y = 0; y < out.height; ++y) {
+        for (int32_t x = 0; x < out.width; ++x) {
+            const uint32_t a = std::min<uint32_t>(layer.alpha[size_t(y) * out.width + x], 4096);
+            const uint32_t check = ((x / 12) ^ (y / 12)) & 1 ? 204 : 153;
+            const uint8_t *s = layer.row(y) + 4 * x;
+            uint8_t *d = out.row(y) + 4 * x;
+            for (int i = 0; i < 3; ++i)
+                d[i] = uint8_t((s[i] * a + check * (4096 - a) + 2048) >> 12);
+            d[3] = 255;
+        }
+    }
+    return out;
+}
+
+frame scene_tiles(scene_context &ctx) {
+    // The card cut into 3 x 3 source rectangles, each scaled by 0.345 to a
+    // fractional place; left with RECT_TILE, right without.
+    frame layer = blank_scene();
+    static constexpr double xs[4] = {0.0, 213.0, 427.0, card_width};
+    static constexpr double ys[4] = {0.0, 120.0, 240.0, card_height};
+    constexpr double scale = 0.345, top = 72.35;
+    const double left[2] = {9.37, 250.61};
+    const uint32_t flags[2] = {RECT_TILE, 0};
+    for (int k = 0; k < 2; ++k)
+        for (int j = 0; j < 3; ++j)
+            for (int i = 0; i < 3; ++i)
+                draw_rect(ctx, layer,
+                          {left[k] + xs[i] * scale, top + ys[j] * scale,
+                           left[k] + xs[i + 1] * scale, top + ys[j + 1] * scale},
+                          ctx.card, {xs[i], ys[j], xs[i + 1], ys[j + 1]}, flags[k]);
+    // The cleared destination's fourth byte collected the coverage (the
+    // card's Q is 255): colours are premultiplied by it. Lay it over a
+    // light page so that missing coverage along seams shows.
+    frame out = blank_scene();
+    for (int32_t y = 0; y < out.height; ++y) {
+        for (int32_t x = 0; x < out.width; ++x) {
+            const uint8_t *s = layer.row(y) + 4 * x;
+            uint8_t *d = out.row(y) + 4 * x;
+            for (int i = 0; i < 3; ++i) d[i] = to_byte(s[i] + 236.0 * (255 - s[3]) / 255.0);
+            d[3] = 255;
+        }
+    }
+    return out;
+}
+
+frame scene_zoom(scene_context &ctx) {
+    frame out = blank_scene();
+    draw_rect(ctx, out, {0.0, 0.0, scene_width, scene_height}, ctx.card,
+              {396.25, 128.5, 436.25, 151.0}, 0);
+    return out;
+}
+
+struct scene {
+    const char *file;
+    const char *shows;
+    frame (*render)(scene_context &);
+};
+
+constexpr std::array<scene, 6> scenes{{
+    {"testcard.png", "the built-in 640x360 test card, scaled to 480x270 by map_rectangle",
+     scene_testcard},
+    {"perspective.png",
+     "the card on a perspective quad (per-vertex weights from the homography), "
+     "anti-aliased edges (MAP_EDGE_AA) over a sky and ground",
+     scene_perspective},
+    {"minify.png",
+     "the card turned 10 degrees and minified 3:1: area filter on the left, "
+     "MAP_NO_FILTER on the right (stripes and zone plate alias)",
+     scene_minify},
+    {"layers.png",
+     "a layer with a w12b alpha plane built from two anti-aliased quads and a soft glow "
+     "with its own alpha, flattened over a checkerboard",
+     scene_layers},
+    {"tiles.png",
+     "the card cut into 3x3 rectangles scaled by 0.345 to fractional places: RECT_TILE on "
+     "the left (seamless), plain blending on the right (seams show)",
+     scene_tiles},
+    {"zoom.png", "a 40x22.5-pixel piece of the card at a sub-pixel offset, enlarged 12x",
+     scene_zoom},
+}};
+
+} // namespace
+
+frame make_test_card() {
+    frame f;
+    make_frame(f, rgbq(), card_width, card_height);
+    for (int32_t y = 0; y < card_height; ++y)
+        for (int32_t x = 0; x < card_width; ++x) put(f, x, y, card_pixel(x, y));
+    return f;
+}
+
+int run_demo(const std::string &dir, std::FILE *out, std::FILE *err) {
+    std::error_code ec;
+    const std::filesystem::path root(dir);
+    std::filesystem::create_directories(root, ec);
+    if (ec || !std::filesystem::is_directory(root)) {
+        std::fprintf(err, "tovrel: demo: cannot create directory %s: %s\n", dir.c_str(),
+                     ec ? ec.message().c_str() : "not a directory");
+        return 1;
+    }
+    frame card = make_test_card();
+    std::fprintf(out, "tovrel demo: %zu scenes into %s\n", scenes.size(), dir.c_str());
+    int failed = 0;
+    for (const scene &s : scenes) {
+        stopwatch clock;
+        scene_context ctx{card, clock};
+        int reports = 0;
+        frame picture;
+        {
+            report_scope scope(err);
+            picture = s.render(ctx);
+            reports = scope.count();
+        }
+        if (reports) {
+            std::fprintf(err, "tovrel: demo: %s not written: the library refused a call\n", s.file);
+            ++failed;
+            continue;
+        }
+        const std::string path = (root / s.file).string();
+        const std::string problem = write_png(path, picture, false);
+        if (!problem.empty()) {
+            std::fprintf(err, "tovrel: demo: %s\n", problem.c_str());
+            ++failed;
+            continue;
+        }
+        std::fprintf(out, "  %-16s %8.2f ms  %s\n", s.file, clock.milliseconds(), s.shows);
+    }
+    std::fflush(out);
+    return failed ? 1 : 0;
+}
+
+} // namespace tovrel_tool

@@ -1,0 +1,57 @@
+// Pixel formats as the tool names them on the command line, and the
+// in-memory frames it hands to the library.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <tovrel.h>
+
+namespace tovrel_tool {
+
+struct format_info {
+    const char *name;  // command-line name, lower case
+    const char *label; // as the library's messages name it
+    uint8_t code;      // TOVREL_FORMAT_*
+    int32_t bytes_per_pixel;
+    bool pairs; // 4:2:2: pixels come in pairs sharing chroma, width must be even
+};
+
+// nullptr for an unknown name.
+const format_info *find_format(std::string_view name);
+const format_info *find_format(uint8_t code);
+// "rgbq, yuy2, ..." for messages and the usage text.
+std::string format_names();
+
+// One tightly packed frame (pitch = width * bytes per pixel), optionally
+// with a w12b alpha plane (alpha.size() == width * height, 0..4096).
+struct frame {
+    const format_info *format = nullptr;
+    int32_t width = 0;
+    int32_t height = 0;
+    std::vector<uint8_t> pixels;
+    std::vector<uint16_t> alpha;
+    uint8_t alpha_mode = TOVREL_ALPHA_STRAIGHT;
+
+    int32_t pitch() const { return width * format->bytes_per_pixel; }
+    uint8_t *row(int32_t y) { return pixels.data() + static_cast<size_t>(y) * pitch(); }
+    const uint8_t *row(int32_t y) const { return pixels.data() + static_cast<size_t>(y) * pitch(); }
+    // The library's view of this frame; valid while the frame lives and
+    // is not resized.
+    image_descriptor descriptor();
+};
+
+// Largest frame side the tool accepts; keeps every byte count of a frame
+// (at most 65536 * 65536 * 8 would overflow) below 2^31.
+constexpr int32_t max_frame_side = 32768;
+constexpr int64_t max_frame_bytes = int64_t(1) << 30;
+
+// Allocates a frame cleared to the format's black (for RGBQ: `rgbq_fill`,
+// four bytes in memory order). Returns an empty message on success.
+std::string make_frame(frame &f, const format_info *format, int32_t width, int32_t height,
+                       const uint8_t rgbq_fill[4] = nullptr);
+void add_alpha_plane(frame &f, uint16_t value, uint8_t alpha_mode);
+
+} // namespace tovrel_tool
