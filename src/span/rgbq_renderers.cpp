@@ -1,0 +1,63 @@
+// The RGBQ renderer tables: scalar statements of every slot, the SSE2
+// packed members, and the choice between instruction sets.
+#include "span/rgbq_renderers.h"
+
+#include <type_traits>
+
+#include "span/rgbq_packed_simd.h"
+#include "span/rgbq_traits.h"
+
+namespace tovrel {
+namespace {
+
+using span::member_kind;
+using span::rgbq_kinds;
+
+template <int Slot>
+struct sse2_slot : std::conditional_t<rgbq_kinds[Slot] == member_kind::packed,
+                                      span::rgbq_sse2_member<Slot>, span::rgbq_member<Slot>> {};
+
+template <int Slot>
+struct avx2_slot : sse2_slot<Slot> {};
+
+} // namespace
+
+constinit const persp_renderer_table rgbq_persp_span_renderers_c =
+    span::make_persp_table<span::rgbq_member>();
+constinit const affine_renderer_table rgbq_affine_span_renderers_c =
+    span::make_affine_table<span::rgbq_member>();
+constinit const persp_renderer_table rgbq_persp_span_renderers =
+    span::make_persp_table<sse2_slot>();
+constinit const affine_renderer_table rgbq_affine_span_renderers =
+    span::make_affine_table<sse2_slot>();
+constinit const persp_renderer_table rgbq_persp_span_renderers_avx2 =
+    span::make_persp_table<avx2_slot>();
+constinit const affine_renderer_table rgbq_affine_span_renderers_avx2 =
+    span::make_affine_table<avx2_slot>();
+
+static_assert(span::table_complete(span::make_persp_table<span::rgbq_member>()));
+static_assert(span::table_complete(span::make_affine_table<span::rgbq_member>()));
+static_assert(span::table_complete(span::make_persp_table<sse2_slot>()));
+static_assert(span::table_complete(span::make_affine_table<sse2_slot>()));
+static_assert(span::table_complete(span::make_persp_table<avx2_slot>()));
+static_assert(span::table_complete(span::make_affine_table<avx2_slot>()));
+
+bool rgbq_avx2_supported() {
+#if defined(__x86_64__) || defined(__i386__)
+    return false;
+#else
+    return false;
+#endif
+}
+
+renderer_table_pair rgbq_span_renderers() {
+    if (rgbq_avx2_supported())
+        return {&rgbq_persp_span_renderers_avx2, &rgbq_affine_span_renderers_avx2};
+    return {&rgbq_persp_span_renderers, &rgbq_affine_span_renderers};
+}
+
+bool rgbq_slot_is_packed(int slot) {
+    return slot >= 0 && slot < footprint_count && rgbq_kinds[slot] == member_kind::packed;
+}
+
+} // namespace tovrel
