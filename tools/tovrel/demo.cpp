@@ -205,7 +205,7 @@ frame scene_layers(scene_context &ctx) {
                 static_cast<uint16_t>(std::lround(4096.0 * a));
         }
     }
-    draw_rect(ctx, layer, {318.5, 6.25, 468.5, 156.25}, glow, {0.0, 0.0, 64.0, 64.0}, 0);
+    draw_rect(ctx, layer, {262.5, 2.25, 412.5, 152.25}, glow, {0.0, 0.0, 64.0, 64.0}, 0);
     // Flatten over a checkerboard: out = (D a + C (4096 - a) + 2048) >> 12.
     frame out = blank_scene();
     for (int32_t y = 0; y < out.height; ++y) {
@@ -223,13 +223,13 @@ frame scene_layers(scene_context &ctx) {
 }
 
 frame scene_tiles(scene_context &ctx) {
-    // The card cut into 3 x 3 source rectangles, each scaled by 0.345 to a
+    // The card cut into 3 x 3 source rectangles, each scaled by 0.36 to a
     // fractional place; left with RECT_TILE, right without.
     frame layer = blank_scene();
     static constexpr double xs[4] = {0.0, 213.0, 427.0, card_width};
     static constexpr double ys[4] = {0.0, 120.0, 240.0, card_height};
-    constexpr double scale = 0.345, top = 72.35;
-    const double left[2] = {9.37, 250.61};
+    constexpr double scale = 0.36, top = 70.35;
+    const double left[2] = {6.37, 243.61};
     const uint32_t flags[2] = {RECT_TILE, 0};
     for (int k = 0; k < 2; ++k)
         for (int j = 0; j < 3; ++j)
@@ -255,8 +255,8 @@ frame scene_tiles(scene_context &ctx) {
 
 frame scene_zoom(scene_context &ctx) {
     frame out = blank_scene();
-    draw_rect(ctx, out, {0.0, 0.0, scene_width, scene_height}, ctx.card,
-              {396.25, 128.5, 436.25, 151.0}, 0);
+    draw_rect(ctx, out, {0.0, 0.0, scene_width, scene_height}, ctx.card, {2.25, 2.5, 66.25, 38.5},
+              0);
     return out;
 }
 
@@ -282,10 +282,12 @@ constexpr std::array<scene, 6> scenes{{
      "with its own alpha, flattened over a checkerboard",
      scene_layers},
     {"tiles.png",
-     "the card cut into 3x3 rectangles scaled by 0.345 to fractional places: RECT_TILE on "
+     "the card cut into 3x3 rectangles scaled by 0.36 to fractional places: RECT_TILE on "
      "the left (seamless), plain blending on the right (seams show)",
      scene_tiles},
-    {"zoom.png", "a 40x22.5-pixel piece of the card at a sub-pixel offset, enlarged 12x",
+    {"zoom.png",
+     "the card's top-left 64x36 pixels from a sub-pixel offset, enlarged 7.5x: area-weighted pixel "
+     "edges",
      scene_zoom},
 }};
 
