@@ -1,0 +1,185 @@
+// map_rectangle beside cv::resize INTER_AREA, libyuv ARGBScale (box) and
+// memcpy, on the same textures in one run, one thread.
+//
+// Names are "<workload>/<implementation>"; tools/bench.sh pairs them into
+// the ratio table. Each benchmark also reports, measured once outside the
+// timed loop, the mean absolute difference per component from OpenCV's
+// INTER_AREA result (both are exact area averages, so it stays below one
+// unit when both did the same job) and the share of pixels left undrawn.
+#include "bench_common.h"
+
+#include <benchmark/benchmark.h>
+#include <libyuv/scale_argb.h>
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <map>
+#include <memory>
+#include <utility>
+
+namespace {
+
+using bench::image;
+
+struct rect_case {
+    std::string name;
+    int32_t sw, sh; // source, scaled whole
+    int32_t dw, dh; // destination
+};
+
+const image &texture(int32_t w, int32_t h) {
+    static std::map<std::pair<int32_t, int32_t>, std::unique_ptr<image>> cache;
+    auto &slot = cache[{w, h}];
+    if (!slot) {
+        slot = std::make_unique<image>(w, h);
+        bench::fill_texture(*slot, 0x5ca1u ^ uint32_t(w * 31 + h));
+    }
+    return *slot;
+}
+
+cv::Mat as_mat(const image &img) {
+    return cv::Mat(img.height, img.width, CV_8UC4, img.pixels, size_t(img.pitch));
+}
+
+void run_opencv(const image &src, image &dst) {
+    cv::Mat s = as_mat(src), d = as_mat(dst);
+    cv::resize(s, d, d.size(), 0, 0, cv::INTER_AREA);
+}
+
+const image &opencv_reference(const rect_case &c) {
+    static std::map<std::string, std::unique_ptr<image>> cache;
+    auto &slot = cache[c.name];
+    if (!slot) {
+        slot = std::make_unique<image>(c.dw, c.dh);
+        run_opencv(texture(c.sw, c.sh), *slot);
+    }
+    return *slot;
+}
+
+void report_check(benchmark::State &state, const rect_case &c, const image &dst) {
+    bench::compare_result r = bench::compare(dst, opencv_reference(c), 0xA5);
+    state.counters["mad_vs_cv"] = r.mean_abs_diff;
+    state.counters["undrawn"] = r.untouched;
+}
+
+void set_bytes(benchmark::State &state, const rect_case &c) {
+    state.SetItemsProcessed(int64_t(state.iterations()) * c.dw * c.dh);
+    state.SetBytesProcessed(int64_t(state.iterations()) * 4 *
+                            (int64_t(c.dw) * c.dh + int64_t(c.sw) * c.sh));
+}
+
+// Runs `call` once on a sentinel-filled destination, checks it; false (and
+// the benchmark marked failed) when tovrel reported anything.
+template <class F>
+bool first_run_checked(benchmark::State &state, const rect_case &c, image &dst, F call) {
+    bench::fill_bytes(dst, 0xA5);
+    int before = bench::report_counter::count().load();
+    call();
+    if (bench::report_counter::count().load() != before) {
+        state.SkipWithError(("tovrel reported: " + bench::report_counter::last()).c_str());
+        return false;
+    }
+    report_check(state, c, dst);
+    return true;
+}
+
+void bm_tovrel(benchmark::State &state, const rect_case &c) {
+    const image &src = texture(c.sw, c.sh);
+    image dst(c.dw, c.dh);
+    image_descriptor sd = src.descriptor(), dd = dst.descriptor();
+    auto call = [&] {
+        map_rectangle(&dd, 0.0f, 0.0f, float(c.dw), float(c.dh), &sd, 0.0f, 0.0f, float(c.sw),
+                      float(c.sh), 0, 0, 1);
+    };
+    if (!first_run_checked(state, c, dst, call)) return;
+    if (c.sw == c.dw && c.sh == c.dh) {
+        // 1:1 must be a copy: count the bytes that differ from the source.
+        int64_t differ = 0;
+        for (int32_t y = 0; y < c.dh; ++y)
+            for (int32_t x = 0; x < 4 * c.dw; ++x) differ += src.row(y)[x] != dst.row(y)[x];
+        state.counters["bytes_not_copied"] = double(differ);
+    }
+    for (auto _ : state) {
+        call();
+        benchmark::ClobberMemory();
+    }
+    set_bytes(state, c);
+}
+
+void bm_opencv(benchmark::State &state, const rect_case &c) {
+    const image &src = texture(c.sw, c.sh);
+    image dst(c.dw, c.dh);
+    run_opencv(src, dst);
+    for (auto _ : state) {
+        run_opencv(src, dst);
+        benchmark::ClobberMemory();
+    }
+    set_bytes(state, c);
+}
+
+void bm_libyuv(benchmark::State &state, const rect_case &c) {
+    const image &src = texture(c.sw, c.sh);
+    image dst(c.dw, c.dh);
+    auto call = [&] {
+        libyuv::ARGBScale(src.pixels, src.pitch, c.sw, c.sh, dst.pixels, dst.pitch, c.dw, c.dh,
+                          libyuv::kFilterBox);
+    };
+    bench::fill_bytes(dst, 0xA5);
+    call();
+    report_check(state, c, dst);
+    for (auto _ : state) {
+        call();
+        benchmark::ClobberMemory();
+    }
+    set_bytes(state, c);
+}
+
+// The same bytes moved by one memcpy: the floor of a 1:1 rectangle.
+void bm_memcpy(benchmark::State &state, const rect_case &c) {
+    const image &src = texture(c.sw, c.sh);
+    image dst(c.dw, c.dh);
+    std::memcpy(dst.pixels, src.pixels, src.bytes());
+    for (auto _ : state) {
+        std::memcpy(dst.pixels, src.pixels, src.bytes());
+        benchmark::ClobberMemory();
+    }
+    set_bytes(state, c);
+}
+
+template <class F>
+void add(const rect_case &c, const char *impl, F f) {
+    std::string name = c.name + "/" + impl;
+    benchmark::RegisterBenchmark(name.c_str(), [c, f](benchmark::State &s) { f(s, c); })
+        ->Unit(benchmark::kMillisecond)
+        ->UseRealTime();
+}
+
+void register_all() {
+    // 5: 1920x1080 down to 1280x720 and 960x540.
+    for (const rect_case &c : {rect_case{"w5_rect_1080p_to_720p", 1920, 1080, 1280, 720},
+                               rect_case{"w5_rect_1080p_to_540p", 1920, 1080, 960, 540}}) {
+        add(c, "tovrel", bm_tovrel);
+        add(c, "cv_resize_area", bm_opencv);
+        add(c, "libyuv_box", bm_libyuv);
+    }
+    // 6: 1:1.
+    rect_case w6{"w6_rect_1to1_1080p", 1920, 1080, 1920, 1080};
+    add(w6, "tovrel", bm_tovrel);
+    add(w6, "memcpy", bm_memcpy);
+    // 7: workload 5 at twice the size in both axes.
+    add(rect_case{"w7_rect_2160p_to_1440p", 3840, 2160, 2560, 1440}, "tovrel", bm_tovrel);
+    add(rect_case{"w7_rect_2160p_to_1080p", 3840, 2160, 1920, 1080}, "tovrel", bm_tovrel);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    cv::setNumThreads(1);
+    bench::report_counter::install();
+    register_all();
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

@@ -1,0 +1,344 @@
+// map_polygon beside cv::warpAffine / cv::warpPerspective and pixman, on the
+// same textures in one run. Every benchmark writes a whole 8-bit
+// four-component destination frame; all run on one thread except the
+// explicit two-thread line split.
+//
+// Names are "<workload>/<implementation>"; tools/bench.sh pairs them into
+// the ratio table. Each tovrel benchmark also reports, measured once
+// outside the timed loop: the filter slot its quad selects, the share of
+// destination pixels left undrawn, and the mean absolute difference per
+// component from OpenCV's bilinear result (a check that both did the
+// same job, not a quality score: the footprints differ).
+#include "bench_common.h"
+
+#include <benchmark/benchmark.h>
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+#include <pixman.h>
+
+#include <map>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using bench::image;
+using bench::projective;
+
+enum class peer_filter { bilinear, box };
+
+struct warp_case {
+    std::string name;
+    int32_t dw, dh; // destination
+    int32_t sw, sh; // texture
+    projective map; // destination -> texture
+    bool perspective;
+    std::vector<map_vertex> quad; // destination polygon with texture points
+};
+
+// Texture just large enough to hold the preimage of the whole destination
+// (plus a margin of 2 pixels): no workload measures border clamping.
+warp_case rotated_case(std::string name, int32_t dw, int32_t dh, double degrees, double scale) {
+    double a = degrees * 3.14159265358979323846 / 180.0;
+    double bw = (dw * std::fabs(std::cos(a)) + dh * std::fabs(std::sin(a))) / scale;
+    double bh = (dw * std::fabs(std::sin(a)) + dh * std::fabs(std::cos(a))) / scale;
+    warp_case c;
+    c.name = std::move(name);
+    c.dw = dw;
+    c.dh = dh;
+    c.sw = int32_t(std::ceil(bw)) + 4;
+    c.sh = int32_t(std::ceil(bh)) + 4;
+    c.map = bench::rotation(degrees, scale, dw, dh, c.sw, c.sh);
+    c.perspective = false;
+    c.quad.resize(4);
+    bench::frame_quad(c.map, dw, dh, c.quad.data());
+    return c;
+}
+
+// The whole destination shows a trapezoid of the texture (a floor seen in
+// perspective): the top of the frame is enlarged about 1.5 times, the
+// bottom about 1.1 times. Every texture point used lies inside the texture.
+warp_case trapezoid_case(std::string name, int32_t dw, int32_t dh) {
+    warp_case c;
+    c.name = std::move(name);
+    c.dw = dw;
+    c.dh = dh;
+    c.sw = dw;
+    c.sh = dh;
+    const double d[4][2] = {{0, 0}, {double(dw), 0}, {double(dw), double(dh)}, {0, double(dh)}};
+    // Texture trapezoid: top edge 3/4 of the bottom edge, both inside the
+    // texture; shrunk by 0.9 about the centre so the footprint stays slot 1.
+    const double top = 0.75, f = 0.9, cx = c.sw / 2.0, cy = c.sh / 2.0;
+    const double t[4][2] = {
+        {cx - top * cx, 0}, {cx + top * cx, 0}, {double(c.sw), double(c.sh)}, {0, double(c.sh)}};
+    double s[4][2];
+    for (int i = 0; i < 4; ++i) {
+        s[i][0] = cx + (t[i][0] - cx) * f;
+        s[i][1] = cy + (t[i][1] - cy) * f;
+    }
+    c.map = bench::homography(d, s);
+    c.perspective = true;
+    c.quad.resize(4);
+    bench::frame_quad(c.map, dw, dh, c.quad.data());
+    return c;
+}
+
+// A 1920x1080 texture drawn rotated and shrunk inside the frame: the
+// polygon's edges cross the lines at a slant, where edge anti-aliasing has
+// work to do.
+warp_case inset_case(std::string name, int32_t dw, int32_t dh, double degrees, double scale) {
+    warp_case c;
+    c.name = std::move(name);
+    c.dw = dw;
+    c.dh = dh;
+    c.sw = 1920;
+    c.sh = 1080;
+    c.map = bench::rotation(degrees, scale, dw, dh, c.sw, c.sh);
+    c.perspective = false;
+    double a = degrees * 3.14159265358979323846 / 180.0, co = std::cos(a), si = std::sin(a);
+    const double corners[4][2] = {
+        {0, 0}, {double(c.sw), 0}, {double(c.sw), double(c.sh)}, {0, double(c.sh)}};
+    for (const auto &p : corners) {
+        double u = p[0] - c.sw / 2.0, v = p[1] - c.sh / 2.0;
+        double x = dw / 2.0 + scale * (co * u - si * v), y = dh / 2.0 + scale * (si * u + co * v);
+        c.quad.push_back(map_vertex{float(p[0]), float(p[1]), 1.0f, float(x), float(y)});
+    }
+    return c;
+}
+
+// Textures shared by every implementation of a workload (same bytes).
+const image &texture(int32_t w, int32_t h) {
+    static std::map<std::pair<int32_t, int32_t>, std::unique_ptr<image>> cache;
+    auto &slot = cache[{w, h}];
+    if (!slot) {
+        slot = std::make_unique<image>(w, h);
+        bench::fill_texture(*slot, 0x7e57u ^ uint32_t(w * 31 + h));
+    }
+    return *slot;
+}
+
+cv::Mat as_mat(const image &img) {
+    return cv::Mat(img.height, img.width, CV_8UC4, img.pixels, size_t(img.pitch));
+}
+
+void run_opencv(const warp_case &c, const image &src, image &dst) {
+    double m[9];
+    bench::to_opencv(c.map, m);
+    cv::Mat s = as_mat(src), d = as_mat(dst);
+    if (c.perspective) {
+        cv::Mat h(3, 3, CV_64F, m);
+        cv::warpPerspective(s, d, h, d.size(), cv::INTER_LINEAR | cv::WARP_INVERSE_MAP,
+                            cv::BORDER_REPLICATE);
+    } else {
+        cv::Mat h(2, 3, CV_64F, m);
+        cv::warpAffine(s, d, h, d.size(), cv::INTER_LINEAR | cv::WARP_INVERSE_MAP,
+                       cv::BORDER_REPLICATE);
+    }
+}
+
+// OpenCV's result for a workload, kept as the reference of the checks.
+const image &opencv_reference(const warp_case &c) {
+    static std::map<std::string, std::unique_ptr<image>> cache;
+    auto &slot = cache[c.name];
+    if (!slot) {
+        slot = std::make_unique<image>(c.dw, c.dh);
+        run_opencv(c, texture(c.sw, c.sh), *slot);
+    }
+    return *slot;
+}
+
+void report_check(benchmark::State &state, const warp_case &c, const image &dst) {
+    bench::compare_result r = bench::compare(dst, opencv_reference(c), 0xA5);
+    state.counters["mad_vs_cv"] = r.mean_abs_diff;
+    state.counters["undrawn"] = r.untouched;
+}
+
+struct polygon_call {
+    const warp_case *c;
+    image_descriptor dd, sd;
+    uint32_t flags;
+    int32_t operator()(int32_t first_line, int32_t line_step) const {
+        return map_polygon(&dd, &sd, c->quad.data(), int32_t(c->quad.size()), flags, first_line,
+                           line_step);
+    }
+};
+
+// Runs the call once on a sentinel-filled destination; false (and the
+// benchmark marked as failed) when the library reported anything.
+bool first_run_checked(benchmark::State &state, const warp_case &c, image &dst,
+                       const std::function<void()> &call) {
+    bench::fill_bytes(dst, 0xA5);
+    int before = bench::report_counter::count().load();
+    call();
+    if (bench::report_counter::count().load() != before) {
+        state.SkipWithError(("tovrel reported: " + bench::report_counter::last()).c_str());
+        return false;
+    }
+    report_check(state, c, dst);
+    state.counters["slot"] = bench::expected_slot(c.quad.data(), int(c.quad.size()));
+    return true;
+}
+
+void set_pixels(benchmark::State &state, const warp_case &c) {
+    state.SetItemsProcessed(int64_t(state.iterations()) * c.dw * c.dh);
+}
+
+void bm_tovrel(benchmark::State &state, const warp_case &c, uint32_t flags) {
+    const image &src = texture(c.sw, c.sh);
+    image dst(c.dw, c.dh);
+    polygon_call call{&c, dst.descriptor(), src.descriptor(), flags};
+    if (!first_run_checked(state, c, dst, [&] { call(0, 1); })) return;
+    for (auto _ : state) benchmark::DoNotOptimize(call(0, 1));
+    set_pixels(state, c);
+}
+
+// The same call split by line phase over the caller and one helper thread.
+void bm_tovrel_two_threads(benchmark::State &state, const warp_case &c) {
+    const image &src = texture(c.sw, c.sh);
+    image dst(c.dw, c.dh);
+    polygon_call call{&c, dst.descriptor(), src.descriptor(), 0};
+    bench::worker helper;
+    std::function<void()> even = [&] { call(0, 2); }, odd = [&] { call(1, 2); };
+    if (!first_run_checked(state, c, dst, [&] { helper.run(even, odd); })) return;
+    for (auto _ : state) helper.run(even, odd);
+    set_pixels(state, c);
+}
+
+void bm_opencv(benchmark::State &state, const warp_case &c) {
+    const image &src = texture(c.sw, c.sh);
+    image dst(c.dw, c.dh);
+    run_opencv(c, src, dst);
+    for (auto _ : state) {
+        run_opencv(c, src, dst);
+        benchmark::ClobberMemory();
+    }
+    set_pixels(state, c);
+}
+
+pixman_fixed_t to_fixed(double v) {
+    return pixman_fixed_t(std::lround(v * 65536.0));
+}
+
+void bm_pixman(benchmark::State &state, const warp_case &c, peer_filter filter) {
+    const image &src = texture(c.sw, c.sh);
+    image dst(c.dw, c.dh);
+    pixman_image_t *ps =
+        pixman_image_create_bits(PIXMAN_a8r8g8b8, src.width, src.height,
+                                 reinterpret_cast<uint32_t *>(src.pixels), src.pitch);
+    pixman_image_t *pd =
+        pixman_image_create_bits(PIXMAN_a8r8g8b8, dst.width, dst.height,
+                                 reinterpret_cast<uint32_t *>(dst.pixels), dst.pitch);
+    // A projective matrix may be scaled freely: its largest entry at 2^12
+    // keeps the small perspective terms precise in 16.16 without overflowing
+    // pixman's intermediates (measured: closest to OpenCV's result).
+    double big = 0;
+    for (double v : c.map.m) big = std::max(big, std::fabs(v));
+    double k = c.perspective ? 4096.0 / big : 1.0;
+    pixman_transform_t t;
+    for (int r = 0; r < 3; ++r)
+        for (int col = 0; col < 3; ++col) t.matrix[r][col] = to_fixed(c.map.m[3 * r + col] * k);
+    pixman_image_set_transform(ps, &t);
+    pixman_image_set_repeat(ps, PIXMAN_REPEAT_PAD);
+    if (filter == peer_filter::box) {
+        // Footprint of the box: source pixels per destination pixel.
+        double sx = std::hypot(c.map.m[0], c.map.m[3]), sy = std::hypot(c.map.m[1], c.map.m[4]);
+        int n = 0;
+        pixman_fixed_t *params = pixman_filter_create_separable_convolution(
+            &n, to_fixed(sx), to_fixed(sy), PIXMAN_KERNEL_BOX, PIXMAN_KERNEL_BOX, PIXMAN_KERNEL_BOX,
+            PIXMAN_KERNEL_BOX, 4, 4);
+        pixman_image_set_filter(ps, PIXMAN_FILTER_SEPARABLE_CONVOLUTION, params, n);
+        free(params);
+    } else {
+        pixman_image_set_filter(ps, PIXMAN_FILTER_BILINEAR, nullptr, 0);
+    }
+    auto run = [&] {
+        pixman_image_composite32(PIXMAN_OP_SRC, ps, nullptr, pd, 0, 0, 0, 0, 0, 0, dst.width,
+                                 dst.height);
+    };
+    bench::fill_bytes(dst, 0xA5);
+    run();
+    report_check(state, c, dst);
+    for (auto _ : state) {
+        run();
+        benchmark::ClobberMemory();
+    }
+    set_pixels(state, c);
+    pixman_image_unref(ps);
+    pixman_image_unref(pd);
+}
+
+template <class F>
+void add(const warp_case &c, const char *impl, F f) {
+    std::string name = c.name + "/" + impl;
+    auto shared = std::make_shared<warp_case>(c);
+    benchmark::RegisterBenchmark(name.c_str(), [shared, f](benchmark::State &s) { f(s, *shared); })
+        ->Unit(benchmark::kMillisecond)
+        ->UseRealTime();
+}
+
+void register_all() {
+    auto plain = [](benchmark::State &s, const warp_case &c) { bm_tovrel(s, c, 0); };
+    auto aa = [](benchmark::State &s, const warp_case &c) { bm_tovrel(s, c, MAP_EDGE_AA); };
+    auto cv = [](benchmark::State &s, const warp_case &c) { bm_opencv(s, c); };
+    auto px_bilinear = [](benchmark::State &s, const warp_case &c) {
+        bm_pixman(s, c, peer_filter::bilinear);
+    };
+    auto px_box = [](benchmark::State &s, const warp_case &c) {
+        bm_pixman(s, c, peer_filter::box);
+    };
+
+    // 1: affine, 10 degrees, enlarged 1.05 (slot 1).
+    warp_case w1 = rotated_case("w1_affine_1080p", 1920, 1080, 10.0, 1.05);
+    add(w1, "tovrel", plain);
+    add(w1, "cv_warpAffine", cv);
+    add(w1, "pixman_bilinear", px_bilinear);
+
+    // 2: perspective trapezoid (slot 1).
+    warp_case w2 = trapezoid_case("w2_perspective_1080p", 1920, 1080);
+    add(w2, "tovrel", plain);
+    add(w2, "cv_warpPerspective", cv);
+    add(w2, "pixman_projective", px_bilinear);
+
+    // 3: minified, 10 degrees at 0.95 (slot 6) and 0.5 (slot 12).
+    for (auto [scale, label] :
+         {std::pair{0.95, "w3_affine_s095_1080p"}, std::pair{0.5, "w3_affine_s050_1080p"}}) {
+        warp_case w3 = rotated_case(label, 1920, 1080, 10.0, scale);
+        add(w3, "tovrel", plain);
+        add(w3, "cv_warpAffine", cv);
+        add(w3, "pixman_box", px_box);
+    }
+
+    // 4: edge anti-aliasing on workload 1's quad (edges on the frame
+    // border) and on a slanted quad inside the frame.
+    warp_case w4 = w1;
+    w4.name = "w4_edge_aa_frame_1080p";
+    add(w4, "tovrel", plain);
+    add(w4, "tovrel_edge_aa", aa);
+    warp_case w4i = inset_case("w4_edge_aa_inset_1080p", 1920, 1080, 10.0, 0.75);
+    add(w4i, "tovrel", plain);
+    add(w4i, "tovrel_edge_aa", aa);
+
+    // 7: workload 1 at 3840x2160.
+    add(rotated_case("w7_affine_2160p", 3840, 2160, 10.0, 1.05), "tovrel", plain);
+
+    // 8: workload 1 split over two threads by line phase.
+    warp_case w8 = w1;
+    w8.name = "w8_threads_1080p";
+    add(w8, "tovrel_1thread", plain);
+    add(w8, "tovrel_2threads",
+        [](benchmark::State &s, const warp_case &c) { bm_tovrel_two_threads(s, c); });
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    cv::setNumThreads(1);
+    bench::report_counter::install();
+    register_all();
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
