@@ -1,0 +1,346 @@
+// Pixel writer results at the extremes of each rule, per family.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "polygon/pixel_writers.h"
+
+using namespace tovrel;
+
+namespace {
+
+// One destination line and one line buffer of n pixels, spp samples each.
+template <class T>
+struct line {
+    int spp;
+    std::vector<T> dst, src;
+    std::vector<uint16_t> dst_a, src_a, cov;
+    line(int n, int samples_per_pixel)
+        : spp(samples_per_pixel), dst(n * spp), src(n * spp), dst_a(n), src_a(n), cov(n) {}
+    span_rows d() { return {dst.data(), dst_a.data()}; }
+    span_rows s() { return {src.data(), src_a.data()}; }
+    void write(coverage_writer w, int32_t x0, int32_t x1) {
+        const span_rows dr = d(), sr = s();
+        w(&dr, &sr, cov.data(), x0, x1);
+    }
+    void blend(span_writer w, int32_t x0, int32_t x1) {
+        const span_rows dr = d(), sr = s();
+        w(&dr, &sr, x0, x1);
+    }
+};
+
+struct rgbq_family {
+    using T = uint8_t;
+    static constexpr int spp = 4, zero = 0, max = 255;
+    static constexpr bool pairs = false;
+    static const family_writers &writers() { return rgbq_writers; }
+};
+struct yuy2_family {
+    using T = uint8_t;
+    static constexpr int spp = 2, zero = 128, max = 255;
+    static constexpr bool pairs = true;
+    static const family_writers &writers() { return yuy2_writers; }
+};
+struct w210_family {
+    using T = uint16_t;
+    static constexpr int spp = 2, zero = 512, max = 1023;
+    static constexpr bool pairs = true;
+    static const family_writers &writers() { return w210_writers; }
+};
+
+template <class F>
+class FamilyTest : public ::testing::Test {};
+struct family_names {
+    template <class F>
+    static std::string GetName(int) {
+        return std::is_same_v<F, rgbq_family> ? "rgbq" : F::zero == 128 ? "yuy2" : "w210";
+    }
+};
+using all_families = ::testing::Types<rgbq_family, yuy2_family, w210_family>;
+TYPED_TEST_SUITE(FamilyTest, all_families, family_names);
+template <class F>
+class PairTest : public ::testing::Test {};
+using pair_families = ::testing::Types<yuy2_family, w210_family>;
+TYPED_TEST_SUITE(PairTest, pair_families, family_names);
+
+template <class F>
+line<typename F::T> random_line(int n, std::mt19937 &rng) {
+    line<typename F::T> l(n, F::spp);
+    for (auto &v : l.dst) v = typename F::T(rng() % (F::max + 1));
+    for (auto &v : l.src) v = typename F::T(rng() % (F::max + 1));
+    for (auto &v : l.src_a) v = uint16_t(rng() % 4097);
+    for (auto &v : l.dst_a) v = uint16_t(1 + rng() % 65535);
+    return l;
+}
+
+// Coverage 0 (span writers: source alpha 0) over a destination with alpha
+// leaves colour and alpha unchanged, in every role.
+TYPED_TEST(FamilyTest, ZeroWeightChangesNothing) {
+    std::mt19937 rng(7);
+    const family_writers &w = TypeParam::writers();
+    for (size_t r = 0; r < w.coverage.size() + w.span.size(); ++r) {
+        auto l = random_line<TypeParam>(8, rng);
+        const auto before = l;
+        if (r < w.coverage.size()) {
+            l.write(w.coverage[r], 0, 8);
+        } else {
+            std::fill(l.src_a.begin(), l.src_a.end(), 0);
+            l.blend(w.span[r - w.coverage.size()], 0, 8);
+        }
+        EXPECT_EQ(l.dst, before.dst) << "role " << r;
+        EXPECT_EQ(l.dst_a, before.dst_a) << "role " << r;
+    }
+}
+
+// Full weights: coverage, source alpha and destination alpha all 4096.
+enum class full { copy, sum, mean };
+struct full_case {
+    full colour;
+    uint16_t alpha; // destination alpha after; 4096 where untouched
+};
+constexpr full_case coverage_full[] = {{full::copy, 4096}, {full::sum, 4096},  {full::copy, 4096},
+                                       {full::copy, 4096}, {full::mean, 8192}, {full::sum, 8192},
+                                       {full::copy, 4096}, {full::copy, 4096}, {full::copy, 4096},
+                                       {full::copy, 4096}, {full::mean, 8192}, {full::sum, 8192}};
+constexpr full_case span_full[] = {
+    {full::copy, 4096}, {full::copy, 4096}, {full::copy, 4096}, {full::copy, 4096}};
+
+TYPED_TEST(FamilyTest, FullWeights) {
+    using T = typename TypeParam::T;
+    std::mt19937 rng(11);
+    const family_writers &w = TypeParam::writers();
+    for (size_t r = 0; r < w.coverage.size() + w.span.size(); ++r) {
+        auto l = random_line<TypeParam>(8, rng);
+        std::fill(l.cov.begin(), l.cov.end(), 4096);
+        std::fill(l.src_a.begin(), l.src_a.end(), 4096);
+        std::fill(l.dst_a.begin(), l.dst_a.end(), 4096);
+        const auto before = l;
+        const bool span = r >= w.coverage.size();
+        const full_case fc = span ? span_full[r - w.coverage.size()] : coverage_full[r];
+        if (span)
+            l.blend(w.span[r - w.coverage.size()], 0, 8);
+        else
+            l.write(w.coverage[r], 0, 8);
+        for (size_t i = 0; i < l.dst.size(); ++i) {
+            const int s = before.src[i], d = before.dst[i];
+            const bool chroma = TypeParam::pairs && i % 2 == 1;
+            const int expected = fc.colour == full::copy   ? s
+                                 : fc.colour == full::mean ? (s + d) / 2
+                                                           : d + s - (chroma ? TypeParam::zero : 0);
+            ASSERT_EQ(l.dst[i], T(expected)) << "role " << r << " sample " << i;
+        }
+        for (uint16_t a : l.dst_a) ASSERT_EQ(a, fc.alpha) << "role " << r;
+    }
+}
+
+// An empty or reversed range writes nothing.
+TYPED_TEST(FamilyTest, EmptyRangeWritesNothing) {
+    std::mt19937 rng(3);
+    const family_writers &w = TypeParam::writers();
+    for (auto [x0, x1] : {std::pair{4, 4}, std::pair{6, 2}}) {
+        auto l = random_line<TypeParam>(8, rng);
+        const auto before = l;
+        for (coverage_writer cw : w.coverage) l.write(cw, x0, x1);
+        for (span_writer sw : w.span) l.blend(sw, x0, x1);
+        EXPECT_EQ(l.dst, before.dst);
+        EXPECT_EQ(l.dst_a, before.dst_a);
+    }
+}
+
+// Over a transparent destination (alpha 0), with c = 1000 and a_s = 2000
+// (e = (2000 * 1000) >> 12 = 488), S = 200, D = 100.
+struct transparent_case {
+    const char *name;
+    coverage_writer cw;
+    span_writer sw;
+    int colour;
+    uint16_t alpha;
+};
+const transparent_case transparent_cases[] = {
+    {"write_over_straight", write_rgbq_over_straight, nullptr, 200, 1000},
+    {"write_over_premul", write_rgbq_over_premul, nullptr, (200 * 1000) >> 12, 1000},
+    {"add_over_straight", add_rgbq_over_straight, nullptr, 200, 1000},
+    {"add_over_premul", add_rgbq_over_premul, nullptr, 100 + ((200 * 1000) >> 12), 1000},
+    {"write_a_over_straight", write_rgbqa_over_straight, nullptr, 200, 488},
+    {"write_a_over_premul", write_rgbqa_over_premul, nullptr,
+     (200 * 1000 + 100 * (4096 - 488)) >> 12, 488},
+    {"add_a_over_straight", add_rgbqa_over_straight, nullptr, 200, 488},
+    {"add_a_over_premul", add_rgbqa_over_premul, nullptr, 100 + ((200 * 1000) >> 12), 488},
+    {"blend_a_over_straight", nullptr, blend_rgbqa_over_straight, 200, 2000},
+    {"blend_a_over_premul", nullptr, blend_rgbqa_over_premul, ((100 * 2096) >> 12) + 200, 2000},
+};
+
+TEST(RgbqWriters, TransparentDestination) {
+    for (const transparent_case &t : transparent_cases) {
+        line<uint8_t> l(4, 4);
+        std::fill(l.src.begin(), l.src.end(), 200);
+        std::fill(l.dst.begin(), l.dst.end(), 100);
+        std::fill(l.cov.begin(), l.cov.end(), 1000);
+        std::fill(l.src_a.begin(), l.src_a.end(), 2000);
+        if (t.cw)
+            l.write(t.cw, 0, 4);
+        else
+            l.blend(t.sw, 0, 4);
+        for (uint8_t v : l.dst) ASSERT_EQ(v, t.colour) << t.name;
+        for (uint16_t a : l.dst_a) ASSERT_EQ(a, t.alpha) << t.name;
+    }
+}
+
+// The straight writers divide (truncating), not shift.
+TEST(RgbqWriters, StraightDividesExactly) {
+    line<uint8_t> l(2, 4);
+    l.src = {200, 200, 200, 200, 10, 10, 10, 10};
+    l.dst = {100, 100, 100, 100, 251, 251, 251, 251};
+    l.cov = {2048, 3000};
+    l.dst_a = {2048, 1000};
+    l.write(write_rgbq_over_straight, 0, 1); // k = 1024, a = 3072, 512000 / 3072
+    l.write(add_rgbq_over_straight, 1, 2);   // 281000 / 4000
+    EXPECT_EQ(l.dst, (std::vector<uint8_t>{166, 166, 166, 166, 70, 70, 70, 70}));
+    EXPECT_EQ(l.dst_a, (std::vector<uint16_t>{3072, 4000}));
+}
+
+TEST(RgbqWriters, BlendPremulSkipsZeroAlphaAndWraps) {
+    line<uint8_t> l(4, 4);
+    std::fill(l.src.begin(), l.src.end(), 200);
+    std::fill(l.dst.begin(), l.dst.end(), 240);
+    l.src_a = {4096, 0, 2048, 1};
+    l.blend(blend_rgbqa_premul, 0, 4);
+    const uint8_t expected[4] = {200, 240, uint8_t(120 + 200), uint8_t(((240 * 4095) >> 12) + 200)};
+    for (int x = 0; x < 4; ++x) EXPECT_EQ(l.dst[x * 4], expected[x]) << x;
+}
+
+// Pairs: coverages 4096 and 0 give Y0 = S, Y1 unchanged, chroma the mean;
+// an odd x0 pairs pixels 1 and 2 (chroma V of pair 0 and U of pair 1), and
+// an odd-length range also writes pixel x1.
+TYPED_TEST(PairTest, PairRules) {
+    using T = typename TypeParam::T;
+    line<T> l(6, 2);
+    std::fill(l.src.begin(), l.src.end(), T(200));
+    std::fill(l.dst.begin(), l.dst.end(), T(101));
+    l.cov = {4096, 0, 0, 4096, 4096, 4096};
+    auto ll = l;
+    l.write(TypeParam::writers()[coverage_role::write], 0, 2);
+    EXPECT_EQ(l.dst, (std::vector<T>{200, 150, 101, 150, 101, 101, 101, 101, 101, 101, 101, 101}));
+    ll.cov = {0, 4096, 0, 4096, 4096, 0};
+    ll.write(TypeParam::writers()[coverage_role::write], 1, 4);
+    EXPECT_EQ(ll.dst, (std::vector<T>{101, 101, 200, 150, 101, 150, 200, 200, 200, 200, 101, 101}));
+}
+
+// Two tiles of coverage 2048 add up to the source, chroma around its zero;
+// alpha accumulates to 4096.
+TYPED_TEST(PairTest, AdditiveHalvesMakeWhole) {
+    using T = typename TypeParam::T;
+    const family_writers &w = TypeParam::writers();
+    for (coverage_role r :
+         {coverage_role::add, coverage_role::add_over_premul, coverage_role::add_a_over_premul}) {
+        line<T> l(2, 2);
+        l.dst = {0, T(TypeParam::zero), 0, T(TypeParam::zero)};
+        l.src = {200, 10, 64, 250}; // even samples halve exactly
+        l.cov = {2048, 2048};
+        l.src_a = {4096, 4096};
+        l.write(w[r], 0, 2);
+        l.write(w[r], 0, 2);
+        EXPECT_EQ(l.dst, l.src) << int(r);
+        const uint16_t a = r == coverage_role::add ? 0 : 4096; // add has no alpha
+        EXPECT_EQ(l.dst_a, (std::vector<uint16_t>{a, a})) << int(r);
+    }
+}
+
+// Source alpha of a pair: luma by its own pixel, chroma by the summed alpha.
+TYPED_TEST(PairTest, PairChromaBySummedAlpha) {
+    using T = typename TypeParam::T;
+    line<T> l(2, 2);
+    l.src = {200, 200, 200, 200};
+    l.dst = {101, 101, 101, 101};
+    l.src_a = {4096, 0};
+    l.blend(TypeParam::writers()[span_role::blend_a_straight], 0, 2);
+    EXPECT_EQ(l.dst, (std::vector<T>{200, 150, 101, 150}));
+}
+
+TEST(WordWriters, WriteAndAdd) {
+    line<uint16_t> l(3, 1);
+    l.src = {60000, 60000, 4096};
+    l.dst = {1000, 1001, 65535};
+    l.cov = {4096, 2048, 4096};
+    l.dst_a = {0, 0, 65000};
+    l.write(write_word, 0, 2);
+    EXPECT_EQ(l.dst[0], 60000);
+    EXPECT_EQ(l.dst[1], 30500);
+    l.write(add_word_over, 2, 3); // both wrap in 16 bits
+    EXPECT_EQ(l.dst[2], 4095);
+    EXPECT_EQ(l.dst_a[2], uint16_t(65000 + 4096));
+}
+
+// Signed components: arithmetic shifts, low 16 bits kept.
+struct s16_case {
+    const char *name;
+    coverage_writer w;
+    uint16_t c;
+    int16_t s[4], d[4], expected[4];
+};
+const s16_case s16_cases[] = {
+    {"add_s16x4 wraps",
+     add_s16x4,
+     4096,
+     {4096, -4096, 100, 4096},
+     {32767, -32768, 0, 0},
+     {-28673, 28672, 100, 4096}},
+    {"write_s16x4 floors",
+     write_s16x4,
+     2048,
+     {-1, -1001, 32767, 7},
+     {0, 0, 32767, 99},
+     {-1, -501, 32767, 99}},
+    {"write_s16x4_into_alpha",
+     write_s16x4_into_alpha,
+     2048,
+     {10, 20, 30, 7},
+     {0, 0, 0, -100},
+     {5, 10, 15, 1998}},
+    {"add_s16x4_opaque",
+     add_s16x4_opaque,
+     1000,
+     {4096, 0, 0, 7},
+     {0, 0, 0, 32000},
+     {1000, 0, 0, -32536}},
+    {"write_s16x4a_over",
+     write_s16x4a_over,
+     4096,
+     {1000, -1000, 0, 2048},
+     {100, 101, -3, 4096},
+     {1050, -950, -2, 4096}},
+    {"write_s16x4a_over negative alpha",
+     write_s16x4a_over,
+     4096,
+     {1, 2, 3, -4096},
+     {10, -10, 0, 5},
+     {21, -18, 3, -4086}},
+};
+
+TEST(S16x4Writers, SignedArithmetic) {
+    for (const s16_case &t : s16_cases) {
+        line<int16_t> l(1, 4);
+        std::memcpy(l.src.data(), t.s, sizeof t.s);
+        std::memcpy(l.dst.data(), t.d, sizeof t.d);
+        l.cov = {t.c};
+        l.write(t.w, 0, 1);
+        for (int i = 0; i < 4; ++i) EXPECT_EQ(l.dst[i], t.expected[i]) << t.name << " " << i;
+    }
+}
+
+TEST(Fills, OnlyTheRange) {
+    line<int16_t> l(10, 4);
+    std::fill(l.dst_a.begin(), l.dst_a.end(), 7);
+    std::fill(l.dst.begin(), l.dst.end(), 7);
+    l.blend(fill_alpha_opaque, 3, 9);
+    for (int x = 0; x < 10; ++x) EXPECT_EQ(l.dst_a[x], x >= 3 && x < 9 ? 4096 : 7) << x;
+    l.blend(fill_s16x4_alpha_opaque, 2, 5);
+    for (int i = 0; i < 40; ++i)
+        EXPECT_EQ(l.dst[i], i % 4 == 3 && i / 4 >= 2 && i / 4 < 5 ? 4096 : 7) << i;
+}
+
+} // namespace
