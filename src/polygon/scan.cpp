@@ -51,6 +51,18 @@ void sort_active(edge_record **active, int32_t count) {
     }
 }
 
+// Edges of a polygon that crosses itself may change places inside a band;
+// keep the pairs of the even-odd fill in order. A simple polygon's edges
+// never cross, so this only ever sorts at crossings.
+void keep_sorted(edge_record **active, int32_t count) {
+    for (int32_t i = 1; i < count; ++i) {
+        if (active[i - 1]->x > active[i]->x) {
+            sort_active(active, count);
+            return;
+        }
+    }
+}
+
 int64_t positive_mod(int64_t a, int64_t m) {
     const int64_t r = a % m;
     return r < 0 ? r + m : r;
@@ -205,10 +217,12 @@ void scan_polygon(span_context &ctx, edge_table &table) {
         while (y < band_end) {
             if (!aa) {
                 if (phase == 0) {
+                    keep_sorted(active, count);
                     draw_line(ctx, active, count, y);
                     phase = ctx.line_step;
                 }
             } else if (phase < 3) {
+                keep_sorted(active, count);
                 if (phase == 2 && band_end - y >= 3) {
                     // The line's three sub-lines share these edges: one pass.
                     for (int32_t i = 0; i + 1 < count; i += 2)
