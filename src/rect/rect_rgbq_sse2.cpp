@@ -1,0 +1,311 @@
+// SSE2 whole-pixel runs of the RGBQ kernels: the same bytes and the same
+// final cursor as rgbq_run_c.
+//
+// Without horizontal scaling on one or two source rows the run works on
+// bytes directly. Otherwise the source rows are first summed vertically into
+// v (per column and component, sum of component * row weight; the weights
+// of a whole line add up to 2048, so v <= 255 * 2048 < 2^19), a chunk of
+// columns at a time, and each destination pixel is then the overlap-weighted
+// sum of v over its columns: sum(v * s) + 2^22 >> 23, the same integer as the
+// walk's sum of component * s * row weight.
+#if defined(__SSE2__)
+
+#include <emmintrin.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "rect/rect_rgbq.h"
+
+namespace tovrel::rect {
+namespace {
+
+constexpr int32_t chunk_columns = 512;
+
+inline __m128i load4(const uint8_t *p) {
+    int32_t v;
+    std::memcpy(&v, p, 4);
+    return _mm_cvtsi32_si128(v);
+}
+
+inline void store4(uint8_t *p, __m128i v) {
+    const int32_t x = _mm_cvtsi128_si32(v);
+    std::memcpy(p, &x, 4);
+}
+
+// Four dwords (each <= 255) to the four bytes of one pixel.
+inline void store_pixel(uint8_t *p, __m128i v) {
+    v = _mm_packs_epi32(v, v);
+    store4(p, _mm_packus_epi16(v, v));
+}
+
+// Four pixels of four dwords each (all <= 255) to 16 bytes.
+inline void store_pixels4(uint8_t *p, __m128i a, __m128i b, __m128i c, __m128i d) {
+    const __m128i ab = _mm_packs_epi32(a, b);
+    const __m128i cd = _mm_packs_epi32(c, d);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(p), _mm_packus_epi16(ab, cd));
+}
+
+// 16-bit weight pair (lo, hi) in every dword, for pmaddwd.
+inline __m128i weight_pair(int32_t lo, int32_t hi) {
+    return _mm_set1_epi32(int32_t(uint32_t(lo) | uint32_t(hi) << 16));
+}
+
+// ---------------------------------------------------------------------------
+// No horizontal scaling, source aligned: (a * wa + b * wb + 1024) >> 11.
+void blend_rows(uint8_t *dst, int32_t count, const uint8_t *a, const uint8_t *b, int32_t wa,
+                int32_t wb) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i w = weight_pair(wa, wb);
+    const __m128i round = _mm_set1_epi32(1024);
+    auto mix = [&](__m128i words) { // a0 b0 a1 b1 ... as 16-bit: one pixel
+        return _mm_srli_epi32(_mm_add_epi32(_mm_madd_epi16(words, w), round), 11);
+    };
+    int32_t i = 0;
+    for (; i + 4 <= count; i += 4) {
+        const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a + 4 * i));
+        const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i *>(b + 4 * i));
+        const __m128i lo = _mm_unpacklo_epi8(x, y);
+        const __m128i hi = _mm_unpackhi_epi8(x, y);
+        store_pixels4(dst + 4 * i, mix(_mm_unpacklo_epi8(lo, zero)),
+                      mix(_mm_unpackhi_epi8(lo, zero)), mix(_mm_unpacklo_epi8(hi, zero)),
+                      mix(_mm_unpackhi_epi8(hi, zero)));
+    }
+    for (; i < count; ++i) {
+        const __m128i xy = _mm_unpacklo_epi8(load4(a + 4 * i), load4(b + 4 * i));
+        store_pixel(dst + 4 * i, mix(_mm_unpacklo_epi8(xy, zero)));
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Vertical sums. One pass over `cols` columns with up to three rows (r0,
+// r0 + pitch, r0 + 2 pitch), storing or adding into v.
+template <int Rows, bool Add>
+void vsum_pass(uint32_t *v, const uint8_t *r0, ptrdiff_t pitch, int32_t cols, int32_t w0,
+               int32_t w1, int32_t w2) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i w01 = weight_pair(w0, Rows >= 2 ? w1 : 0);
+    const __m128i w2z = weight_pair(w2, 0);
+    const uint8_t *r1 = r0 + pitch;
+    const uint8_t *r2 = r0 + 2 * pitch;
+    auto finish = [&](uint32_t *out, __m128i s) {
+        __m128i *q = reinterpret_cast<__m128i *>(out);
+        if constexpr (Add) s = _mm_add_epi32(s, _mm_load_si128(q));
+        _mm_store_si128(q, s);
+    };
+    int32_t i = 0;
+    for (; i + 4 <= cols; i += 4) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(r0 + 4 * i));
+        const __m128i b =
+            Rows >= 2 ? _mm_loadu_si128(reinterpret_cast<const __m128i *>(r1 + 4 * i)) : zero;
+        const __m128i lo = _mm_unpacklo_epi8(a, b);
+        const __m128i hi = _mm_unpackhi_epi8(a, b);
+        __m128i s0 = _mm_madd_epi16(_mm_unpacklo_epi8(lo, zero), w01);
+        __m128i s1 = _mm_madd_epi16(_mm_unpackhi_epi8(lo, zero), w01);
+        __m128i s2 = _mm_madd_epi16(_mm_unpacklo_epi8(hi, zero), w01);
+        __m128i s3 = _mm_madd_epi16(_mm_unpackhi_epi8(hi, zero), w01);
+        if constexpr (Rows == 3) {
+            const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i *>(r2 + 4 * i));
+            const __m128i clo = _mm_unpacklo_epi8(c, zero);
+            const __m128i chi = _mm_unpackhi_epi8(c, zero);
+            s0 = _mm_add_epi32(s0, _mm_madd_epi16(_mm_unpacklo_epi8(clo, zero), w2z));
+            s1 = _mm_add_epi32(s1, _mm_madd_epi16(_mm_unpackhi_epi8(clo, zero), w2z));
+            s2 = _mm_add_epi32(s2, _mm_madd_epi16(_mm_unpacklo_epi8(chi, zero), w2z));
+            s3 = _mm_add_epi32(s3, _mm_madd_epi16(_mm_unpackhi_epi8(chi, zero), w2z));
+        }
+        finish(v + 4 * i, s0);
+        finish(v + 4 * i + 4, s1);
+        finish(v + 4 * i + 8, s2);
+        finish(v + 4 * i + 12, s3);
+    }
+    for (; i < cols; ++i) {
+        const __m128i a = load4(r0 + 4 * i);
+        const __m128i b = Rows >= 2 ? load4(r1 + 4 * i) : zero;
+        __m128i s = _mm_madd_epi16(_mm_unpacklo_epi8(_mm_unpacklo_epi8(a, b), zero), w01);
+        if constexpr (Rows == 3) {
+            const __m128i c = _mm_unpacklo_epi8(load4(r2 + 4 * i), zero);
+            s = _mm_add_epi32(s, _mm_madd_epi16(_mm_unpacklo_epi8(c, zero), w2z));
+        }
+        finish(v + 4 * i, s);
+    }
+}
+
+void vsum(uint32_t *v, const uint8_t *src, int32_t cols, const rect_rows &rows) {
+    const int32_t n = 1 + rows.middle + (rows.last_weight != 0 ? 1 : 0);
+    const ptrdiff_t p = rows.pitch;
+    const int32_t mw = rows.middle_weight;
+    auto weight = [&](int32_t k) {
+        return k == 0 ? rows.first_weight : k <= rows.middle ? mw : rows.last_weight;
+    };
+    switch (n) {
+    case 1:
+        vsum_pass<1, false>(v, src, p, cols, rows.first_weight, 0, 0);
+        return;
+    case 2:
+        vsum_pass<2, false>(v, src, p, cols, rows.first_weight, weight(1), 0);
+        return;
+    case 3:
+        vsum_pass<3, false>(v, src, p, cols, rows.first_weight, weight(1), weight(2));
+        return;
+    default:
+        break;
+    }
+    vsum_pass<3, false>(v, src, p, cols, rows.first_weight, weight(1), weight(2));
+    int32_t k = 3;
+    for (; k + 3 <= n; k += 3)
+        vsum_pass<3, true>(v, src + k * p, p, cols, weight(k), weight(k + 1), weight(k + 2));
+    if (n - k == 2) vsum_pass<2, true>(v, src + k * p, p, cols, weight(k), weight(k + 1), 0);
+    if (n - k == 1) vsum_pass<1, true>(v, src + k * p, p, cols, weight(k), 0, 0);
+}
+
+// ---------------------------------------------------------------------------
+// Horizontal passes over v. Each writes m pixels, returns the number of
+// columns the cursor moved and leaves the run of the current column in *run.
+
+inline const __m128i *column(const uint32_t *v, int32_t col) {
+    return reinterpret_cast<const __m128i *>(v + 4 * col);
+}
+
+// v * s for v < 2^19 and s <= 4096: products below 2^31. pmuludq works on
+// lanes 0 and 2, so even and odd components are multiplied apart and
+// rejoined once per pixel.
+struct wide_sum {
+    __m128i even = _mm_setzero_si128();
+    __m128i odd = _mm_setzero_si128();
+    void add(__m128i v, int32_t s) {
+        const __m128i m = _mm_set1_epi32(s);
+        even = _mm_add_epi64(even, _mm_mul_epu32(v, m));
+        odd = _mm_add_epi64(odd, _mm_mul_epu32(_mm_srli_epi64(v, 32), m));
+    }
+    // (sum + 2^22) >> 23; every sum is below 2^31.
+    __m128i rounded() const {
+        const __m128i s = _mm_or_si128(even, _mm_slli_epi64(odd, 32));
+        return _mm_srli_epi32(_mm_add_epi32(s, _mm_set1_epi32(1 << 22)), 23);
+    }
+};
+
+// x_step < 4096: every pixel takes the rest of the current column, whole
+// columns of x_step, and a head of the next column.
+int32_t hpass_down(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io, int32_t x_step) {
+    int32_t col = 0, run = *run_io;
+    for (int32_t j = 0; j < m; ++j) {
+        wide_sum acc;
+        int32_t left = pixel_units;
+        // run <= x_step < 4096: the current column ends inside the pixel.
+        acc.add(_mm_load_si128(column(v, col)), run);
+        left -= run;
+        ++col;
+        if (left >= x_step) {
+            // Whole columns share the weight x_step: x_step * sum(v) is at
+            // most the pixel's total, below 2^31.
+            __m128i whole = _mm_load_si128(column(v, col));
+            ++col;
+            left -= x_step;
+            while (left >= x_step) {
+                whole = _mm_add_epi32(whole, _mm_load_si128(column(v, col)));
+                ++col;
+                left -= x_step;
+            }
+            acc.add(whole, x_step);
+        }
+        if (left > 0) {
+            acc.add(_mm_load_si128(column(v, col)), left);
+            run = x_step - left;
+        } else {
+            run = x_step;
+        }
+        store_pixel(dst + 4 * j, acc.rounded());
+    }
+    *run_io = run;
+    return col;
+}
+
+// x_step >= 4096: one column ((v * 4096 + 2^22) >> 23 = (v + 1024) >> 11),
+// or the rest of one and the head of the next.
+int32_t hpass_up(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io, int32_t x_step) {
+    const __m128i round = _mm_set1_epi32(1024);
+    int32_t col = 0, run = *run_io;
+    for (int32_t j = 0; j < m; ++j) {
+        if (run >= pixel_units) {
+            const __m128i x = _mm_load_si128(column(v, col));
+            store_pixel(dst + 4 * j, _mm_srli_epi32(_mm_add_epi32(x, round), 11));
+            run -= pixel_units;
+            if (run == 0) {
+                ++col;
+                run = x_step;
+            }
+            continue;
+        }
+        wide_sum acc;
+        acc.add(_mm_load_si128(column(v, col)), run);
+        acc.add(_mm_load_si128(column(v, col + 1)), pixel_units - run);
+        store_pixel(dst + 4 * j, acc.rounded());
+        ++col;
+        run = x_step - (pixel_units - run);
+    }
+    *run_io = run;
+    return col;
+}
+
+// x_step 2048 on column boundaries: (v0 + v1) * 2048 + 2^22 >> 23 is
+// (v0 + v1 + 2048) >> 12.
+int32_t hpass_half(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io, int32_t) {
+    const __m128i round = _mm_set1_epi32(2048);
+    auto px = [&](int32_t j) {
+        const __m128i s =
+            _mm_add_epi32(_mm_load_si128(column(v, 2 * j)), _mm_load_si128(column(v, 2 * j + 1)));
+        return _mm_srli_epi32(_mm_add_epi32(s, round), 12);
+    };
+    int32_t j = 0;
+    for (; j + 4 <= m; j += 4) store_pixels4(dst + 4 * j, px(j), px(j + 1), px(j + 2), px(j + 3));
+    for (; j < m; ++j) store_pixel(dst + 4 * j, px(j));
+    *run_io = 2048;
+    return 2 * m;
+}
+
+using hpass_fn = int32_t (*)(uint8_t *, int32_t, const uint32_t *, int32_t *, int32_t);
+
+} // namespace
+
+void rgbq_run_sse2(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_rows &rows,
+                   int32_t x_step) {
+    if (count <= 0) return;
+    if (x_step == pixel_units && rows.middle == 0 && cur->run == pixel_units) {
+        if (rows.last_weight == 0 && rows.first_weight == rect_whole_line) {
+            std::memmove(dst, cur->src, size_t(count) * 4);
+        } else {
+            blend_rows(dst, count, cur->src, cur->src + rows.pitch, rows.first_weight,
+                       rows.last_weight);
+        }
+        cur->src += ptrdiff_t(count) * 4;
+        return;
+    }
+    hpass_fn hpass = x_step >= pixel_units ? hpass_up : hpass_down;
+    if (x_step == 2048 && cur->run == 2048) hpass = hpass_half;
+
+    alignas(16) uint32_t v[chunk_columns * 4];
+    while (count > 0) {
+        // Pixels whose columns fit in one chunk: m pixels reach
+        // ceil((4096 m - run) / x_step) columns past the current one.
+        const int64_t reach = int64_t{cur->run} + int64_t{chunk_columns - 1} * x_step;
+        const int32_t m = int32_t(std::min<int64_t>(count, reach / pixel_units));
+        if (m == 0) { // a pixel wider than a chunk of columns
+            rgbq_run_c(dst, 1, cur, rows, x_step);
+            dst += 4;
+            --count;
+            continue;
+        }
+        const int64_t units = int64_t{m} * pixel_units;
+        const int32_t cols =
+            units > cur->run ? int32_t((units - cur->run + x_step - 1) / x_step) + 1 : 1;
+        vsum(v, cur->src, cols, rows);
+        const int32_t moved = hpass(dst, m, v, &cur->run, x_step);
+        cur->src += ptrdiff_t(moved) * 4;
+        dst += ptrdiff_t(m) * 4;
+        count -= m;
+    }
+}
+
+} // namespace tovrel::rect
+
+#endif // __SSE2__
