@@ -1,10 +1,6 @@
-// SSE2 packed RGBQ members. Positions are stepped serially (one addps per
-// pixel carries u, v and w together, lane for lane the same float
-// additions as the scalar statement); everything after the position runs
-// four pixels at a time: reciprocal, clamp, truncation, index, fractions
-// and weights. The texels of each pixel are summed in 16-bit lanes and
-// weighted with pmaddwd, two texels of a channel per multiply-add.
-#include <emmintrin.h>
+// SSE2 packed RGBQ members: the baseline on 32- and 64-bit x86.
+// All intrinsics are declared; only SSE2 ones are instantiated here.
+#include <immintrin.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -15,226 +11,11 @@
 namespace tovrel::span {
 namespace {
 
-// u, v and w of four consecutive pixels after the divide, clamp and
-// truncation, in 16.16 texel units.
-struct quad_position {
-    __m128i iu;
-    __m128i iv;
+struct isa_sse2 {
+    static constexpr bool avx2 = false;
 };
 
-template <projection P>
-struct quad_walk {
-    __m128 pos;  // [u_num, v_num, w, 0] of the next pixel
-    __m128 step; // [u_step, v_step, w_step, 0]
-    __m128 u_max, v_max;
-
-    quad_walk(const span_coefficients &k, int32_t x0) {
-        step = _mm_setr_ps(k.u_step, k.v_step, k.w_step, 0.0f);
-        const __m128 base = _mm_setr_ps(k.u_base, k.v_base, k.w_base, 0.0f);
-        pos = _mm_add_ps(_mm_mul_ps(_mm_set1_ps(static_cast<float>(x0)), step), base);
-        u_max = _mm_set1_ps(k.u_max);
-        v_max = _mm_set1_ps(k.v_max);
-    }
-
-    quad_position next() {
-        const __m128 p0 = pos;
-        const __m128 p1 = _mm_add_ps(p0, step);
-        const __m128 p2 = _mm_add_ps(p1, step);
-        const __m128 p3 = _mm_add_ps(p2, step);
-        pos = _mm_add_ps(p3, step);
-        const __m128 t0 = _mm_unpacklo_ps(p0, p1); // u0 u1 v0 v1
-        const __m128 t1 = _mm_unpacklo_ps(p2, p3); // u2 u3 v2 v3
-        __m128 u = _mm_movelh_ps(t0, t1);
-        __m128 v = _mm_movehl_ps(t1, t0);
-        if constexpr (P == projection::perspective) {
-            const __m128 w = _mm_movelh_ps(_mm_unpackhi_ps(p0, p1), _mm_unpackhi_ps(p2, p3));
-            const __m128 q = _mm_rcp_ps(w);
-            u = _mm_mul_ps(u, q);
-            v = _mm_mul_ps(v, q);
-        }
-        // maxps returns its second operand for a NaN: NaN clamps to 0.
-        const __m128 zero = _mm_setzero_ps();
-        u = _mm_min_ps(_mm_max_ps(u, zero), u_max);
-        v = _mm_min_ps(_mm_max_ps(v, zero), v_max);
-        return {_mm_cvttps_epi32(u), _mm_cvttps_epi32(v)};
-    }
-};
-
-// Sum of f(i) for i in [First, Last) in 16-bit lanes.
-template <int First, int Last, class F>
-inline __m128i add16_over(F f) {
-    if constexpr (First >= Last) {
-        return _mm_setzero_si128();
-    } else {
-        return [&]<int... I>(std::integer_sequence<int, I...>) {
-            __m128i s = f(First);
-            ((s = _mm_add_epi16(s, f(First + 1 + I))), ...);
-            return s;
-        }
-        (std::make_integer_sequence<int, Last - First - 1>{});
-    }
-}
-
-// One texel row of the footprint as two column sums per channel, uint16:
-// [t0 + .. + t(W-1) (4 channels), t1 + .. + tW (4 channels)], each at most
-// 4 * 255. Reads exactly the W + 1 texels of the row.
-template <int W>
-inline __m128i row_pairs(const uint8_t *p) {
-    const __m128i z = _mm_setzero_si128();
-    auto pair16 = [&](const uint8_t *q) {
-        return _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(q)), z);
-    };
-    if constexpr (W == 1) {
-        return pair16(p);
-    } else if constexpr (W == 2) {
-        return _mm_add_epi16(pair16(p), pair16(p + 4));
-    } else if constexpr (W == 3) {
-        const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
-        const __m128i t01 = _mm_unpacklo_epi8(x, z), t23 = _mm_unpackhi_epi8(x, z);
-        const __m128i t12 = _mm_unpacklo_epi8(_mm_srli_si128(x, 4), z);
-        return _mm_add_epi16(_mm_add_epi16(t01, t23), t12);
-    } else {
-        static_assert(W == 4, "packed RGBQ widths are 1 to 4");
-        const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
-        const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + 4));
-        return _mm_add_epi16(_mm_add_epi16(_mm_unpacklo_epi8(x, z), _mm_unpackhi_epi8(x, z)),
-                             _mm_add_epi16(_mm_unpacklo_epi8(y, z), _mm_unpackhi_epi8(y, z)));
-    }
-}
-
-// Weighted sum R of one pixel, four int32 channels. wa holds the weight
-// pair (row A, row B) of the first column pair, wb that of the second:
-// each weight (128 - fv or fv) * (128 - fu or fu) <= 16384. A and B are
-// the box sums of the upper and lower row set (for 1.5 rows: the doubled
-// half rows 2 S0 + S1 / S0 + 2 S1, or S0 + 2 S1 / 2 S1 + S2 past one
-// half, selected by `lower`). Sums stay below 32768 and R below 2^24.
-template <int Slot>
-inline __m128i pixel_sum(const uint8_t *p, ptrdiff_t rb, __m128i wa, __m128i wb, int lower) {
-    using fp = footprint<Slot>;
-    const __m128i z = _mm_setzero_si128();
-    if constexpr (Slot == 1) {
-        // Rows interleaved while still bytes: (t(c, 0), t(c, 1)) pairs.
-        const __m128i x =
-            _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(p)),
-                              _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p + rb)));
-        return _mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi8(x, z), wa),
-                             _mm_madd_epi16(_mm_unpackhi_epi8(x, z), wb));
-    } else {
-        constexpr int W = fp::width;
-        __m128i a, b;
-        if constexpr (fp::one_and_half) {
-            const __m128i r0 = row_pairs<W>(p), r1 = row_pairs<W>(p + rb);
-            // Row `lower` and the one below it: rows 0, 1 or rows 1, 2.
-            const __m128i x = row_pairs<W>(p + lower * rb);
-            const __m128i y = row_pairs<W>(p + (lower + 1) * rb);
-            const __m128i r01 = _mm_add_epi16(r1, x);
-            a = _mm_add_epi16(r0, r01);
-            b = _mm_add_epi16(r01, y);
-        } else {
-            constexpr int H = fp::rows;
-            auto row = [&](int r) { return row_pairs<W>(p + r * rb); };
-            const __m128i inner = add16_over<1, H>(row);
-            a = _mm_add_epi16(row(0), inner);
-            b = _mm_add_epi16(inner, row(H));
-        }
-        return _mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(a, b), wa),
-                             _mm_madd_epi16(_mm_unpackhi_epi16(a, b), wb));
-    }
-}
-
-template <int I>
-inline __m128i broadcast_lane(__m128i v) {
-    return _mm_shuffle_epi32(v, I * 0x55);
-}
-
-// Four pixels from their positions: 16 result bytes, pixel i in bytes 4i..4i+3.
-template <int Slot>
-inline __m128i render_quad(const texture_ref &t, __m128i pitch_pair, ptrdiff_t rb,
-                           quad_position q) {
-    // Index cu + cv * (pitch >> 2): (cu, cv) as int16 pairs, one pmaddwd.
-    const __m128i cu_cv = _mm_or_si128(_mm_srli_epi32(q.iu, 16),
-                                       _mm_and_si128(q.iv, _mm_set1_epi32(int32_t(0xFFFF0000u))));
-    alignas(16) int32_t index[4];
-    _mm_store_si128(reinterpret_cast<__m128i *>(index), _mm_madd_epi16(cu_cv, pitch_pair));
-
-    // Fractions in [0, 127]; for 1.5 rows the half-row fraction g = bits
-    // 8..14 and `lower` = bit 15 (the fraction is at least one half).
-    const __m128i m127 = _mm_set1_epi32(127), w128 = _mm_set1_epi32(128);
-    const __m128i fu = _mm_and_si128(_mm_srli_epi32(q.iu, 9), m127);
-    int lower = 0;
-    __m128i fv;
-    if constexpr (footprint<Slot>::one_and_half) {
-        fv = _mm_and_si128(_mm_srli_epi32(q.iv, 8), m127);
-        lower = _mm_movemask_ps(_mm_castsi128_ps(_mm_slli_epi32(q.iv, 16)));
-    } else {
-        fv = _mm_and_si128(_mm_srli_epi32(q.iv, 9), m127);
-    }
-    // Weight pairs per pixel: low word for the upper rows, high word for
-    // the lower rows; wa for the left columns, wb for the right ones.
-    const __m128i vpair = _mm_or_si128(_mm_sub_epi32(w128, fv), _mm_slli_epi32(fv, 16));
-    const __m128i fu0 = _mm_sub_epi32(w128, fu);
-    const __m128i wa = _mm_mullo_epi16(vpair, _mm_or_si128(fu0, _mm_slli_epi32(fu0, 16)));
-    const __m128i wb = _mm_mullo_epi16(vpair, _mm_or_si128(fu, _mm_slli_epi32(fu, 16)));
-
-    auto one = [&]<int I>(std::integral_constant<int, I>) {
-        const uint8_t *p = t.base + (static_cast<ptrdiff_t>(index[I]) << 2);
-        return pixel_sum<Slot>(p, rb, broadcast_lane<I>(wa), broadcast_lane<I>(wb),
-                               (lower >> I) & 1);
-    };
-    __m128i r0 = one(std::integral_constant<int, 0>{});
-    __m128i r1 = one(std::integral_constant<int, 1>{});
-    __m128i r2 = one(std::integral_constant<int, 2>{});
-    __m128i r3 = one(std::integral_constant<int, 3>{});
-
-    // (R + T/2) >> s, packssdw, optional pmulhw by K, packuswb.
-    constexpr packed_scale s = rgbq_packed_scale<Slot>();
-    const __m128i round = _mm_set1_epi32(s.round);
-    r0 = _mm_srai_epi32(_mm_add_epi32(r0, round), s.shift);
-    r1 = _mm_srai_epi32(_mm_add_epi32(r1, round), s.shift);
-    r2 = _mm_srai_epi32(_mm_add_epi32(r2, round), s.shift);
-    r3 = _mm_srai_epi32(_mm_add_epi32(r3, round), s.shift);
-    __m128i lo = _mm_packs_epi32(r0, r1), hi = _mm_packs_epi32(r2, r3);
-    if constexpr (s.k != 0) {
-        const __m128i k = _mm_set1_epi16(static_cast<int16_t>(s.k));
-        lo = _mm_mulhi_epi16(lo, k);
-        hi = _mm_mulhi_epi16(hi, k);
-    }
-    return _mm_packus_epi16(lo, hi);
-}
-
-template <int Slot, projection P>
-void render_sse2(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                 const span_coefficients &k) {
-    const texture_ref &t = *texture;
-    const int32_t unit_pitch = static_cast<int16_t>(t.pitch >> 2);
-    const __m128i pitch_pair = _mm_set1_epi32(static_cast<int32_t>(
-        (static_cast<uint32_t>(static_cast<uint16_t>(unit_pitch)) << 16) | 1u));
-    const ptrdiff_t rb = static_cast<ptrdiff_t>(unit_pitch) * 4;
-    quad_walk<P> walk(k, x0);
-
-    uint8_t *dst = static_cast<uint8_t *>(line->pixels) + static_cast<ptrdiff_t>(x0) * 4;
-    // Pixel x0 is written even when x1 <= x0.
-    int64_t n = static_cast<int64_t>(x1) - x0;
-    if (n < 1) n = 1;
-    for (; n >= 4; n -= 4, dst += 16)
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst),
-                         render_quad<Slot>(t, pitch_pair, rb, walk.next()));
-    if (n > 0) {
-        // The surplus lanes sample clamped positions (inside the texture)
-        // and are not stored.
-        const __m128i px = render_quad<Slot>(t, pitch_pair, rb, walk.next());
-        if (n >= 2) {
-            _mm_storel_epi64(reinterpret_cast<__m128i *>(dst), px);
-            if (n == 3) {
-                const int32_t third = _mm_cvtsi128_si32(_mm_srli_si128(px, 8));
-                __builtin_memcpy(dst + 8, &third, 4);
-            }
-        } else {
-            const int32_t first = _mm_cvtsi128_si32(px);
-            __builtin_memcpy(dst, &first, 4);
-        }
-    }
-}
+#include "span/rgbq_packed_kernel.h"
 
 } // namespace
 
@@ -243,16 +24,16 @@ void rgbq_sse2_member<Slot>::persp(const span_rows *line, int32_t x0, int32_t x1
                                    const texture_ref *texture, float u_max, float v_max,
                                    float u_step, float v_step, float u_base, float v_base,
                                    float w_step, float w_base) {
-    const span_coefficients k{u_max, v_max, u_step, v_step, u_base, v_base, w_step, w_base};
-    render_sse2<Slot, projection::perspective>(line, x0, x1, texture, k);
+    packed_members<isa_sse2, Slot>::persp(line, x0, x1, texture, u_max, v_max, u_step, v_step,
+                                          u_base, v_base, w_step, w_base);
 }
 
 template <int Slot>
 void rgbq_sse2_member<Slot>::affine(const span_rows *line, int32_t x0, int32_t x1,
                                     const texture_ref *texture, float u_max, float v_max,
                                     float u_step, float v_step, float u_base, float v_base) {
-    const span_coefficients k{u_max, v_max, u_step, v_step, u_base, v_base, 0.0f, 0.0f};
-    render_sse2<Slot, projection::affine>(line, x0, x1, texture, k);
+    packed_members<isa_sse2, Slot>::affine(line, x0, x1, texture, u_max, v_max, u_step, v_step,
+                                           u_base, v_base);
 }
 
 template struct rgbq_sse2_member<1>;

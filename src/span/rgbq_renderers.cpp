@@ -18,7 +18,8 @@ struct sse2_slot : std::conditional_t<rgbq_kinds[Slot] == member_kind::packed,
                                       span::rgbq_sse2_member<Slot>, span::rgbq_member<Slot>> {};
 
 template <int Slot>
-struct avx2_slot : sse2_slot<Slot> {};
+struct avx2_slot : std::conditional_t<rgbq_kinds[Slot] == member_kind::packed,
+                                      span::rgbq_avx2_member<Slot>, span::rgbq_member<Slot>> {};
 
 } // namespace
 
@@ -44,7 +45,8 @@ static_assert(span::table_complete(span::make_affine_table<avx2_slot>()));
 
 bool rgbq_avx2_supported() {
 #if defined(__x86_64__) || defined(__i386__)
-    return false;
+    static const bool supported = __builtin_cpu_supports("avx2");
+    return supported;
 #else
     return false;
 #endif
