@@ -1,0 +1,303 @@
+// map_rectangle's driver: steps, clipping, fields, line phase, the kernel
+// contract, the selection table and refusals.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+
+#include "rect/rect_map.h"
+#include "rect_test_util.h"
+
+namespace {
+
+using rect_test::image;
+using namespace tovrel;
+
+rect_geometry setup(int32_t dw, int32_t dh, int32_t sw, int32_t sh, rect_coords c,
+                    uint32_t flags = 0, rect_setup_status expect = rect_setup_status::draw) {
+    image_descriptor dst{}, src{};
+    dst.width = dw, dst.height = dh, src.width = sw, src.height = sh;
+    rect_geometry g{};
+    EXPECT_EQ(rect_setup(dst, src, c, flags, &g), expect);
+    return g;
+}
+
+TEST(RectSetup, StepsRoundUpUnlessWithinAHundredth) {
+    EXPECT_EQ(setup(9999, 9, 9999, 9, {0, 0, 16, 1, 0, 0, 9, 1}).x_step, 7282); // 7281.78
+    EXPECT_EQ(setup(2000, 720, 2000, 1080, {0, 0, 1280, 720, 0, 0, 1920, 1080}).x_step, 2731);
+    EXPECT_EQ(setup(2000, 720, 2000, 1080, {0, 0, 1280, 720, 0, 0, 1920, 1080}).y_step, 1366);
+    EXPECT_EQ(setup(99, 99, 99, 99, {0, 0, 3, 3, 0, 0, 3, 3}).y_step, 2048);
+    EXPECT_EQ(setup(99, 99, 99, 99, {0, 0, 3, 1, 0, 0, 2.99998f, 1}).x_step, 4097);  // 4096.027
+    EXPECT_EQ(setup(99, 99, 99, 99, {0, 0, 3, 1, 0, 0, 2.999996f, 1}).x_step, 4096); // 4096.005
+    EXPECT_EQ(setup(9, 9, 99999, 9, {0, 0, 1, 1, 0, 0, 90000, 1}).x_step, 1);        // floor of 1
+}
+
+TEST(RectSetup, HorizontalClippingInOrder) {
+    // Source starting left of its edge, destination starting left of 0.
+    const rect_geometry g = setup(20, 4, 20, 4, {-2, 0, 10, 1, -3, 0, 9, 1});
+    EXPECT_EQ(g.dst_column, 1);
+    EXPECT_EQ(g.src_column, 0);
+    EXPECT_EQ(g.width, 9 * 4096);
+    // Cut at the source's right edge and the destination's width.
+    EXPECT_EQ(setup(20, 4, 6, 4, {0, 0, 10, 1, 2, 0, 12, 1}).width, 4 * 4096);
+    EXPECT_EQ(setup(5, 4, 60, 4, {2.5f, 0, 12, 1, 0, 0, 9.5f, 1}).width, 2 * 4096 + 2048);
+    setup(5, 4, 6, 4, {0, 0, 4, 1, 7, 0, 11, 1}, 0, rect_setup_status::empty);
+}
+
+TEST(RectSetup, SourceHeldAtTopAndBottom) {
+    const rect_geometry top = setup(4, 20, 4, 10, {0, 0, 1, 8, 0, -2, 1, 6});
+    EXPECT_EQ(top.src_line, 0);
+    EXPECT_EQ(top.first_line_run, 3 * 2048); // head start: line 0 repeats
+    const rect_geometry past = setup(4, 20, 4, 10, {0, 0, 1, 8, 0, 50, 1, 58});
+    EXPECT_EQ(past.src_line, 9);
+    EXPECT_EQ(past.first_line_run, 8 * 2048);
+}
+
+// Every kernel call of random (also absurd) rectangles stays inside both
+// images, and its row weights add up to the line weight.
+struct recorded {
+    uintptr_t dst, src;
+    int32_t first_width, line_weight, width, pitch, x_step, y_step, run, first, middle, last;
+};
+std::vector<recorded> calls;
+void record(uint8_t *dst, uint16_t *, int32_t first_width, int32_t line_weight, int32_t width,
+            const uint8_t *src, int32_t pitch, const uint16_t *, int32_t, int32_t x_step,
+            int32_t y_step, int32_t run, int32_t first, int32_t middle, int32_t last) {
+    calls.push_back({uintptr_t(dst), uintptr_t(src), first_width, line_weight, width, pitch, x_step,
+                     y_step, run, first, middle, last});
+}
+
+TEST(RectDraw, KernelCallsStayInsideTheImages) {
+    const uint32_t seed = rect_test::test_seed();
+    std::printf("RectDraw.KernelCallsStayInsideTheImages seed %u\n", seed);
+    SCOPED_TRACE(seed);
+    std::mt19937 rng(seed);
+    const rect_kernel_set set = rect_uniform_set(record, false, false);
+    auto coord = [&](int32_t size) {
+        switch (rng() % 8) {
+        case 0:
+            return float(int32_t(rng() % 2000001) - 1000000) * 37.0f;
+        case 1:
+            return float(int32_t(rng() % uint32_t(3 * size + 1)) - size) / 7.0f;
+        default:
+            return float(int32_t(rng() % uint32_t(2 * size + 3)) - 2) + float(rng() % 8) / 8.0f;
+        }
+    };
+    for (int iter = 0; iter < 3000; ++iter) {
+        image_descriptor dst{}, src{};
+        dst.width = 1 + rng() % 50, dst.height = 1 + rng() % 50, dst.format = 1;
+        src.width = 1 + rng() % 50, src.height = 1 + rng() % 50, src.format = 1;
+        dst.pitch = dst.width * 4 + 4, src.pitch = src.width * 4;
+        dst.pixels = reinterpret_cast<void *>(uintptr_t{0x10000000});
+        src.pixels = reinterpret_cast<void *>(uintptr_t{0x20000000});
+        const uint32_t flags = rng() & (4 | 8 | 64 | 128);
+        const rect_coords c{coord(dst.width),  coord(dst.height), coord(dst.width),
+                            coord(dst.height), coord(src.width),  coord(src.height),
+                            coord(src.width),  coord(src.height)};
+        rect_geometry g;
+        rect_test::report_capture quiet;
+        if (rect_setup(dst, src, c, flags, &g) != rect_setup_status::draw) continue;
+        calls.clear();
+        const int32_t period = 1 + rng() % 3;
+        rect_draw(dst, src, g, set, int32_t(rng() % 5), period);
+        for (const recorded &k : calls) {
+            ASSERT_EQ(k.first + k.middle * k.y_step + k.last, k.line_weight) << iter;
+            const uintptr_t d = k.dst - 0x10000000, s = k.src - 0x20000000;
+            const int64_t dst_line = d / dst.pitch, dst_col = d % dst.pitch / 4;
+            ASSERT_GE(dst_line, 0);
+            ASSERT_LT(dst_line, dst.height);
+            ASSERT_LE(dst_col + (k.width - k.first_width + 4095) / 4096, dst.width - 1) << iter;
+            const int64_t rows = 1 + k.middle + (k.last != 0);
+            const int64_t src_line = s / src.pitch, src_col = s % src.pitch / 4;
+            ASSERT_LE(src_line + (rows - 1) * (k.pitch / src.pitch), src.height - 1) << iter;
+            const int64_t more = k.width > k.run ? (k.width - k.run + k.x_step - 1) / k.x_step : 0;
+            ASSERT_LE(src_col + more, src.width - 1) << iter;
+        }
+    }
+}
+
+// Drawing, by pixel values.
+TEST(MapRectangle, ClippedSourceStarts) {
+    image src(4, 4), dst(6, 6);
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 4; ++x) src.px(x, y)[0] = uint8_t(10 * y + x + 1);
+    dst.fill(255);
+    map_rectangle(&dst.desc, 0, 0, 6, 6, &src.desc, -2, -2, 4, 4, 0, 0, 1);
+    for (int y = 0; y < 6; ++y) {
+        EXPECT_EQ(dst.px(0, y)[0], 255); // left of the source's edge: untouched
+        EXPECT_EQ(dst.px(1, y)[0], 255);
+        for (int x = 2; x < 6; ++x) // above the source: line 0 repeated
+            EXPECT_EQ(dst.px(x, y)[0], src.px(x - 2, y < 2 ? 0 : y - 2)[0]) << x << "," << y;
+    }
+    // Destination partly outside: cut at 0 and at width/height.
+    dst.fill(0);
+    map_rectangle(&dst.desc, -1, 4, 3, 8, &src.desc, 0, 0, 4, 4, 0, 0, 1);
+    EXPECT_EQ(dst.px(0, 4)[0], src.px(1, 0)[0]);
+    EXPECT_EQ(dst.px(2, 5)[0], src.px(3, 1)[0]);
+    EXPECT_EQ(dst.px(3, 5)[0], 0);
+    EXPECT_TRUE(dst.guards_intact());
+}
+
+TEST(MapRectangle, SourceStartPastTheLastLineHoldsIt) {
+    image src(2, 3), dst(2, 4);
+    src.fill(9);
+    std::memset(src.px(0, 2), 77, 8);
+    map_rectangle(&dst.desc, 0, 0, 2, 4, &src.desc, 0, 5, 2, 9, 0, 0, 1);
+    for (int y = 0; y < 4; ++y) EXPECT_EQ(dst.px(1, y)[2], 77);
+    EXPECT_TRUE(dst.guards_intact());
+}
+
+struct field_case {
+    uint32_t flags;
+    int line;     // destination frame line checked
+    int a, b, wa; // expected (src line a * wa + line b * (2048 - wa) + 1024) >> 11
+};
+class RectFields : public ::testing::TestWithParam<field_case> {};
+
+TEST_P(RectFields, LinesAndWeights) {
+    const field_case &k = GetParam();
+    const bool src_field = (k.flags & 12) != 0;
+    image src(1, 8), dst(1, 8);
+    for (int y = 0; y < 8; ++y) src.px(0, y)[0] = uint8_t(20 * y + 7);
+    dst.fill(1);
+    if (src_field)
+        map_rectangle(&dst.desc, 0, 0, 1, 4, &src.desc, 0, 0, 1, 8, k.flags, 0, 1);
+    else
+        map_rectangle(&dst.desc, 0, 0, 1, 8, &src.desc, 0, 0, 1, 4, k.flags, 0, 1);
+    const int s_a = src.px(0, k.a)[0], s_b = src.px(0, k.b)[0];
+    EXPECT_EQ(dst.px(0, k.line)[0], (s_a * k.wa + s_b * (2048 - k.wa) + 1024) >> 11);
+    if (!src_field) { // the other field is untouched
+        const int other = (k.flags & RECT_DST_FIELD_TOP) ? 1 : 0;
+        for (int y = other; y < 8; y += 2) EXPECT_EQ(dst.px(0, y)[0], 1);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Flags, RectFields,
+    ::testing::Values(field_case{RECT_DST_FIELD_TOP, 0, 0, 0, 2048},
+                      field_case{RECT_DST_FIELD_TOP, 2, 0, 1, 512},
+                      field_case{RECT_DST_FIELD_TOP | RECT_DST_FIELD_BOTTOM, 2, 0, 1, 512},
+                      field_case{RECT_DST_FIELD_BOTTOM, 1, 0, 1, 1536},
+                      field_case{RECT_SRC_FIELD_TOP, 0, 0, 2, 1536},
+                      field_case{RECT_SRC_FIELD_TOP | RECT_SRC_FIELD_BOTTOM, 0, 0, 2, 1536},
+                      field_case{RECT_SRC_FIELD_BOTTOM, 0, 1, 1, 2048}));
+
+TEST(MapRectangle, LinePhaseCountsAddressedLines) {
+    image src(1, 1), dst(1, 12);
+    src.fill(200);
+    map_rectangle(&dst.desc, 0, 0, 1, 12, &src.desc, 0, 0, 1, 1, 0, 1, 2);
+    for (int y = 0; y < 12; ++y) EXPECT_EQ(dst.px(0, y)[0], y % 2 == 1 ? 200 : 0) << y;
+    dst.fill(0); // field lines 1, 4 of the top field: frame lines 2, 8
+    map_rectangle(&dst.desc, 0, 0, 1, 12, &src.desc, 0, 0, 1, 1, RECT_DST_FIELD_TOP, -2, 3);
+    for (int y = 0; y < 12; ++y) EXPECT_EQ(dst.px(0, y)[0], y == 2 || y == 8 ? 200 : 0) << y;
+}
+
+// The selection table: whose alpha_mode decides, and the refusals.
+struct select_case {
+    uint8_t src_format;
+    uint32_t src_alpha;
+    uint8_t dst_format;
+    uint32_t dst_alpha;
+    uint32_t flags;
+    uint8_t src_mode, dst_mode;
+    const char *result; // kernel name or message
+};
+class RectSelect : public ::testing::TestWithParam<select_case> {};
+
+TEST_P(RectSelect, Row) {
+    const select_case &k = GetParam();
+    image_descriptor src{}, dst{};
+    src.format = k.src_format, src.alpha_kind = k.src_alpha, src.alpha_mode = k.src_mode;
+    dst.format = k.dst_format, dst.alpha_kind = k.dst_alpha, dst.alpha_mode = k.dst_mode;
+    const rect_selection sel = rect_select(dst, src, k.flags);
+    EXPECT_STREQ(sel.message ? sel.message : rect_op_name(sel.op), k.result);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, RectSelect,
+    ::testing::Values(
+        select_case{1, 0, 9, 0, 0, 1, 1, "rect_rgbq_copy"},
+        select_case{1, 0, 1, 0, RECT_TILE, 1, 1, "rect_rgbq_tile"},
+        select_case{1, 0, 1, 3, 0, 0, 1, "rect_rgbq_to_alpha_straight"},
+        select_case{1, 0, 1, 3, RECT_TILE, 1, 2, "rect_rgbq_to_alpha_premul_tile"},
+        select_case{1, 0, 1, 2, 0, 1, 1, "rect:rgbq to rgbq+alpha operation not supported\n"},
+        select_case{1, 3, 1, 0, 0, 1, 0, "rect_rgbqa_over_straight"},
+        select_case{1, 3, 1, 0, 0, 0, 1, "rect_rgbqa_over_premul"},
+        select_case{1, 3, 1, 0, RECT_TILE, 1, 1,
+                    "rect:rgbq+alpha to rgbq with tiling operation not supported\n"},
+        select_case{1, 3, 1, 3, 0, 0, 1, "rect_rgbqa_to_alpha_straight"},
+        select_case{1, 3, 1, 3, RECT_TILE, 1, 0, "rect_rgbqa_to_alpha_premul_tile"},
+        select_case{1, 3, 1, 7, 0, 1, 1, "rect:rgbq+alpha to rgbq+alpha operation not supported\n"},
+        select_case{1, 1, 1, 0, 0, 1, 1, "rect:rgbq with alpha operation not supported\n"},
+        select_case{2, 3, 2, 3, RECT_TILE, 1, 0, "rect_yuy2a_to_alpha_straight_tile"},
+        select_case{2, 3, 2, 0, RECT_TILE, 1, 1,
+                    "this is meaningless operation texture+alpha->texture with tiling\n"},
+        select_case{2, 0, 2, 5, 0, 1, 1,
+                    "rect:yuy2 to yuy2+unknown alpha operation not supported\n"},
+        select_case{2, 3, 2, 5, 0, 1, 1, "rect:yuy2+alpha to yuy2+alpha operation not supported\n"},
+        select_case{2, 2, 2, 0, 0, 1, 1, "rect:yuy2 with unknown alpha operation not supported\n"},
+        select_case{6, 3, 6, 0, RECT_TILE, 1, 1,
+                    "this is meaningless operation texture+alpha->texture with tiling(W210)\n"},
+        select_case{6, 0, 6, 9, 0, 1, 1,
+                    "rect:w210 to w210+unknown alpha operation not supported\n"},
+        select_case{6, 3, 6, 9, 0, 1, 1, "rect:w210+alpha to w210+alpha operation not supported\n"},
+        select_case{6, 4, 6, 0, 0, 1, 1, "rect:w210 with unknown alpha operation not supported\n"},
+        select_case{4, 0, 2, 3, 0, 1, 1, "rect:yuvq with no alpha operation is not supported\n"},
+        select_case{4, 3, 2, 0, 0, 1, 1, "rect:yuvq+alpha to yuy2 operation is not supported\n"},
+        select_case{4, 3, 2, 7, RECT_TILE, 0, 1, "rect_yuvqa_to_yuy2_premul_tile"},
+        select_case{4, 3, 6, 0, 0, 1, 1, "rect:yuvq+alpha to w210 operation is not supported\n"},
+        select_case{4, 3, 1, 3, 0, 1, 1, "rect:yuvq to NOT yuy2 operation is not supported\n"},
+        select_case{4, 5, 2, 3, 0, 1, 1, "none"},
+        select_case{3, 0, 3, 0, 0, 1, 1, "rect:unknown not supported\n"}));
+
+// Refusals: one line each, nothing drawn.
+TEST(MapRectangle, RefusalsReportOnceAndDrawNothing) {
+    image src(4, 4, true), dst(4, 4, true);
+    src.fill(9);
+    const float nan = std::nanf("");
+    struct refusal {
+        const char *expected;
+        std::function<void()> call;
+    };
+    const refusal cases[] = {
+        {"map_rectangle: null destination or source descriptor\n",
+         [&] { map_rectangle(nullptr, 0, 0, 4, 4, &src.desc, 0, 0, 4, 4, 0, 0, 1); }},
+        {"map_rectangle: line_period must be at least 1, got 0\n",
+         [&] { map_rectangle(&dst.desc, 0, 0, 4, 4, &src.desc, 0, 0, 4, 4, 0, 0, 0); }},
+        {"map_rectangle: rectangle coordinates must be finite\n",
+         [&] { map_rectangle(&dst.desc, 0, 0, 4, nan, &src.desc, 0, 0, 4, 4, 0, 0, 1); }},
+        {"map_rectangle: rectangle coordinates out of range\n",
+         [&] { map_rectangle(&dst.desc, -1e30f, 0, 4, 4, &src.desc, 0, 0, 4, 4, 0, 0, 1); }},
+        {"map_rectangle: the source rectangle has zero width or height\n",
+         [&] { map_rectangle(&dst.desc, 0, 0, 4, 4, &src.desc, 2, 0, 2, 4, 0, 0, 1); }},
+        {"map_rectangle: the source alpha plane is null\n",
+         [&] {
+             image_descriptor s = src.desc;
+             s.alpha = nullptr;
+             map_rectangle(&dst.desc, 0, 0, 4, 4, &s, 0, 0, 4, 4, 0, 0, 1);
+         }},
+        {"map_rectangle: image width and height must be positive\n",
+         [&] {
+             image_descriptor s = src.desc;
+             s.height = 0;
+             map_rectangle(&dst.desc, 0, 0, 4, 4, &s, 0, 0, 4, 4, 0, 0, 1);
+         }},
+        {"rect:rgbq with alpha operation not supported\n",
+         [&] {
+             image_descriptor s = src.desc;
+             s.alpha_kind = 2;
+             map_rectangle(&dst.desc, 0, 0, 4, 4, &s, 0, 0, 4, 4, 0, 0, 1);
+         }},
+    };
+    for (const refusal &r : cases) {
+        rect_test::report_capture cap;
+        r.call();
+        EXPECT_EQ(cap.all(), r.expected);
+        EXPECT_EQ(dst.px(0, 0)[0], 0);
+    }
+    rect_test::report_capture cap; // an empty rectangle returns silently
+    map_rectangle(&dst.desc, 2, 0, 2, 4, &src.desc, 0, 0, 4, 4, 0, 0, 1);
+    EXPECT_TRUE(cap.lines.empty());
+}
+
+} // namespace
