@@ -81,11 +81,14 @@ refresh this page.
 
 ## Method
 
-- Google Benchmark, wall-clock time per call, $reps repetitions of at least
-  ${min_time} s each, repetitions of all benchmarks interleaved in random
-  order. **Each time is the minimum over the repetitions** (the median is
-  listed beside it): the machine's cores are shared with other work, and the
-  minimum is the run least disturbed by it.
+- Google Benchmark, $reps repetitions of at least ${min_time} s each, the
+  repetitions of all benchmarks interleaved in random order. **Each time is
+  the minimum over the repetitions of the calling thread's CPU time per
+  call** (the median and the wall-clock minimum are listed beside it): the
+  machine's cores are shared with other work, and the CPU time of the
+  least disturbed run is the measure that such work inflates least.
+  Workload 8 compares wall-clock times, since the helper thread's work is
+  not in the caller's CPU time.
 - One thread everywhere (\`cv::setNumThreads(1)\`), except the second entry of
   workload 8. Workload 8 only means something with two otherwise idle
   cores: on a shared machine its ratio understates the split.
