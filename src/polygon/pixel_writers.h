@@ -163,6 +163,8 @@ inline constexpr family_writers w210_writers = {
 //   mix:    D = (S * ws + D * wd) >> 12
 //   add:    D = D + ((S * ws) >> 12)
 //   divide: D = S where ad = 0, else (S * ws + D * wd) / (ws + wd), truncated
+//           (the rules without an ad = 0 branch have wd = 0 there, and
+//           S * ws / ws = S: the copy only saves the division)
 // A pair's chroma uses the sums of the two pixels' terms with >> 13 (and the
 // format's own additive chroma). Per pixel, ws is in [0, 4096]; wd is in
 // [0, 4096] for mix rules and [0, max(ad, 4096)] for divide rules. Add rules
