@@ -226,10 +226,16 @@ frame scene_tiles(scene_context &ctx) {
     // The card cut into 3 x 3 source rectangles, each scaled by 0.36 to a
     // fractional place; left with RECT_TILE, right without.
     frame layer = blank_scene();
-    static constexpr double xs[4] = {0.0, 213.0, 427.0, card_width};
-    static constexpr double ys[4] = {0.0, 120.0, 240.0, card_height};
-    constexpr double scale = 0.36, top = 70.35;
-    const double left[2] = {6.37, 243.61};
+    // Tiling adds each rectangle's rounded share of a seam pixel, wrapping
+    // modulo 256: up to four shares meet at a crossing, each rounded up by at
+    // most half a unit, so components are kept at or below 253.
+    constexpr uint8_t top_value = 253;
+    frame card = ctx.card;
+    for (uint8_t &b : card.pixels) b = std::min(b, top_value);
+    static constexpr double xs[4] = {0.0, 183.0, 427.0, card_width};
+    static constexpr double ys[4] = {0.0, 130.0, 250.0, card_height};
+    constexpr double scale = 0.36, top = 10.7;
+    const double left[2] = {6.62, 243.61};
     const uint32_t flags[2] = {RECT_TILE, 0};
     for (int k = 0; k < 2; ++k)
         for (int j = 0; j < 3; ++j)
@@ -237,25 +243,36 @@ frame scene_tiles(scene_context &ctx) {
                 draw_rect(ctx, layer,
                           {left[k] + xs[i] * scale, top + ys[j] * scale,
                            left[k] + xs[i + 1] * scale, top + ys[j + 1] * scale},
-                          ctx.card, {xs[i], ys[j], xs[i + 1], ys[j + 1]}, flags[k]);
+                          card, {xs[i], ys[j], xs[i + 1], ys[j + 1]}, flags[k]);
     // The cleared destination's fourth byte collected the coverage (the
-    // card's Q is 255): colours are premultiplied by it. Lay it over a
-    // light page so that missing coverage along seams shows.
+    // card's Q is 253 everywhere): colours are premultiplied by it. Lay it
+    // over a white page so that missing coverage along seams shows.
     frame out = blank_scene();
     for (int32_t y = 0; y < out.height; ++y) {
         for (int32_t x = 0; x < out.width; ++x) {
             const uint8_t *s = layer.row(y) + 4 * x;
             uint8_t *d = out.row(y) + 4 * x;
-            for (int i = 0; i < 3; ++i) d[i] = to_byte(s[i] + 236.0 * (255 - s[3]) / 255.0);
+            const int32_t missing = top_value - std::min(s[3], top_value);
+            for (int i = 0; i < 3; ++i) d[i] = to_byte(s[i] + 255.0 * missing / top_value);
             d[3] = 255;
         }
+    }
+    // Below each card, its first seam crossing enlarged 8x.
+    frame page = out;
+    for (int k = 0; k < 2; ++k) {
+        const double cx = left[k] + xs[1] * scale, cy = top + ys[1] * scale;
+        const std::array<double, 4> inset = {8.0 + 240.0 * k, 148.0, 232.0 + 240.0 * k, 264.0};
+        for (int32_t y = int32_t(inset[1]) - 1; y <= int32_t(inset[3]); ++y)
+            for (int32_t x = int32_t(inset[0]) - 1; x <= int32_t(inset[2]); ++x)
+                put(out, x, y, {40.0, 40.0, 40.0});
+        draw_rect(ctx, out, inset, page, {cx - 14.0, cy - 7.25, cx + 14.0, cy + 7.25}, 0);
     }
     return out;
 }
 
 frame scene_zoom(scene_context &ctx) {
     frame out = blank_scene();
-    draw_rect(ctx, out, {0.0, 0.0, scene_width, scene_height}, ctx.card, {2.25, 2.5, 66.25, 38.5},
+    draw_rect(ctx, out, {0.0, 0.0, scene_width, scene_height}, ctx.card, {2.25, 7.25, 66.25, 43.25},
               0);
     return out;
 }
@@ -283,7 +300,8 @@ constexpr std::array<scene, 6> scenes{{
      scene_layers},
     {"tiles.png",
      "the card cut into 3x3 rectangles scaled by 0.36 to fractional places: RECT_TILE on "
-     "the left (seamless), plain blending on the right (seams show)",
+     "the left (seamless), plain blending on the right (seams show); below, a seam crossing "
+     "of each enlarged 8x",
      scene_tiles},
     {"zoom.png",
      "the card's top-left 64x36 pixels from a sub-pixel offset, enlarged 7.5x: area-weighted pixel "
