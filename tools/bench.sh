@@ -9,15 +9,15 @@
 #   e.g. tools/bench.sh --benchmark_filter=w1_
 # Environment:
 #   TOVREL_BENCH_BUILD        build directory (default /tmp/build-bench)
-#   TOVREL_BENCH_REPETITIONS  repetitions per benchmark (default 7)
-#   TOVREL_BENCH_MIN_TIME     seconds per repetition (default 0.3)
+#   TOVREL_BENCH_REPETITIONS  repetitions per benchmark (default 20)
+#   TOVREL_BENCH_MIN_TIME     seconds per repetition (default 0.05)
 #   TOVREL_BENCH_SKIP_BUILD   1: run the binaries already in the build directory
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
 build=$(realpath -m "${TOVREL_BENCH_BUILD:-/tmp/build-bench}")
-reps=${TOVREL_BENCH_REPETITIONS:-7}
-min_time=${TOVREL_BENCH_MIN_TIME:-0.3}
+reps=${TOVREL_BENCH_REPETITIONS:-20}
+min_time=${TOVREL_BENCH_MIN_TIME:-0.05}
 write_doc=1
 extra=()
 for a in "$@"; do
