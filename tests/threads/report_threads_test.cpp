@@ -34,13 +34,14 @@ protected:
 };
 
 TEST_F(ThreadedReports, ConcurrentRefusalsArriveWhole) {
-    constexpr int threads = 6, calls = 40;
+    constexpr int threads = 6, calls = 42; // a third of the calls per message
     const char *const unsupported = "source texture is not supported.\n";
     const char *const tiled = "RGBQ -> RGBQ with tiling is not supported.\n";
+    const char *const rect_unknown = "rect:unknown not supported\n";
 
     // Format code 5 names no format; RGBQ into RGBQ without alpha cannot
-    // be tiled. Both polygons cross destination lines, so both reach the
-    // format check.
+    // be tiled. Both polygons cross destination lines and the rectangle is
+    // not empty, so every call reaches its format check.
     owned_image odd_src(5, 16, 16, 8, false, 1);
     const owned_image rgbq_src(TOVREL_FORMAT_RGBQ, 16, 16, 4, false, 2);
     const owned_image initial(TOVREL_FORMAT_RGBQ, 40, 30, 4, false, 3);
@@ -50,18 +51,27 @@ TEST_F(ThreadedReports, ConcurrentRefusalsArriveWhole) {
 
     run_together(threads, [&](int k) {
         for (int i = 0; i < calls; ++i) {
-            const bool tile = (k + i) % 2;
-            map_polygon(&dst[k].desc, tile ? &rgbq_src.desc : &odd_src.desc, quad, 4,
-                        tile ? MAP_TILE : 0, 0, 1);
+            switch ((k + i) % 3) {
+            case 0:
+                map_polygon(&dst[k].desc, &odd_src.desc, quad, 4, 0, 0, 1);
+                break;
+            case 1:
+                map_polygon(&dst[k].desc, &rgbq_src.desc, quad, 4, MAP_TILE, 0, 1);
+                break;
+            default:
+                map_rectangle(&dst[k].desc, 1, 1, 20, 20, &odd_src.desc, 0, 0, 16, 16, 0, 0, 1);
+                break;
+            }
         }
     });
 
     std::map<std::string, int> seen;
     for (const std::string &line : log.lines) ++seen[line];
     EXPECT_EQ(log.lines.size(), static_cast<size_t>(threads * calls));
-    EXPECT_EQ(seen[unsupported], threads * calls / 2);
-    EXPECT_EQ(seen[tiled], threads * calls / 2);
-    EXPECT_EQ(seen.size(), 2u) << "a line that is not one whole message arrived";
+    EXPECT_EQ(seen[unsupported], threads * calls / 3);
+    EXPECT_EQ(seen[tiled], threads * calls / 3);
+    EXPECT_EQ(seen[rect_unknown], threads * calls / 3);
+    EXPECT_EQ(seen.size(), 3u) << "a line that is not one whole message arrived";
     for (int k = 0; k < threads; ++k) EXPECT_TRUE(dst[k] == initial) << "thread " << k;
 }
 
