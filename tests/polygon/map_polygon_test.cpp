@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <functional>
 #include <memory>
 #include <random>
@@ -17,6 +18,8 @@ namespace {
 using tovrel::test::exact_cover;
 
 constexpr uint32_t guard = 0xA5C3E1F7u;
+constexpr uint32_t texel = 0x80C04020u;
+constexpr uint32_t background = 0x10305070u;
 constexpr uint16_t alpha_guard = 0xBEEF;
 
 // An RGBQ image inside guard pixels: one guard row above and below, three
@@ -211,8 +214,42 @@ TEST(MapPolygon, PerspectiveFollowsTheProjectedTexture) {
         }
 }
 
-constexpr uint32_t texel = 0x80C04020u;
-constexpr uint32_t background = 0x10305070u;
+// Random polygons far beyond both images, small textures, every flag: no
+// write leaves the destination (guards) and no read leaves the exactly
+// sized texture (checked by the sanitizer builds).
+TEST(MapPolygon, StaysInsideBothImages) {
+    const unsigned seed = 20240611u;
+    std::printf("seed %u\n", seed);
+    std::mt19937 rng(seed);
+    auto real = [&](double lo, double hi) {
+        return static_cast<float>(lo + (hi - lo) * (rng() / 4294967296.0));
+    };
+    for (int round = 0; round < 300; ++round) {
+        const int sw = 1 + static_cast<int>(rng() % 9), sh = 2 + static_cast<int>(rng() % 9);
+        std::vector<uint32_t> texels(static_cast<size_t>(sw * sh), 0x11223344u);
+        std::vector<uint16_t> texel_alpha(texels.size(), 4096);
+        image dst(1 + static_cast<int>(rng() % 40), 1 + static_cast<int>(rng() % 30), background);
+        image_descriptor sd{};
+        sd.width = sw;
+        sd.height = sh;
+        sd.format = TOVREL_FORMAT_RGBQ;
+        sd.pixels = texels.data();
+        sd.pitch = sw * 4;
+        sd.alpha = texel_alpha.data();
+        sd.alpha_pitch = sw * 2;
+        std::vector<map_vertex> v(3 + rng() % 6);
+        const bool persp = rng() % 2;
+        for (map_vertex &p : v)
+            p = {real(-40, 60), real(-40, 60), persp ? real(0.05, 4) : 1.0f, real(-60, 100),
+                 real(-60, 100)};
+        const uint32_t flags = rng() % 32;
+        image_descriptor dd = dst.desc(rng() % 2 ? TOVREL_ALPHA_W12B : 0, rng() % 2);
+        map_polygon(&dd, &sd, v.data(), static_cast<int32_t>(v.size()), flags,
+                    static_cast<int32_t>(rng() % 7) - 3, 1 + static_cast<int32_t>(rng() % 3));
+        ASSERT_TRUE(dst.guards_intact()) << "round " << round;
+    }
+}
+
 int channel(uint32_t p, int c) {
     return (p >> (8 * c)) & 255;
 }
@@ -363,15 +400,14 @@ INSTANTIATE_TEST_SUITE_P(Cases, Refusal,
                                                [](D &, D &, V &, uint32_t &, int32_t &s) { s = 0; },
                                                "map_polygon: line_step must be at least 1\n"},
                                            refusal{"too_many_vertices",
-                                                   [](
-                                                       D &, D &, V &v,
-                                                       uint32_t &, int32_t &) { v.resize(31, v[0]); },
+                                                   [](D &, D &, V &v, uint32_t &, int32_t &) {
+                                                       v.resize(31, v[0]);
+                                                   },
                                                    "map_polygon: at most 30 vertices are "
                                                    "supported\n"},
                                            refusal{"nan_vertex",
-                                                   [](
-                                                       D &, D &, V &v,
-                                                       uint32_t &, int32_t &) { v[2].u = NAN; },
+                                                   [](D &, D &, V &v, uint32_t &,
+                                                      int32_t &) { v[2].u = NAN; },
                                                    "map_polygon: a vertex value is not finite\n"},
                                            refusal{"null_pixels",
                                                    [](D &d, D &, V &, uint32_t &,
@@ -383,13 +419,12 @@ INSTANTIATE_TEST_SUITE_P(Cases, Refusal,
                                                    d.alpha_kind = 3, d.alpha = nullptr;
                                                },
                                                "map_polygon: the destination has no alpha plane\n"},
-                                           refusal{
-                                               "wide_aa",
-                                               [](D &d, D &, V &, uint32_t &f, int32_t &) {
-                                                   d.width = 9000, f = MAP_EDGE_AA;
-                                               },
-                                               "map_polygon: the destination is wider than the "
-                                               "line buffer (8192 pixels)\n"},
+                                           refusal{"wide_aa",
+                                                   [](D &d, D &, V &, uint32_t &f, int32_t &) {
+                                                       d.width = 9000, f = MAP_EDGE_AA;
+                                                   },
+                                                   "map_polygon: the destination is wider than the "
+                                                   "line buffer (8192 pixels)\n"},
                                            refusal{"empty_source",
                                                    [](D &, D &s, V &, uint32_t &,
                                                       int32_t &) { s.height = 0; },
