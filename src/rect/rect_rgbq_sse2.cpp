@@ -78,6 +78,98 @@ void blend_rows(uint8_t *dst, int32_t count, const uint8_t *a, const uint8_t *b,
 }
 
 // ---------------------------------------------------------------------------
+// Halving on column boundaries with up to three rows, from bytes: each
+// destination pixel is (sum over rows of (a + b) * w + 2048) >> 12, a and b
+// the row's two source pixels (the walk's sum is 2048 times that sum).
+// With two rows of 1024 each this is (a + b + c + d + 2) >> 2.
+
+// Horizontal pair sums of one row: 8 source pixels to 4 pixels of 16-bit
+// sums (each <= 510), pixels 0, 1 in the first vector and 2, 3 in the second.
+inline void pair_sums(const uint8_t *p, __m128i *s01, __m128i *s23) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+    const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + 16));
+    const __m128i x0 = _mm_unpacklo_epi8(x, zero), x1 = _mm_unpackhi_epi8(x, zero);
+    const __m128i y0 = _mm_unpacklo_epi8(y, zero), y1 = _mm_unpackhi_epi8(y, zero);
+    *s01 = _mm_add_epi16(_mm_unpacklo_epi64(x0, x1), _mm_unpackhi_epi64(x0, x1));
+    *s23 = _mm_add_epi16(_mm_unpacklo_epi64(y0, y1), _mm_unpackhi_epi64(y0, y1));
+}
+
+inline __m128i pair_sum1(const uint8_t *p) { // one destination pixel, in the low half
+    const __m128i x = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(p)),
+                                        _mm_setzero_si128());
+    return _mm_add_epi16(x, _mm_unpackhi_epi64(x, x));
+}
+
+void halve_rows(uint8_t *dst, int32_t count, const uint8_t *src, const rect_rows &rows) {
+    const ptrdiff_t p = rows.pitch;
+    const int32_t w0 = rows.first_weight;
+    const int32_t w1 = rows.middle == 1 ? rows.middle_weight : rows.last_weight;
+    const int32_t w2 = rows.middle == 1 ? rows.last_weight : 0;
+    const int32_t n = 1 + rows.middle + (rows.last_weight != 0 ? 1 : 0);
+    if (n == 2 && w0 == 1024 && w1 == 1024) {
+        const __m128i two = _mm_set1_epi16(2);
+        int32_t i = 0;
+        const __m128i zero = _mm_setzero_si128();
+        auto load = [](const uint8_t *q) {
+            return _mm_loadu_si128(reinterpret_cast<const __m128i *>(q));
+        };
+        for (; i + 4 <= count; i += 4) {
+            // Rows first (16-bit, <= 510), then the pairs (<= 1020).
+            const __m128i x0 = load(src + 8 * i), x1 = load(src + 8 * i + 16);
+            const __m128i y0 = load(src + p + 8 * i), y1 = load(src + p + 8 * i + 16);
+            const __m128i s0 =
+                _mm_add_epi16(_mm_unpacklo_epi8(x0, zero), _mm_unpacklo_epi8(y0, zero));
+            const __m128i s1 =
+                _mm_add_epi16(_mm_unpackhi_epi8(x0, zero), _mm_unpackhi_epi8(y0, zero));
+            const __m128i s2 =
+                _mm_add_epi16(_mm_unpacklo_epi8(x1, zero), _mm_unpacklo_epi8(y1, zero));
+            const __m128i s3 =
+                _mm_add_epi16(_mm_unpackhi_epi8(x1, zero), _mm_unpackhi_epi8(y1, zero));
+            const __m128i lo =
+                _mm_add_epi16(_mm_unpacklo_epi64(s0, s1), _mm_unpackhi_epi64(s0, s1));
+            const __m128i hi =
+                _mm_add_epi16(_mm_unpacklo_epi64(s2, s3), _mm_unpackhi_epi64(s2, s3));
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + 4 * i),
+                             _mm_packus_epi16(_mm_srli_epi16(_mm_add_epi16(lo, two), 2),
+                                              _mm_srli_epi16(_mm_add_epi16(hi, two), 2)));
+        }
+        for (; i < count; ++i) {
+            const __m128i s = _mm_add_epi16(pair_sum1(src + 8 * i), pair_sum1(src + p + 8 * i));
+            const __m128i r = _mm_srli_epi16(_mm_add_epi16(s, two), 2);
+            store4(dst + 4 * i, _mm_packus_epi16(r, r));
+        }
+        return;
+    }
+    const __m128i w01 = weight_pair(w0, w1);
+    const __m128i w2z = weight_pair(w2, 0);
+    const __m128i round = _mm_set1_epi32(2048);
+    const __m128i zero = _mm_setzero_si128();
+    // Row sums interleaved with the next row's, times (w0, w1), plus (w2, 0).
+    auto mix = [&](__m128i a, __m128i b, __m128i c) {
+        __m128i s = _mm_madd_epi16(_mm_unpacklo_epi16(a, b), w01);
+        if (n == 3) s = _mm_add_epi32(s, _mm_madd_epi16(_mm_unpacklo_epi16(c, zero), w2z));
+        return _mm_srli_epi32(_mm_add_epi32(s, round), 12);
+    };
+    auto high = [](__m128i x) { return _mm_unpackhi_epi64(x, x); };
+    int32_t i = 0;
+    for (; i + 4 <= count; i += 4) {
+        __m128i a01, a23, b01 = zero, b23 = zero, c01 = zero, c23 = zero;
+        pair_sums(src + 8 * i, &a01, &a23);
+        if (n >= 2) pair_sums(src + p + 8 * i, &b01, &b23);
+        if (n == 3) pair_sums(src + 2 * p + 8 * i, &c01, &c23);
+        store_pixels4(dst + 4 * i, mix(a01, b01, c01), mix(high(a01), high(b01), high(c01)),
+                      mix(a23, b23, c23), mix(high(a23), high(b23), high(c23)));
+    }
+    for (; i < count; ++i) {
+        const __m128i a = pair_sum1(src + 8 * i);
+        const __m128i b = n >= 2 ? pair_sum1(src + p + 8 * i) : zero;
+        const __m128i c = n == 3 ? pair_sum1(src + 2 * p + 8 * i) : zero;
+        store_pixel(dst + 4 * i, mix(a, b, c));
+    }
+}
+
+// ---------------------------------------------------------------------------
 // Vertical sums. One pass over `cols` columns with up to three rows (r0,
 // r0 + pitch, r0 + 2 pitch), storing or adding into v.
 template <int Rows, bool Add>
@@ -220,6 +312,27 @@ int32_t hpass_down(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io, 
     return col;
 }
 
+// 2048 <= x_step < 4096: every pixel takes the rest of the current column
+// and at most two more; a third tap of weight 0 reads the zeroed column
+// past the chunk's last.
+int32_t hpass_down3(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io, int32_t x_step) {
+    int32_t col = 0, run = *run_io;
+    for (int32_t j = 0; j < m; ++j) {
+        const int32_t rem = pixel_units - run; // 1..4095, below 2 x_step
+        const bool two = rem >= x_step;        // column col + 1 ends inside the pixel
+        const int32_t s1 = two ? x_step : rem;
+        wide_sum acc;
+        acc.add(_mm_load_si128(column(v, col)), run);
+        acc.add(_mm_load_si128(column(v, col + 1)), s1);
+        acc.add(_mm_load_si128(column(v, col + 2)), rem - s1);
+        store_pixel(dst + 4 * j, acc.rounded());
+        col += two ? 2 : 1;
+        run = (two ? 2 * x_step : x_step) - rem;
+    }
+    *run_io = run;
+    return col;
+}
+
 // x_step >= 4096: one column ((v * 4096 + 2^22) >> 23 = (v + 1024) >> 11),
 // or the rest of one and the head of the next.
 int32_t hpass_up(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io, int32_t x_step) {
@@ -280,10 +393,16 @@ void rgbq_run_sse2(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_row
         cur->src += ptrdiff_t(count) * 4;
         return;
     }
-    hpass_fn hpass = x_step >= pixel_units ? hpass_up : hpass_down;
+    if (x_step == 2048 && cur->run == 2048 && rows.middle <= 1) {
+        halve_rows(dst, count, cur->src, rows);
+        cur->src += ptrdiff_t(count) * 8;
+        return;
+    }
+    hpass_fn hpass = x_step >= pixel_units ? hpass_up : x_step >= 2048 ? hpass_down3 : hpass_down;
     if (x_step == 2048 && cur->run == 2048) hpass = hpass_half;
 
-    alignas(16) uint32_t v[chunk_columns * 4];
+    // Two zeroed columns follow the summed ones for taps of weight 0.
+    alignas(16) uint32_t v[(chunk_columns + 2) * 4];
     while (count > 0) {
         // Pixels whose columns fit in one chunk: m pixels reach
         // ceil((4096 m - run) / x_step) columns past the current one.
@@ -299,6 +418,7 @@ void rgbq_run_sse2(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_row
         const int32_t cols =
             units > cur->run ? int32_t((units - cur->run + x_step - 1) / x_step) + 1 : 1;
         vsum(v, cur->src, cols, rows);
+        std::memset(v + 4 * cols, 0, 2 * 4 * sizeof(uint32_t));
         const int32_t moved = hpass(dst, m, v, &cur->run, x_step);
         cur->src += ptrdiff_t(moved) * 4;
         dst += ptrdiff_t(m) * 4;
