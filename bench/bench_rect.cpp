@@ -169,6 +169,9 @@ void register_all() {
     // 7: workload 5 at twice the size in both axes.
     add(rect_case{"w7_rect_2160p_to_1440p", 3840, 2160, 2560, 1440}, "tovrel", bm_tovrel);
     add(rect_case{"w7_rect_2160p_to_1080p", 3840, 2160, 1920, 1080}, "tovrel", bm_tovrel);
+    // The machine's own growth: a frame copy at both sizes (a 2160p frame
+    // may no longer fit the caches that hold a 1080p one).
+    add(rect_case{"w7_copy_2160p", 3840, 2160, 3840, 2160}, "memcpy", bm_memcpy);
 }
 
 } // namespace

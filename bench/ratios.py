@@ -57,6 +57,8 @@ RATIOS = [
      "w7_rect_2160p_to_1440p/tovrel", "w5_rect_1080p_to_720p/tovrel", 3.6, 4.4),
     ("7", "tovrel 2160p to 1080p / 1080p to 540p, workload 5",
      "w7_rect_2160p_to_1080p/tovrel", "w5_rect_1080p_to_540p/tovrel", 3.6, 4.4),
+    ("7", "memcpy 2160p / 1080p frame (the machine's own growth)",
+     "w7_copy_2160p/memcpy", "w6_rect_1to1_1080p/memcpy", None, None),
     ("8", "1 thread / 2 threads by line phase (workload 1; wall clock)",
      "w8_threads_1080p/tovrel_1thread", "w8_threads_1080p/tovrel_2threads", 1.8, None),
 ]

@@ -63,6 +63,15 @@ cxx=$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$build/CMakeCache.txt")
 cxx_version=$("${cxx:-c++}" --version | head -1)
 peer_versions=$(dpkg-query -W -f='${Package} ${Version}\n' libopencv-dev libpixman-1-dev libyuv-dev libbenchmark-dev 2>/dev/null | paste -sd ';' | sed 's/;/; /g')
 commit=$(git -C "$root" rev-parse --short HEAD 2>/dev/null || echo unknown)
+busy=""
+if awk -v l="${load_after%% *}" -v n="$logical" 'BEGIN { exit !(l >= n / 2) }'; then
+  busy="
+**This run shared the machine with other work (load average ${load_after%% *} on $logical
+logical processors): the ratios below move by tens of percent from run to
+run, and workload 8 cannot show its split. Rerun on an idle machine before
+reading much into a missed or met target.**
+"
+fi
 
 cat >"$root/docs/benchmarks.md" <<EOF
 # Benchmarks
@@ -73,7 +82,7 @@ refresh this page.
 
 ## Machine
 
-- CPU: $cpu ($logical logical processors, $sockets_cores cores; cache size $l3; $flags)
+- CPU: $cpu ($logical logical processors, $sockets_cores cores; last-level cache as reported: $l3; $flags)
 - Compiler: $cxx_version, Release (-O3), the project's flags (SSE2 baseline)
 - Peers: $peer_versions
 - Date: $(date -u '+%Y-%m-%d %H:%M UTC'); tovrel commit $commit
@@ -98,9 +107,13 @@ refresh this page.
   and every peer uses the same destination-to-texture map (half-pixel
   conventions converted). The texture of a rotated workload is just large
   enough (plus 2 pixels on each side) to contain the preimage of the whole
-  frame, so no workload measures border clamping. Workload 2 views a trapezoid of a 1920x1080 texture (enlarged about
-  1.5x at the top, 1.1x at the bottom). Rectangle workloads scale a whole
-  1920x1080 texture.
+  frame, so no workload measures border clamping. Workload 2 views a
+  trapezoid of a 1920x1080 texture (enlarged about 1.5x at the top, 1.1x at
+  the bottom). Rectangle workloads scale a whole 1920x1080 texture.
+- Workload 7 also times a memcpy of a 2160p frame against one of a 1080p
+  frame: where a 2160p frame no longer fits the caches that hold a 1080p
+  one, that ratio is well above 4 and the growth targets measure the
+  memory system as much as tovrel.
 - Peers: \`cv::warpAffine\` / \`cv::warpPerspective\` INTER_LINEAR with
   WARP_INVERSE_MAP and BORDER_REPLICATE; pixman \`pixman_image_composite32\`
   PIXMAN_OP_SRC with the transform, PIXMAN_REPEAT_PAD, and
@@ -118,7 +131,7 @@ refresh this page.
 - Slot: the filter footprint that the workload's quad selects.
 
 ## Ratios
-
+$busy
 Peer time / tovrel time unless stated (above 1: tovrel is faster).
 
 $table
