@@ -36,12 +36,9 @@ constinit const persp_renderer_table rgbq_persp_span_renderers_avx2 =
 constinit const affine_renderer_table rgbq_affine_span_renderers_avx2 =
     span::make_affine_table<avx2_slot>();
 
-static_assert(span::table_complete(span::make_persp_table<span::rgbq_member>()));
-static_assert(span::table_complete(span::make_affine_table<span::rgbq_member>()));
-static_assert(span::table_complete(span::make_persp_table<sse2_slot>()));
-static_assert(span::table_complete(span::make_affine_table<sse2_slot>()));
-static_assert(span::table_complete(span::make_persp_table<avx2_slot>()));
-static_assert(span::table_complete(span::make_affine_table<avx2_slot>()));
+static_assert(span::members_complete<span::rgbq_member>());
+static_assert(span::members_complete<sse2_slot>());
+static_assert(span::members_complete<avx2_slot>());
 
 bool rgbq_avx2_supported() {
 #if defined(__x86_64__) || defined(__i386__)

@@ -13,6 +13,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 #include <utility>
 
 #include "span/span_renderer.h"
@@ -321,11 +322,15 @@ constexpr affine_renderer_table make_affine_table() {
     (std::make_integer_sequence<int, footprint_count>{});
 }
 
-template <class Table>
-constexpr bool table_complete(const Table &table) {
-    for (auto f : table)
-        if (f == nullptr) return false;
-    return true;
+// True when every slot 0..20 of a family has both members with the
+// contract's signatures.
+template <template <int> class Member>
+constexpr bool members_complete() {
+    return []<int... S>(std::integer_sequence<int, S...>) {
+        return ((std::is_same_v<decltype(&Member<S>::persp), persp_span_renderer> &&
+                 std::is_same_v<decltype(&Member<S>::affine), affine_span_renderer>)&&...);
+    }
+    (std::make_integer_sequence<int, footprint_count>{});
 }
 
 } // namespace tovrel::span

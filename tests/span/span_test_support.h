@@ -1,12 +1,13 @@
-// Textures, span arguments and guarded destination lines for the span
-// renderer tests.
+// Textures, span arguments and guarded lines for the span renderer tests.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -14,97 +15,106 @@
 
 namespace span_test {
 
-using tovrel::affine_span_renderer;
-using tovrel::persp_span_renderer;
-using tovrel::span_rows;
-using tovrel::texture_ref;
-
-// Seed for the random cases: TOVREL_TEST_SEED if set, else a fixed value.
+// Seed of the random cases: TOVREL_TEST_SEED if set, else a fixed value.
 inline uint32_t test_seed() {
     const char *s = std::getenv("TOVREL_TEST_SEED");
     return s ? static_cast<uint32_t>(std::strtoul(s, nullptr, 0)) : 0x5eed1234u;
 }
 
-// An RGBQ texture of width x height texels whose rows lie `pitch` bytes
-// apart (negative: bottom-up in memory). The storage holds exactly the
-// bytes the rows span, so reads outside it are caught by sanitizers.
+// An RGBQ texture whose rows lie `pitch` bytes apart (negative: bottom-up).
+// The storage holds exactly the bytes the rows span, so that a sanitizer
+// catches any read outside them.
 struct texture {
-    int32_t width = 0, height = 0, pitch = 0;
+    int32_t width, height, pitch;
     std::vector<uint8_t> bytes;
-    texture_ref ref{};
-
-    texture(int32_t w, int32_t h, int32_t pitch_bytes) : width(w), height(h), pitch(pitch_bytes) {
-        const size_t stride = static_cast<size_t>(pitch < 0 ? -static_cast<int64_t>(pitch) : pitch);
-        bytes.assign(stride * static_cast<size_t>(h - 1) + static_cast<size_t>(w) * 4, 0);
-        ref.base = bytes.data() + (pitch < 0 ? stride * static_cast<size_t>(h - 1) : 0);
-        ref.pitch = pitch;
+    tovrel::texture_ref ref{};
+    texture(int32_t w, int32_t h, int32_t p)
+        : width(w), height(h), pitch(p),
+          bytes(size_t(std::abs(p)) * size_t(h - 1) + size_t(w) * 4) {
+        ref = {bytes.data() + (p < 0 ? bytes.size() - size_t(w) * 4 : 0), p, nullptr, 0};
     }
     uint8_t *texel(int32_t col, int32_t row) {
-        return const_cast<uint8_t *>(ref.base) + static_cast<ptrdiff_t>(row) * pitch + col * 4;
+        return const_cast<uint8_t *>(ref.base) + ptrdiff_t(row) * pitch + col * 4;
     }
-    void fill(uint32_t value) {
+    void fill(uint32_t v) {
         for (int32_t r = 0; r < height; ++r)
-            for (int32_t c = 0; c < width; ++c) std::memcpy(texel(c, r), &value, 4);
+            for (int32_t c = 0; c < width; ++c) std::memcpy(texel(c, r), &v, 4);
     }
-    void randomise(std::mt19937 &rng) {
-        for (auto &b : bytes) b = static_cast<uint8_t>(rng());
+    void randomise(std::mt19937 &rng) { std::generate(bytes.begin(), bytes.end(), rng); }
+};
+
+// Footprint columns and height class of a slot (slot 0 reads one texel),
+// and the clamp limits that keep it inside a texture (margin 120).
+struct slot_shape {
+    int cols, hc;
+    explicit slot_shape(int slot)
+        : cols(slot ? std::array{1, 2, 3, 4, 8}[(slot - 1) % 5] : 1),
+          hc(slot ? (slot - 1) / 5 : 0) {}
+    float u_limit(int32_t width) const { return float((width - cols) * 65536 - 120); }
+    float v_limit(int32_t height) const {
+        return float((height - 1) * 65536 - std::array{120, 32888, 65656, 196728}[hc]);
     }
 };
 
-// Clamp limits that keep a footprint of W columns and the slot's height
-// class inside the texture, with the driver's margin of 120.
-inline float u_limit(int32_t width, int cols) {
-    return static_cast<float>((width - cols) * 65536 - 120);
-}
-inline float v_limit(int32_t height, int hc) {
-    static const int32_t reach[4] = {120, 32888, 65656, 196728};
-    return static_cast<float>((height - 1) * 65536 - reach[hc]);
-}
-
-// The ten float arguments of a span and its column range.
+// A span over [x0, x1) of a texture, clamped for a slot.
 struct span_args {
     int32_t x0 = 0, x1 = 1;
     float u_max = 0, v_max = 0, u_step = 0, v_step = 0, u_base = 0, v_base = 0;
     float w_step = 0, w_base = 1;
-
+    span_args(int32_t first, int32_t end, const slot_shape &s, const texture &t)
+        : x0(first), x1(end), u_max(s.u_limit(t.width)), v_max(s.v_limit(t.height)) {}
+    span_args &steps(float du, float dv, float dw = 0) {
+        u_step = du, v_step = dv, w_step = dw;
+        return *this;
+    }
+    span_args &bases(float u, float v, float w = 1) {
+        u_base = u, v_base = v, w_base = w;
+        return *this;
+    }
     std::string describe() const {
-        std::ostringstream s;
-        s.precision(9);
-        s << "x0=" << x0 << " x1=" << x1 << " u_max=" << u_max << " v_max=" << v_max
-          << " u_step=" << u_step << " v_step=" << v_step << " u_base=" << u_base
-          << " v_base=" << v_base << " w_step=" << w_step << " w_base=" << w_base;
-        return s.str();
+        char s[200];
+        std::snprintf(s, 200, "x [%d,%d) max %.9g %.9g step %.9g %.9g %.9g base %.9g %.9g %.9g", x0,
+                      x1, u_max, v_max, u_step, v_step, w_step, u_base, v_base, w_base);
+        return s;
     }
 };
 
-// A destination line of 32-bit elements with guard elements on both sides.
+// A line of 32-bit elements with 16 guard elements on each side.
 struct guarded_line {
     static constexpr uint32_t sentinel = 0xA5C3E187u;
     static constexpr int guard = 16;
     std::vector<uint32_t> store;
-    span_rows rows{};
-
-    explicit guarded_line(int32_t elements)
-        : store(static_cast<size_t>(elements) + 2 * guard, sentinel) {
+    tovrel::span_rows rows{};
+    explicit guarded_line(int32_t n) : store(size_t(n) + 2 * guard, sentinel) {
         rows.pixels = store.data() + guard;
     }
-    uint32_t at(int32_t x) const { return store[static_cast<size_t>(x + guard)]; }
-    // True when nothing outside [first, last) changed.
+    uint32_t at(int32_t x) const { return store[size_t(x + guard)]; }
     bool untouched_outside(int32_t first, int32_t last) const {
         for (size_t i = 0; i < store.size(); ++i) {
-            const int64_t x = static_cast<int64_t>(i) - guard;
+            const int64_t x = int64_t(i) - guard;
             if ((x < first || x >= last) && store[i] != sentinel) return false;
         }
         return true;
     }
 };
 
-inline void run(persp_span_renderer f, guarded_line &line, const texture &t, const span_args &a) {
-    f(&line.rows, a.x0, a.x1, &t.ref, a.u_max, a.v_max, a.u_step, a.v_step, a.u_base, a.v_base,
-      a.w_step, a.w_base);
+// Runs a perspective renderer (when given) or an affine one on a line.
+inline void run(tovrel::persp_span_renderer p, tovrel::affine_span_renderer f, guarded_line &l,
+                const texture &t, const span_args &a) {
+    if (p)
+        return p(&l.rows, a.x0, a.x1, &t.ref, a.u_max, a.v_max, a.u_step, a.v_step, a.u_base,
+                 a.v_base, a.w_step, a.w_base);
+    f(&l.rows, a.x0, a.x1, &t.ref, a.u_max, a.v_max, a.u_step, a.v_step, a.u_base, a.v_base);
 }
-inline void run(affine_span_renderer f, guarded_line &line, const texture &t, const span_args &a) {
-    f(&line.rows, a.x0, a.x1, &t.ref, a.u_max, a.v_max, a.u_step, a.v_step, a.u_base, a.v_base);
-}
+
+// One implementation of the RGBQ table pair.
+struct tables {
+    const char *name;
+    const tovrel::persp_renderer_table *persp;
+    const tovrel::affine_renderer_table *affine;
+    void run(int slot, bool p, guarded_line &l, const texture &t, const span_args &a) const {
+        span_test::run(p ? (*persp)[slot] : nullptr, (*affine)[slot], l, t, a);
+    }
+};
 
 } // namespace span_test
