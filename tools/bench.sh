@@ -4,7 +4,7 @@
 # the machine it ran on.
 #
 # Usage: tools/bench.sh [--quick] [--no-doc] [benchmark arguments...]
-#   --quick   2 repetitions of 0.05 s each (a smoke run; the table is noisy)
+#   --quick   2 repetitions of 0.05 s each, table only (a smoke run)
 #   --no-doc  print the table only, leave docs/benchmarks.md alone
 #   e.g. tools/bench.sh --benchmark_filter=w1_
 # Environment:
@@ -22,7 +22,7 @@ write_doc=1
 extra=()
 for a in "$@"; do
   case "$a" in
-    --quick) reps=2; min_time=0.05 ;;
+    --quick) reps=2; min_time=0.05; write_doc=0 ;;
     --no-doc) write_doc=0 ;;
     *) extra+=("$a") ;;
   esac
