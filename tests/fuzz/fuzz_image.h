@@ -229,11 +229,14 @@ struct plane {
     // or past the buffer's ends).
     bool writes_confined() const {
         if (!buffer.slack_intact()) return false;
-        if (lines <= 1 || pitch == 0) return true;
+        if (lines <= 1 || pitch == 0 || before.empty()) return true;
         const size_t step = static_cast<size_t>(pitch < 0 ? -static_cast<int64_t>(pitch) : pitch);
-        const uint8_t *now = buffer.data();
-        for (size_t i = 0; i < before.size(); ++i)
-            if (now[i] != before[i] && i % step >= static_cast<size_t>(row_bytes)) return false;
+        const size_t row = static_cast<size_t>(row_bytes);
+        if (step <= row) return true;
+        // The padding after every line but the last one in memory.
+        for (size_t start = row; start + (step - row) <= before.size(); start += step)
+            if (std::memcmp(buffer.data() + start, before.data() + start, step - row) != 0)
+                return false;
         return true;
     }
 };
@@ -513,6 +516,7 @@ inline void line_selection(byte_reader &in, int32_t *phase, int32_t *step) {
 // message ending in a single "\n".
 struct report_log {
     int lines = 0;
+    char last[128] = {};
 };
 
 inline report_log g_reports;
@@ -527,6 +531,7 @@ inline void TOVREL_CALL fuzz_report_sink(const char *line, void *user) {
         if (c == '\n' || c < 0x20 || c > 0x7E) fail("report line holds a control character");
     }
     ++log->lines;
+    std::snprintf(log->last, sizeof log->last, "%s", line);
 }
 
 inline void install_sink() {
@@ -535,11 +540,21 @@ inline void install_sink() {
 
 // The checks after a call: no write outside the destination's lines; a
 // call that reported (where a report means a refusal of the whole call) or
-// that must draw nothing left the destination as it was.
+// that must draw nothing left the destination as it was. With
+// TOVREL_FUZZ_VERBOSE set, one line per input tells what the call did
+// (for judging what a corpus reaches).
 inline void check_destination(const fuzz_image &dst, int reports_before, bool must_not_draw,
                               bool report_refuses_all = true) {
+    static const bool verbose = std::getenv("TOVREL_FUZZ_VERBOSE") != nullptr;
+    const bool reported = g_reports.lines != reports_before;
+    if (verbose)
+        std::printf("outcome: %s%s",
+                    reported          ? "reported "
+                    : dst.unchanged() ? "unchanged\n"
+                                      : "drew\n",
+                    reported ? g_reports.last : "");
     if (!dst.writes_confined()) fail("write outside the destination's lines");
-    if (report_refuses_all && g_reports.lines != reports_before && !dst.unchanged())
+    if (report_refuses_all && reported && !dst.unchanged())
         fail("destination changed by a call that reported");
     if (must_not_draw && !dst.unchanged()) fail("destination changed by a call that draws nothing");
 }
