@@ -3,59 +3,124 @@
 // Included by rgbq_packed_sse2.cpp and rgbq_packed_avx2.cpp inside an
 // anonymous namespace of tovrel::span, after that file's intrinsics headers
 // and target options: each file compiles its own private copy for its own
-// instruction set. `Isa::avx2` selects the AVX2 forms (weights broadcast
-// from memory, pshufb / pmaddubsw for slot 1); everything else is SSE2.
+// instruction set. `Isa::avx2` selects the AVX2 forms (groups of eight
+// pixels, pshufb / pmaddubsw for slot 1); everything else is SSE2.
 //
 // Positions are stepped serially (one addps per pixel carries u, v and w,
 // lane for lane the float additions of the scalar statement); everything
-// after the position runs four pixels at a time: reciprocal, clamp,
-// truncation, index, fractions and weights. The texels of each pixel are
+// after the position runs four or eight pixels at a time: reciprocal,
+// clamp, truncation, index, fractions and weights. The texels of each pixel are
 // summed in 16-bit lanes and weighted with 16-bit multiply-adds. Every sum
 // is exact, so only the normalisation (shift, packssdw, pmulhw, packuswb)
 // shapes the result, exactly as in the scalar statement.
 
-// u and v of four consecutive pixels after the divide, clamp and
-// truncation, in 16.16 texel units.
-struct quad_position {
-    __m128i iu;
-    __m128i iv;
+// Lane operations on int32 vectors of four (SSE2) or eight (AVX2) pixels.
+struct lanes4 {
+    static constexpr int n = 4;
+    using vi = __m128i;
+    using vf = __m128;
+    static vi set1(int32_t x) { return _mm_set1_epi32(x); }
+    template <int S>
+    static vi srli(vi a) {
+        return _mm_srli_epi32(a, S);
+    }
+    template <int S>
+    static vi slli(vi a) {
+        return _mm_slli_epi32(a, S);
+    }
+    static vi and_(vi a, vi b) { return _mm_and_si128(a, b); }
+    static vi or_(vi a, vi b) { return _mm_or_si128(a, b); }
+    static vi sub(vi a, vi b) { return _mm_sub_epi32(a, b); }
+    static vi mullo16(vi a, vi b) { return _mm_mullo_epi16(a, b); }
+    static vi madd16(vi a, vi b) { return _mm_madd_epi16(a, b); }
+    static int sign_bits(vi a) { return _mm_movemask_ps(_mm_castsi128_ps(a)); }
+    static void store(int32_t *p, vi a) { _mm_store_si128(reinterpret_cast<__m128i *>(p), a); }
+    // Clamp (maxps keeps its second operand for a NaN: NaN clamps to 0),
+    // then truncate.
+    static vi clamp_truncate(vf x, float max) {
+        return _mm_cvttps_epi32(_mm_min_ps(_mm_max_ps(x, _mm_setzero_ps()), _mm_set1_ps(max)));
+    }
 };
 
-template <projection P>
-struct quad_walk {
-    __m128 pos;  // [u_num, v_num, w, 0] of the next pixel
-    __m128 step; // [u_step, v_step, w_step, 0]
-    __m128 u_max, v_max;
+struct lanes8 {
+    static constexpr int n = 8;
+    using vi = __m256i;
+    using vf = __m256;
+    static vi set1(int32_t x) { return _mm256_set1_epi32(x); }
+    template <int S>
+    static vi srli(vi a) {
+        return _mm256_srli_epi32(a, S);
+    }
+    template <int S>
+    static vi slli(vi a) {
+        return _mm256_slli_epi32(a, S);
+    }
+    static vi and_(vi a, vi b) { return _mm256_and_si256(a, b); }
+    static vi or_(vi a, vi b) { return _mm256_or_si256(a, b); }
+    static vi sub(vi a, vi b) { return _mm256_sub_epi32(a, b); }
+    static vi mullo16(vi a, vi b) { return _mm256_mullo_epi16(a, b); }
+    static vi madd16(vi a, vi b) { return _mm256_madd_epi16(a, b); }
+    static int sign_bits(vi a) { return _mm256_movemask_ps(_mm256_castsi256_ps(a)); }
+    static void store(int32_t *p, vi a) { _mm256_store_si256(reinterpret_cast<__m256i *>(p), a); }
+    static vi clamp_truncate(vf x, float max) {
+        return _mm256_cvttps_epi32(
+            _mm256_min_ps(_mm256_max_ps(x, _mm256_setzero_ps()), _mm256_set1_ps(max)));
+    }
+};
 
-    quad_walk(const span_coefficients &k, int32_t x0) {
+// Positions of consecutive pixels: [u_num, v_num, w, 0] stepped by one
+// addps per pixel, then divided, clamped and truncated n lanes at a time.
+template <projection P>
+struct walk {
+    __m128 pos;  // the next pixel
+    __m128 step; // [u_step, v_step, w_step, 0]
+    float u_max, v_max;
+
+    walk(const span_coefficients &k, int32_t x0) : u_max(k.u_max), v_max(k.v_max) {
         step = _mm_setr_ps(k.u_step, k.v_step, k.w_step, 0.0f);
         const __m128 base = _mm_setr_ps(k.u_base, k.v_base, k.w_base, 0.0f);
         pos = _mm_add_ps(_mm_mul_ps(_mm_set1_ps(static_cast<float>(x0)), step), base);
-        u_max = _mm_set1_ps(k.u_max);
-        v_max = _mm_set1_ps(k.v_max);
+    }
+    __m128 advance() {
+        const __m128 p = pos;
+        pos = _mm_add_ps(pos, step);
+        return p;
     }
 
-    quad_position next() {
-        const __m128 p0 = pos;
-        const __m128 p1 = _mm_add_ps(p0, step);
-        const __m128 p2 = _mm_add_ps(p1, step);
-        const __m128 p3 = _mm_add_ps(p2, step);
-        pos = _mm_add_ps(p3, step);
-        const __m128 t0 = _mm_unpacklo_ps(p0, p1); // u0 u1 v0 v1
-        const __m128 t1 = _mm_unpacklo_ps(p2, p3); // u2 u3 v2 v3
-        __m128 u = _mm_movelh_ps(t0, t1);
-        __m128 v = _mm_movehl_ps(t1, t0);
-        if constexpr (P == projection::perspective) {
-            const __m128 w = _mm_movelh_ps(_mm_unpackhi_ps(p0, p1), _mm_unpackhi_ps(p2, p3));
-            const __m128 q = _mm_rcp_ps(w);
-            u = _mm_mul_ps(u, q);
-            v = _mm_mul_ps(v, q);
+    // iu and iv (16.16) of the next four or eight pixels.
+    template <class L>
+    void next(typename L::vi &iu, typename L::vi &iv) {
+        using vf = typename L::vf;
+        vf u, v, w;
+        if constexpr (L::n == 4) {
+            const __m128 p0 = advance(), p1 = advance(), p2 = advance(), p3 = advance();
+            const __m128 t0 = _mm_unpacklo_ps(p0, p1), t1 = _mm_unpacklo_ps(p2, p3);
+            u = _mm_movelh_ps(t0, t1); // u0 u1 u2 u3
+            v = _mm_movehl_ps(t1, t0);
+            w = _mm_movelh_ps(_mm_unpackhi_ps(p0, p1), _mm_unpackhi_ps(p2, p3));
+        } else {
+            __m128 p[8];
+            for (__m128 &x : p) x = advance();
+            auto pair = [&](int i) {
+                return _mm256_insertf128_ps(_mm256_castps128_ps256(p[i]), p[i + 4], 1);
+            };
+            const __m256 y0 = pair(0), y1 = pair(1), y2 = pair(2), y3 = pair(3);
+            const __m256 t0 = _mm256_unpacklo_ps(y0, y1), t1 = _mm256_unpacklo_ps(y2, y3);
+            u = _mm256_shuffle_ps(t0, t1, 0x44); // u0 u1 u2 u3 | u4 u5 u6 u7
+            v = _mm256_shuffle_ps(t0, t1, 0xEE);
+            w = _mm256_shuffle_ps(_mm256_unpackhi_ps(y0, y1), _mm256_unpackhi_ps(y2, y3), 0x44);
         }
-        // maxps returns its second operand for a NaN: NaN clamps to 0.
-        const __m128 zero = _mm_setzero_ps();
-        u = _mm_min_ps(_mm_max_ps(u, zero), u_max);
-        v = _mm_min_ps(_mm_max_ps(v, zero), v_max);
-        return {_mm_cvttps_epi32(u), _mm_cvttps_epi32(v)};
+        if constexpr (P == projection::perspective) {
+            if constexpr (L::n == 4) {
+                const __m128 q = _mm_rcp_ps(w);
+                u = _mm_mul_ps(u, q), v = _mm_mul_ps(v, q);
+            } else {
+                const __m256 q = _mm256_rcp_ps(w);
+                u = _mm256_mul_ps(u, q), v = _mm256_mul_ps(v, q);
+            }
+        }
+        iu = L::clamp_truncate(u, u_max);
+        iv = L::clamp_truncate(v, v_max);
     }
 };
 
@@ -156,68 +221,66 @@ inline __m128i pixel_sum_slot1_ssse3(const uint8_t *p, ptrdiff_t rb, __m128i wv8
     return _mm_madd_epi16(_mm_maddubs_epi16(wv8, biased), wu16);
 }
 
-template <class Isa, int I>
-inline __m128i lane_weight(__m128i v, const int32_t *stored) {
-    if constexpr (Isa::avx2)
-        return _mm_castps_si128(_mm_broadcast_ss(reinterpret_cast<const float *>(stored + I)));
-    else
-        return _mm_shuffle_epi32(v, I * 0x55);
-}
+// Per-pixel data of a group of n pixels: texel indices, weight pairs and
+// the 1.5-row `lower` bits.
+template <int N>
+struct lane_data {
+    alignas(32) int32_t index[N];
+    alignas(32) int32_t wa[N];
+    alignas(32) int32_t wb[N];
+    int lower = 0;
+};
 
-// Four pixels from their positions: 16 result bytes, pixel i in bytes 4i..4i+3.
-template <class Isa, int Slot>
-inline __m128i render_quad(const uint8_t *base, __m128i pitch_pair, ptrdiff_t rb, quad_position q) {
+template <class L, int Slot, bool Ssse3>
+inline void prepare(lane_data<L::n> &d, typename L::vi pitch_pair, typename L::vi iu,
+                    typename L::vi iv) {
+    using vi = typename L::vi;
     // Index cu + cv * (pitch >> 2): (cu, cv) as int16 pairs, one pmaddwd.
-    const __m128i cu_cv = _mm_or_si128(_mm_srli_epi32(q.iu, 16),
-                                       _mm_and_si128(q.iv, _mm_set1_epi32(int32_t(0xFFFF0000u))));
-    alignas(16) int32_t index[4];
-    _mm_store_si128(reinterpret_cast<__m128i *>(index), _mm_madd_epi16(cu_cv, pitch_pair));
+    const vi cu_cv = L::or_(L::template srli<16>(iu), L::and_(iv, L::set1(int32_t(0xFFFF0000u))));
+    L::store(d.index, L::madd16(cu_cv, pitch_pair));
 
     // Fractions in [0, 127]; for 1.5 rows the half-row fraction g = bits
     // 8..14 and `lower` = bit 15 (the fraction is at least one half).
-    const __m128i m127 = _mm_set1_epi32(127), w128 = _mm_set1_epi32(128);
-    const __m128i fu = _mm_and_si128(_mm_srli_epi32(q.iu, 9), m127);
-    int lower = 0;
-    __m128i fv;
+    const vi m127 = L::set1(127), w128 = L::set1(128);
+    const vi fu = L::and_(L::template srli<9>(iu), m127);
+    vi fv;
     if constexpr (footprint<Slot>::one_and_half) {
-        fv = _mm_and_si128(_mm_srli_epi32(q.iv, 8), m127);
-        lower = _mm_movemask_ps(_mm_castsi128_ps(_mm_slli_epi32(q.iv, 16)));
+        fv = L::and_(L::template srli<8>(iv), m127);
+        d.lower = L::sign_bits(L::template slli<16>(iv));
     } else {
-        fv = _mm_and_si128(_mm_srli_epi32(q.iv, 9), m127);
+        fv = L::and_(L::template srli<9>(iv), m127);
     }
-    const __m128i fu0 = _mm_sub_epi32(w128, fu), fv0 = _mm_sub_epi32(w128, fv);
-
-    constexpr packed_scale s = rgbq_packed_scale<Slot>();
-    int32_t round = s.round;
-    alignas(16) int32_t wa_s[4], wb_s[4];
-    __m128i wa, wb;
-    if constexpr (Isa::avx2 && Slot == 1) {
+    const vi fu0 = L::sub(w128, fu), fv0 = L::sub(w128, fv);
+    if constexpr (Ssse3) {
         // wa: (128 - fv, fv) as bytes, twice; wb: (128 - fu, fu) as words.
-        const __m128i v8 = _mm_or_si128(fv0, _mm_slli_epi32(fv, 8));
-        wa = _mm_or_si128(v8, _mm_slli_epi32(v8, 16));
-        wb = _mm_or_si128(fu0, _mm_slli_epi32(fu, 16));
-        round += 1 << 21; // the bias of pixel_sum_slot1_ssse3
+        const vi v8 = L::or_(fv0, L::template slli<8>(fv));
+        L::store(d.wa, L::or_(v8, L::template slli<16>(v8)));
+        L::store(d.wb, L::or_(fu0, L::template slli<16>(fu)));
     } else {
         // Weight pairs per pixel: low word for rows A, high word for rows B;
         // wa for the left columns, wb for the right ones.
-        const __m128i vpair = _mm_or_si128(fv0, _mm_slli_epi32(fv, 16));
-        wa = _mm_mullo_epi16(vpair, _mm_or_si128(fu0, _mm_slli_epi32(fu0, 16)));
-        wb = _mm_mullo_epi16(vpair, _mm_or_si128(fu, _mm_slli_epi32(fu, 16)));
+        const vi vpair = L::or_(fv0, L::template slli<16>(fv));
+        L::store(d.wa, L::mullo16(vpair, L::or_(fu0, L::template slli<16>(fu0))));
+        L::store(d.wb, L::mullo16(vpair, L::or_(fu, L::template slli<16>(fu))));
     }
-    if constexpr (Isa::avx2) {
-        _mm_store_si128(reinterpret_cast<__m128i *>(wa_s), wa);
-        _mm_store_si128(reinterpret_cast<__m128i *>(wb_s), wb);
-    }
+}
 
-    const __m128i rnd = _mm_set1_epi32(round);
+// Pixels 4 * G .. 4 * G + 3 of a prepared group: 16 result bytes.
+template <class Isa, int Slot, int G, int N>
+inline __m128i render_four(const uint8_t *base, ptrdiff_t rb, const lane_data<N> &d) {
+    constexpr bool ssse3 = Isa::avx2 && Slot == 1;
+    constexpr packed_scale s = rgbq_packed_scale<Slot>();
+    // pixel_sum_slot1_ssse3 returns R - 2^21.
+    const __m128i rnd = _mm_set1_epi32(s.round + (ssse3 ? 1 << 21 : 0));
     auto one = [&]<int I>(std::integral_constant<int, I>) {
-        const uint8_t *p = base + (static_cast<ptrdiff_t>(index[I]) << 2);
-        const __m128i a = lane_weight<Isa, I>(wa, wa_s), b = lane_weight<Isa, I>(wb, wb_s);
+        const uint8_t *p = base + (static_cast<ptrdiff_t>(d.index[4 * G + I]) << 2);
+        // A broadcast load (vpbroadcastd) under AVX2, movd + pshufd under SSE2.
+        const __m128i a = _mm_set1_epi32(d.wa[4 * G + I]), b = _mm_set1_epi32(d.wb[4 * G + I]);
         __m128i r;
-        if constexpr (Isa::avx2 && Slot == 1)
+        if constexpr (ssse3)
             r = pixel_sum_slot1_ssse3<Isa>(p, rb, a, b);
         else
-            r = pixel_sum<Slot>(p, rb, a, b, (lower >> I) & 1);
+            r = pixel_sum<Slot>(p, rb, a, b, (d.lower >> (4 * G + I)) & 1);
         // (R + T/2) >> s
         return _mm_srai_epi32(_mm_add_epi32(r, rnd), s.shift);
     };
@@ -236,27 +299,55 @@ inline __m128i render_quad(const uint8_t *base, __m128i pitch_pair, ptrdiff_t rb
     return _mm_packus_epi16(lo, hi);
 }
 
+// The next n pixels: positions, preparation, and 4 * n bytes of results
+// (all of them stored only when `whole`; otherwise the caller stores).
+template <class Isa, class L, int Slot, projection P>
+inline __m128i render_group(walk<P> &w, const uint8_t *base, ptrdiff_t rb, int32_t unit_pitch,
+                            uint8_t *dst, bool whole) {
+    typename L::vi iu, iv;
+    w.template next<L>(iu, iv);
+    lane_data<L::n> d;
+    prepare<L, Slot, Isa::avx2 && Slot == 1>(
+        d,
+        L::set1(static_cast<int32_t>(
+            (static_cast<uint32_t>(static_cast<uint16_t>(unit_pitch)) << 16) | 1u)),
+        iu, iv);
+    // Read the lanes back from memory (scalar index loads, broadcast
+    // loads) rather than extracting them with shuffles.
+    asm("" : "+m"(d));
+    const __m128i first = render_four<Isa, Slot, 0>(base, rb, d);
+    if constexpr (L::n == 8) {
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), first);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + 16),
+                         render_four<Isa, Slot, 1>(base, rb, d));
+    } else if (whole) {
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), first);
+    }
+    return first;
+}
+
 template <class Isa, int Slot, projection P>
 void render_packed(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
                    const span_coefficients &k) {
     const uint8_t *base = texture->base;
     const int32_t unit_pitch = static_cast<int16_t>(texture->pitch >> 2);
-    const __m128i pitch_pair = _mm_set1_epi32(static_cast<int32_t>(
-        (static_cast<uint32_t>(static_cast<uint16_t>(unit_pitch)) << 16) | 1u));
     const ptrdiff_t rb = static_cast<ptrdiff_t>(unit_pitch) * 4;
-    quad_walk<P> walk(k, x0);
+    walk<P> w(k, x0);
 
     uint8_t *dst = static_cast<uint8_t *>(line->pixels) + static_cast<ptrdiff_t>(x0) * 4;
     // Pixel x0 is written even when x1 <= x0.
     int64_t n = static_cast<int64_t>(x1) - x0;
     if (n < 1) n = 1;
+    if constexpr (Isa::avx2) {
+        for (; n >= 8; n -= 8, dst += 32)
+            render_group<Isa, lanes8, Slot>(w, base, rb, unit_pitch, dst, true);
+    }
     for (; n >= 4; n -= 4, dst += 16)
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst),
-                         render_quad<Isa, Slot>(base, pitch_pair, rb, walk.next()));
+        render_group<Isa, lanes4, Slot>(w, base, rb, unit_pitch, dst, true);
     if (n > 0) {
         // The surplus lanes sample clamped positions (inside the texture)
         // and are not stored.
-        const __m128i px = render_quad<Isa, Slot>(base, pitch_pair, rb, walk.next());
+        const __m128i px = render_group<Isa, lanes4, Slot>(w, base, rb, unit_pitch, dst, false);
         if (n >= 2) {
             _mm_storel_epi64(reinterpret_cast<__m128i *>(dst), px);
             if (n == 3) {
