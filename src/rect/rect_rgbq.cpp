@@ -1,6 +1,8 @@
 // Instantiation of the RGBQ kernels from one walk with policy types.
 #include "rect/rect_rgbq.h"
 
+#include "rect/rect_rgbq_simd.h"
+
 namespace tovrel {
 namespace {
 
@@ -88,15 +90,11 @@ const rgbq_kernel_table rect_rgbq_kernels_c = rgbq_kernels_c_init;
 constexpr rgbq_kernel_table rgbq_kernels_sse2_init = make_table<rect::rgbq_run_sse2>();
 static_assert(table_complete(rgbq_kernels_sse2_init), "every RGBQ kernel has an SSE2 form");
 const rgbq_kernel_table rect_rgbq_kernels_sse2 = rgbq_kernels_sse2_init;
-#endif
 
-const rgbq_kernel_table &rect_rgbq_kernels() {
-#if defined(__SSE2__)
-    return rect_rgbq_kernels_sse2;
-#else
-    return rect_rgbq_kernels_c;
+constexpr rgbq_kernel_table rgbq_kernels_avx2_init = make_table<rect::rgbq_run_avx2>();
+static_assert(table_complete(rgbq_kernels_avx2_init), "every RGBQ kernel has an AVX2 form");
+const rgbq_kernel_table rect_rgbq_kernels_avx2 = rgbq_kernels_avx2_init;
 #endif
-}
 
 const char *rect_rgbq_kernel_name(int32_t index) {
     return index >= 0 && index < rgbq_kernel_count ? kernel_infos[index].name : "";

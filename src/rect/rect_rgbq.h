@@ -33,10 +33,9 @@ extern const rgbq_kernel_table rect_rgbq_kernels_c;
 #if defined(__SSE2__)
 // The same kernels with SSE2 whole-pixel runs; identical output.
 extern const rgbq_kernel_table rect_rgbq_kernels_sse2;
+// With AVX2 where it pays; only for processors that have it.
+extern const rgbq_kernel_table rect_rgbq_kernels_avx2;
 #endif
-
-// The table for the running processor (chosen once per call).
-const rgbq_kernel_table &rect_rgbq_kernels();
 
 // "rect_rgbq_copy", ...
 const char *rect_rgbq_kernel_name(int32_t index);

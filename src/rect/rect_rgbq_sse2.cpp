@@ -16,11 +16,10 @@
 #include <cstring>
 
 #include "rect/rect_rgbq.h"
+#include "rect/rect_rgbq_simd.h"
 
 namespace tovrel::rect {
 namespace {
-
-constexpr int32_t chunk_columns = 512;
 
 inline __m128i load4(const uint8_t *p) {
     int32_t v;
@@ -108,36 +107,35 @@ void halve_rows(uint8_t *dst, int32_t count, const uint8_t *src, const rect_rows
     const int32_t w2 = rows.middle == 1 ? rows.last_weight : 0;
     const int32_t n = 1 + rows.middle + (rows.last_weight != 0 ? 1 : 0);
     if (n == 2 && w0 == 1024 && w1 == 1024) {
-        const __m128i two = _mm_set1_epi16(2);
-        int32_t i = 0;
-        const __m128i zero = _mm_setzero_si128();
-        auto load = [](const uint8_t *q) {
-            return _mm_loadu_si128(reinterpret_cast<const __m128i *>(q));
+        // (a + b + c + d + 2) >> 2 in bytes: with p = avg(a, b), q = avg(c, d)
+        // (pavgb, rounding up) it is avg(p, q) less one exactly when p + q is
+        // odd and a + b or c + d was odd (checked for all 2^32 inputs).
+        const __m128i one = _mm_set1_epi8(1);
+        auto mean4 = [&](__m128i a, __m128i b, __m128i c, __m128i d) {
+            const __m128i p = _mm_avg_epu8(a, b), q = _mm_avg_epu8(c, d);
+            const __m128i odd = _mm_or_si128(_mm_xor_si128(a, b), _mm_xor_si128(c, d));
+            const __m128i t = _mm_and_si128(_mm_and_si128(_mm_xor_si128(p, q), odd), one);
+            return _mm_sub_epi8(_mm_avg_epu8(p, q), t);
         };
+        auto load = [](const uint8_t *q) {
+            return _mm_castsi128_ps(_mm_loadu_si128(reinterpret_cast<const __m128i *>(q)));
+        };
+        auto even = [](__m128 x, __m128 y) {
+            return _mm_castps_si128(_mm_shuffle_ps(x, y, _MM_SHUFFLE(2, 0, 2, 0)));
+        };
+        auto odd = [](__m128 x, __m128 y) {
+            return _mm_castps_si128(_mm_shuffle_ps(x, y, _MM_SHUFFLE(3, 1, 3, 1)));
+        };
+        int32_t i = 0;
         for (; i + 4 <= count; i += 4) {
-            // Rows first (16-bit, <= 510), then the pairs (<= 1020).
-            const __m128i x0 = load(src + 8 * i), x1 = load(src + 8 * i + 16);
-            const __m128i y0 = load(src + p + 8 * i), y1 = load(src + p + 8 * i + 16);
-            const __m128i s0 =
-                _mm_add_epi16(_mm_unpacklo_epi8(x0, zero), _mm_unpacklo_epi8(y0, zero));
-            const __m128i s1 =
-                _mm_add_epi16(_mm_unpackhi_epi8(x0, zero), _mm_unpackhi_epi8(y0, zero));
-            const __m128i s2 =
-                _mm_add_epi16(_mm_unpacklo_epi8(x1, zero), _mm_unpacklo_epi8(y1, zero));
-            const __m128i s3 =
-                _mm_add_epi16(_mm_unpackhi_epi8(x1, zero), _mm_unpackhi_epi8(y1, zero));
-            const __m128i lo =
-                _mm_add_epi16(_mm_unpacklo_epi64(s0, s1), _mm_unpackhi_epi64(s0, s1));
-            const __m128i hi =
-                _mm_add_epi16(_mm_unpacklo_epi64(s2, s3), _mm_unpackhi_epi64(s2, s3));
+            const __m128 x0 = load(src + 8 * i), x1 = load(src + 8 * i + 16);
+            const __m128 y0 = load(src + p + 8 * i), y1 = load(src + p + 8 * i + 16);
             _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + 4 * i),
-                             _mm_packus_epi16(_mm_srli_epi16(_mm_add_epi16(lo, two), 2),
-                                              _mm_srli_epi16(_mm_add_epi16(hi, two), 2)));
+                             mean4(even(x0, x1), odd(x0, x1), even(y0, y1), odd(y0, y1)));
         }
         for (; i < count; ++i) {
-            const __m128i s = _mm_add_epi16(pair_sum1(src + 8 * i), pair_sum1(src + p + 8 * i));
-            const __m128i r = _mm_srli_epi16(_mm_add_epi16(s, two), 2);
-            store4(dst + 4 * i, _mm_packus_epi16(r, r));
+            const uint8_t *q = src + 8 * i;
+            store4(dst + 4 * i, mean4(load4(q), load4(q + 4), load4(q + p), load4(q + p + 4)));
         }
         return;
     }
@@ -376,9 +374,39 @@ int32_t hpass_half(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io, 
     return 2 * m;
 }
 
-using hpass_fn = int32_t (*)(uint8_t *, int32_t, const uint32_t *, int32_t *, int32_t);
-
 } // namespace
+
+int32_t rgbq_hpass_down3_sse2(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run,
+                              int32_t x_step) {
+    return hpass_down3(dst, m, v, run, x_step);
+}
+
+void rgbq_run_columns(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_rows &rows,
+                      int32_t x_step, rgbq_hpass_fn hpass) {
+    // Two zeroed columns follow the summed ones for taps of weight 0.
+    alignas(32) uint32_t v[(rgbq_chunk_columns + 2) * 4];
+    while (count > 0) {
+        // Pixels whose columns fit in one chunk: m pixels reach
+        // ceil((4096 m - run) / x_step) columns past the current one.
+        const int64_t reach = int64_t{cur->run} + int64_t{rgbq_chunk_columns - 1} * x_step;
+        const int32_t m = int32_t(std::min<int64_t>(count, reach / pixel_units));
+        if (m == 0) { // a pixel wider than a chunk of columns
+            rgbq_run_c(dst, 1, cur, rows, x_step);
+            dst += 4;
+            --count;
+            continue;
+        }
+        const int64_t units = int64_t{m} * pixel_units;
+        const int32_t cols =
+            units > cur->run ? int32_t((units - cur->run + x_step - 1) / x_step) + 1 : 1;
+        vsum(v, cur->src, cols, rows);
+        std::memset(v + 4 * cols, 0, 2 * 4 * sizeof(uint32_t));
+        const int32_t moved = hpass(dst, m, v, &cur->run, x_step);
+        cur->src += ptrdiff_t(moved) * 4;
+        dst += ptrdiff_t(m) * 4;
+        count -= m;
+    }
+}
 
 void rgbq_run_sse2(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_rows &rows,
                    int32_t x_step) {
@@ -398,32 +426,11 @@ void rgbq_run_sse2(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_row
         cur->src += ptrdiff_t(count) * 8;
         return;
     }
-    hpass_fn hpass = x_step >= pixel_units ? hpass_up : x_step >= 2048 ? hpass_down3 : hpass_down;
+    rgbq_hpass_fn hpass = x_step >= pixel_units ? hpass_up
+                          : x_step >= 2048      ? hpass_down3
+                                                : hpass_down;
     if (x_step == 2048 && cur->run == 2048) hpass = hpass_half;
-
-    // Two zeroed columns follow the summed ones for taps of weight 0.
-    alignas(16) uint32_t v[(chunk_columns + 2) * 4];
-    while (count > 0) {
-        // Pixels whose columns fit in one chunk: m pixels reach
-        // ceil((4096 m - run) / x_step) columns past the current one.
-        const int64_t reach = int64_t{cur->run} + int64_t{chunk_columns - 1} * x_step;
-        const int32_t m = int32_t(std::min<int64_t>(count, reach / pixel_units));
-        if (m == 0) { // a pixel wider than a chunk of columns
-            rgbq_run_c(dst, 1, cur, rows, x_step);
-            dst += 4;
-            --count;
-            continue;
-        }
-        const int64_t units = int64_t{m} * pixel_units;
-        const int32_t cols =
-            units > cur->run ? int32_t((units - cur->run + x_step - 1) / x_step) + 1 : 1;
-        vsum(v, cur->src, cols, rows);
-        std::memset(v + 4 * cols, 0, 2 * 4 * sizeof(uint32_t));
-        const int32_t moved = hpass(dst, m, v, &cur->run, x_step);
-        cur->src += ptrdiff_t(moved) * 4;
-        dst += ptrdiff_t(m) * 4;
-        count -= m;
-    }
+    rgbq_run_columns(dst, count, cur, rows, x_step, hpass);
 }
 
 } // namespace tovrel::rect

@@ -208,8 +208,9 @@ struct op_entry {
 template <int32_t Index>
 void choose_rgbq(const rect_choice &c, rect_kernel_set *out) {
 #if defined(__SSE2__)
-    const rgbq_kernel_table &table =
-        c.isa == rect_isa::sse2 ? rect_rgbq_kernels_sse2 : rect_rgbq_kernels_c;
+    const rgbq_kernel_table &table = c.isa == rect_isa::avx2   ? rect_rgbq_kernels_avx2
+                                     : c.isa == rect_isa::sse2 ? rect_rgbq_kernels_sse2
+                                                               : rect_rgbq_kernels_c;
 #else
     (void)c;
     const rgbq_kernel_table &table = rect_rgbq_kernels_c;
@@ -302,12 +303,28 @@ rect_selection rect_select(const image_descriptor &dst, const image_descriptor &
     return {mode1 ? r->when_mode1 : r->otherwise, nullptr};
 }
 
-rect_isa rect_best_isa() {
+bool rect_isa_supported(rect_isa isa) {
+    switch (isa) {
+    case rect_isa::c:
+        return true;
 #if defined(__SSE2__)
-    return rect_isa::sse2;
+    case rect_isa::sse2:
+        return true;
+    case rect_isa::avx2:
+        __builtin_cpu_init();
+        return __builtin_cpu_supports("avx2");
 #else
-    return rect_isa::c;
+    default:
+        return false;
 #endif
+    }
+    return false;
+}
+
+rect_isa rect_best_isa() {
+    for (rect_isa isa : {rect_isa::avx2, rect_isa::sse2})
+        if (rect_isa_supported(isa)) return isa;
+    return rect_isa::c;
 }
 
 const char *rect_op_name(rect_op op) {

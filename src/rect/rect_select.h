@@ -72,8 +72,9 @@ rect_selection rect_select(const image_descriptor &dst, const image_descriptor &
                            uint32_t flags);
 
 // Instruction sets the kernels come in; chosen once per call.
-enum class rect_isa : uint8_t { c, sse2 };
+enum class rect_isa : uint8_t { c, sse2, avx2 };
 rect_isa rect_best_isa();
+bool rect_isa_supported(rect_isa isa);
 
 // What the kernel choice may depend on beyond the operation: the exact-ratio
 // and 1:1 kernels replace roles only for aligned rectangles of given steps.

@@ -7,6 +7,7 @@
 
 #include "rect/rect_map.h"
 #include "rect/rect_rgbq.h"
+#include "rect/rect_rgbq_simd.h"
 #include "rect_test_util.h"
 
 #if defined(__SSE2__)
@@ -56,6 +57,12 @@ run_case random_run(std::mt19937 &rng) {
     return k;
 }
 
+std::vector<std::pair<const char *, rgbq_run_fn>> simd_runs() {
+    std::vector<std::pair<const char *, rgbq_run_fn>> runs = {{"sse2", rgbq_run_sse2}};
+    if (tovrel::rect_isa_supported(tovrel::rect_isa::avx2)) runs.push_back({"avx2", rgbq_run_avx2});
+    return runs;
+}
+
 TEST(RectRgbqSimd, RunMatchesScalarStatement) {
     const uint32_t seed = rect_test::test_seed();
     std::printf("RectRgbqSimd.RunMatchesScalarStatement seed %u\n", seed);
@@ -77,18 +84,22 @@ TEST(RectRgbqSimd, RunMatchesScalarStatement) {
         const uint8_t *row0 =
             k.rows.pitch > 0 ? mem.data() : mem.data() + size_t(lines - 1) * stride;
 
-        std::vector<uint8_t> out_c(size_t(k.count) * 4 + 64, 0xA5), out_s = out_c;
-        rect_cursor cur_c{row0, nullptr, k.run}, cur_s = cur_c;
+        std::vector<uint8_t> out_c(size_t(k.count) * 4 + 64, 0xA5);
+        rect_cursor cur_c{row0, nullptr, k.run};
         rgbq_run_c(out_c.data() + 32, k.count, &cur_c, k.rows, k.x_step);
-        rgbq_run_sse2(out_s.data() + 32, k.count, &cur_s, k.rows, k.x_step);
-        ASSERT_EQ(out_c, out_s) << "iteration " << iter << " x_step " << k.x_step << " run "
-                                << k.run << " count " << k.count << " rows " << k.rows.first_weight
-                                << "+" << k.rows.middle << "x" << k.rows.middle_weight << "+"
-                                << k.rows.last_weight;
-        ASSERT_EQ(cur_c.src, cur_s.src) << "iteration " << iter;
-        ASSERT_EQ(cur_c.run, cur_s.run) << "iteration " << iter;
         ASSERT_EQ(out_c[31], 0xA5);
         ASSERT_EQ(out_c[out_c.size() - 32], 0xA5);
+        for (const auto &[name, run] : simd_runs()) {
+            std::vector<uint8_t> out(out_c.size(), 0xA5);
+            rect_cursor cur{row0, nullptr, k.run};
+            run(out.data() + 32, k.count, &cur, k.rows, k.x_step);
+            ASSERT_EQ(out_c, out) << name << " iteration " << iter << " x_step " << k.x_step
+                                  << " run " << k.run << " count " << k.count << " rows "
+                                  << k.rows.first_weight << "+" << k.rows.middle << "x"
+                                  << k.rows.middle_weight << "+" << k.rows.last_weight;
+            ASSERT_EQ(cur_c.src, cur.src) << name << " iteration " << iter;
+            ASSERT_EQ(cur_c.run, cur.run) << name << " iteration " << iter;
+        }
     }
 }
 
@@ -111,11 +122,8 @@ TEST(RectRgbqSimd, CallsMatchScalarKernels) {
         image dst_c(1 + rng() % 70, 1 + rng() % 40, dst_alpha);
         src.randomize(rng);
         dst_c.randomize(rng);
-        image dst_s = dst_c;
-        dst_s.desc.pixels = dst_s.bytes.data() + rect_test::guard_bytes;
-        if (dst_alpha) dst_s.desc.alpha = dst_s.alpha.data() + rect_test::guard_bytes / 2;
         src.desc.alpha_mode = uint8_t(rng() % 2);
-        dst_c.desc.alpha_mode = dst_s.desc.alpha_mode = uint8_t(rng() % 2);
+        dst_c.desc.alpha_mode = uint8_t(rng() % 2);
         uint32_t flags = rng() % 2 ? 0 : (rng() & (RECT_TILE | 4 | 8 | 64 | 128));
         if (src_alpha && !dst_alpha) flags &= ~uint32_t(RECT_TILE);
         const int32_t period = rng() % 4 == 0 ? 1 + rng() % 3 : 1;
@@ -134,13 +142,19 @@ TEST(RectRgbqSimd, CallsMatchScalarKernels) {
                  random_coord(rng, src.w),   random_coord(rng, src.h)};
         }
         rect_test::report_capture quiet;
+        image dst_s = dst_c; // before drawing
         tovrel::rect_map_rectangle(tovrel::rect_isa::c, &dst_c.desc, c, &src.desc, flags, phase,
                                    period);
-        tovrel::rect_map_rectangle(tovrel::rect_isa::sse2, &dst_s.desc, c, &src.desc, flags, phase,
-                                   period);
         ASSERT_TRUE(dst_c.guards_intact()) << "iteration " << iter;
-        ASSERT_EQ(dst_c.bytes, dst_s.bytes) << "iteration " << iter;
-        ASSERT_EQ(dst_c.alpha, dst_s.alpha) << "iteration " << iter;
+        for (tovrel::rect_isa isa : {tovrel::rect_isa::sse2, tovrel::rect_isa::avx2}) {
+            if (!tovrel::rect_isa_supported(isa)) continue;
+            image dst = dst_s;
+            dst.desc.pixels = dst.bytes.data() + rect_test::guard_bytes;
+            if (dst_alpha) dst.desc.alpha = dst.alpha.data() + rect_test::guard_bytes / 2;
+            tovrel::rect_map_rectangle(isa, &dst.desc, c, &src.desc, flags, phase, period);
+            ASSERT_EQ(dst_c.bytes, dst.bytes) << "isa " << int(isa) << " iteration " << iter;
+            ASSERT_EQ(dst_c.alpha, dst.alpha) << "isa " << int(isa) << " iteration " << iter;
+        }
     }
 }
 
