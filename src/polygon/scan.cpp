@@ -12,8 +12,12 @@ namespace {
 
 constexpr double scaled_bound = 4503599627370496.0; // 2^52, exact in int64
 
-bool finite(float f) {
-    return std::isfinite(f);
+// Rounds to float when the value is within float's range; anything else
+// (too large, infinite, not a number) leaves `ok` false and gives 0.
+float to_float(double d, bool &ok) {
+    if (std::fabs(d) < 3.0e38) return static_cast<float>(d);
+    ok = false;
+    return 0.0f;
 }
 
 // Constant coefficients for a span whose gradients cannot be used: the
@@ -32,10 +36,10 @@ span_coefficients constant_coefficients(const span_context &ctx, const edge_reco
         const double wl = l.dw * yc + l.w_origin, wr = r.dw * yc + r.w_origin;
         w = wl + (wr - wl) * t;
     }
-    float u = static_cast<float>((ul + (ur - ul) * t) / w);
-    float v = static_cast<float>((vl + (vr - vl) * t) / w);
-    if (!(w > 0.0) || !finite(u)) u = 0.0f;
-    if (!(w > 0.0) || !finite(v)) v = 0.0f;
+    bool ok = w > 0.0;
+    const float u = to_float((ul + (ur - ul) * t) / w, ok);
+    const float v = to_float((vl + (vr - vl) * t) / w, ok);
+    if (!ok) return {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 1.0f};
     return {0.0f, 0.0f, u, v, 0.0f, 1.0f};
 }
 
@@ -102,15 +106,15 @@ span_coefficients span_gradients(const span_context &ctx, const edge_record &l,
     const double dudx = ((r.u_origin - l.u_origin) + (r.du - l.du) * yc) / d;
     const double dvdx = ((r.v_origin - l.v_origin) + (r.dv - l.dv) * yc) / d;
     span_coefficients c;
-    c.u_step = static_cast<float>(dudx);
-    c.v_step = static_cast<float>(dvdx);
-    c.u_base = static_cast<float>((l.du * yc + l.u_origin) - dudx * from);
-    c.v_base = static_cast<float>((l.dv * yc + l.v_origin) - dvdx * from);
-    bool usable = finite(c.u_step) && finite(c.v_step) && finite(c.u_base) && finite(c.v_base);
+    bool usable = true;
+    c.u_step = to_float(dudx, usable);
+    c.v_step = to_float(dvdx, usable);
+    c.u_base = to_float((l.du * yc + l.u_origin) - dudx * from, usable);
+    c.v_base = to_float((l.dv * yc + l.v_origin) - dvdx * from, usable);
     if (ctx.perspective) {
         const double dwdx = ((r.w_origin - l.w_origin) + (r.dw - l.dw) * yc) / d;
-        c.w_step = static_cast<float>(dwdx);
-        c.w_base = static_cast<float>((l.dw * yc + l.w_origin) - dwdx * from);
+        c.w_step = to_float(dwdx, usable);
+        c.w_base = to_float((l.dw * yc + l.w_origin) - dwdx * from, usable);
         // w is linear in x: bounded below at both ends, bounded across.
         const double w_first = static_cast<double>(c.w_base) + static_cast<double>(c.w_step) * x0;
         const double w_last =
