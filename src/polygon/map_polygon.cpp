@@ -57,16 +57,16 @@ const char *argument_problem(const polygon_args &a) {
 // Planes and widths the chosen path uses, checked before any pixel is
 // written.
 const char *plane_problem(const image_descriptor &dst, const image_descriptor &src,
-                          const dispatch_choice &choice, bool edge_aa) {
+                          const dispatch_choice &choice, bool edge_aa, int32_t &limit) {
     if (!dst.pixels) return "map_polygon: the destination has no pixels\n";
     if (choice.uses_dst_alpha && !dst.alpha)
         return "map_polygon: the destination has no alpha plane\n";
     if (!src.pixels) return "map_polygon: the source has no pixels\n";
     if (choice.reads_src_alpha && !src.alpha) return "map_polygon: the source has no alpha plane\n";
     if (choice.via_line_buffer || edge_aa) {
-        const int32_t limit = std::min(line_buffer_pixels, line_buffer_bytes / choice.pixel_bytes);
+        limit = std::min(line_buffer_pixels, line_buffer_bytes / choice.pixel_bytes);
         if (dst.width > limit)
-            return "map_polygon: the destination is wider than the line buffer (8192 pixels)\n";
+            return "map_polygon: the destination is wider than the line buffer (%d pixels)\n";
     }
     if (choice.pair_format && (dst.width & 1))
         return "map_polygon: a 4:2:2 destination needs an even width\n";
@@ -218,8 +218,9 @@ map_polygon(const image_descriptor *dst, const image_descriptor *src, const map_
 
     const dispatch_choice choice = choose_renderers(*dst, *src, flags & 0xff, work.footprint.slot);
     if (choice.refusal) return diag_report("%s", choice.refusal);
-    if (const char *problem = plane_problem(*dst, *src, choice, work.ctx.edge_aa != 0))
-        return diag_report("%s", problem);
+    int32_t limit = 0;
+    if (const char *problem = plane_problem(*dst, *src, choice, work.ctx.edge_aa != 0, limit))
+        return diag_report(problem, limit); // messages with or without the limit
 
     span_context &ctx = work.ctx;
     ctx.persp_renderer = choice.persp_renderer;
