@@ -10,8 +10,12 @@
 #include "span/rgbq_packed_simd.h"
 #include "span/rgbq_traits.h"
 
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
+#else
 #pragma GCC push_options
 #pragma GCC target("avx2")
+#endif
 
 namespace tovrel::span {
 namespace {
@@ -50,4 +54,8 @@ template struct rgbq_avx2_member<11>;
 
 } // namespace tovrel::span
 
+#if defined(__clang__)
+#pragma clang attribute pop
+#else
 #pragma GCC pop_options
+#endif
