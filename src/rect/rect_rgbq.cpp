@@ -54,24 +54,24 @@ constexpr rgbq_kernel_table make_table() {
 }
 
 struct kernel_info {
-    const char *name;
     bool reads_src_alpha;
     bool writes_dst_alpha;
 };
 
+// In the order of rgbq_kernel_index: {reads source alpha, writes destination alpha}.
 constexpr std::array<kernel_info, rgbq_kernel_count> kernel_infos = {{
-    {"rect_rgbq_copy", false, false},
-    {"rect_rgbq_tile", false, false},
-    {"rect_rgbq_to_alpha_straight", false, true},
-    {"rect_rgbq_to_alpha_premul", false, true},
-    {"rect_rgbq_to_alpha_straight_tile", false, true},
-    {"rect_rgbq_to_alpha_premul_tile", false, true},
-    {"rect_rgbqa_over_straight", true, false},
-    {"rect_rgbqa_over_premul", true, false},
-    {"rect_rgbqa_to_alpha_straight", true, true},
-    {"rect_rgbqa_to_alpha_premul", true, true},
-    {"rect_rgbqa_to_alpha_straight_tile", true, true},
-    {"rect_rgbqa_to_alpha_premul_tile", true, true},
+    {false, false},
+    {false, false},
+    {false, true},
+    {false, true},
+    {false, true},
+    {false, true},
+    {true, false},
+    {true, false},
+    {true, true},
+    {true, true},
+    {true, true},
+    {true, true},
 }};
 
 constexpr bool table_complete(const rgbq_kernel_table &t) {
@@ -96,9 +96,6 @@ static_assert(table_complete(rgbq_kernels_avx2_init), "every RGBQ kernel has an 
 const rgbq_kernel_table rect_rgbq_kernels_avx2 = rgbq_kernels_avx2_init;
 #endif
 
-const char *rect_rgbq_kernel_name(int32_t index) {
-    return index >= 0 && index < rgbq_kernel_count ? kernel_infos[index].name : "";
-}
 bool rect_rgbq_reads_src_alpha(int32_t index) {
     return index >= 0 && index < rgbq_kernel_count && kernel_infos[index].reads_src_alpha;
 }

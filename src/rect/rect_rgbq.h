@@ -37,8 +37,6 @@ extern const rgbq_kernel_table rect_rgbq_kernels_sse2;
 extern const rgbq_kernel_table rect_rgbq_kernels_avx2;
 #endif
 
-// "rect_rgbq_copy", ...
-const char *rect_rgbq_kernel_name(int32_t index);
 bool rect_rgbq_reads_src_alpha(int32_t index);
 bool rect_rgbq_writes_dst_alpha(int32_t index);
 

@@ -1,13 +1,14 @@
 // SSE2 whole-pixel runs of the RGBQ kernels: the same bytes and the same
 // final cursor as rgbq_run_c.
 //
-// Without horizontal scaling on one or two source rows the run works on
-// bytes directly. Otherwise the source rows are first summed vertically into
-// v (per column and component, sum of component * row weight; the weights
-// of a whole line add up to 2048, so v <= 255 * 2048 < 2^19), a chunk of
-// columns at a time, and each destination pixel is then the overlap-weighted
-// sum of v over its columns: sum(v * s) + 2^22 >> 23, the same integer as the
-// walk's sum of component * s * row weight.
+// Without horizontal scaling on one or two source rows, and for halving on
+// column boundaries, the run works on bytes directly. Otherwise the source
+// rows are first summed vertically into v (per column and component, sum of
+// component * row weight; the weights of a whole line add up to 2048, so
+// v <= 255 * 2048 < 2^19), a chunk of columns at a time, and each
+// destination pixel is then the overlap-weighted sum of v over its columns:
+// sum(v * s) + 2^22 >> 23, the same integer as the walk's sum of component
+// * s * row weight.
 #if defined(__SSE2__)
 
 #include <emmintrin.h>
@@ -176,8 +177,9 @@ void vsum_pass(uint32_t *v, const uint8_t *r0, ptrdiff_t pitch, int32_t cols, in
     const __m128i zero = _mm_setzero_si128();
     const __m128i w01 = weight_pair(w0, Rows >= 2 ? w1 : 0);
     const __m128i w2z = weight_pair(w2, 0);
-    const uint8_t *r1 = r0 + pitch;
-    const uint8_t *r2 = r0 + 2 * pitch;
+    // Rows not read are not addressed.
+    const uint8_t *r1 = Rows >= 2 ? r0 + pitch : r0;
+    const uint8_t *r2 = Rows == 3 ? r1 + pitch : r0;
     auto finish = [&](uint32_t *out, __m128i s) {
         __m128i *q = reinterpret_cast<__m128i *>(out);
         if constexpr (Add) s = _mm_add_epi32(s, _mm_load_si128(q));
@@ -415,8 +417,8 @@ void rgbq_run_sse2(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_row
         if (rows.last_weight == 0 && rows.first_weight == rect_whole_line) {
             std::memmove(dst, cur->src, size_t(count) * 4);
         } else {
-            blend_rows(dst, count, cur->src, cur->src + rows.pitch, rows.first_weight,
-                       rows.last_weight);
+            const uint8_t *lower = rows.last_weight != 0 ? cur->src + rows.pitch : cur->src;
+            blend_rows(dst, count, cur->src, lower, rows.first_weight, rows.last_weight);
         }
         cur->src += ptrdiff_t(count) * 4;
         return;
