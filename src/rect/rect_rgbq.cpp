@@ -1,6 +1,10 @@
 // Instantiation of the RGBQ kernels from one walk with policy types.
 #include "rect/rect_rgbq.h"
 
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
 #include "rect/rect_rgbq_simd.h"
 
 namespace tovrel {
@@ -33,46 +37,44 @@ using rect_rgbqa_to_alpha_premul = rgbq_policy<src_premul, dst_premul, false>;
 using rect_rgbqa_to_alpha_straight_tile = rgbq_policy<src_straight, dst_straight, true>;
 using rect_rgbqa_to_alpha_premul_tile = rgbq_policy<src_premul, dst_premul, true>;
 
-template <rgbq_run_fn Run>
-constexpr rgbq_kernel_table make_table() {
-    return {
-        &rgbq_kernel<rect_rgbq_copy, Run>,
-        &rgbq_kernel<rect_rgbq_tile, Run>,
-        &rgbq_kernel<rect_rgbq_to_alpha_straight, Run>,
-        &rgbq_kernel<rect_rgbq_to_alpha_premul, Run>,
-        &rgbq_kernel<rect_rgbq_to_alpha_straight_tile, Run>,
-        &rgbq_kernel<rect_rgbq_to_alpha_premul_tile, Run>,
-        // Source alpha weights every term: no whole-pixel runs, so these
-        // are the same routines in every table.
-        &rgbq_kernel<rect_rgbqa_over_straight, rect::rgbq_run_c>,
-        &rgbq_kernel<rect_rgbqa_over_premul, rect::rgbq_run_c>,
-        &rgbq_kernel<rect_rgbqa_to_alpha_straight, rect::rgbq_run_c>,
-        &rgbq_kernel<rect_rgbqa_to_alpha_premul, rect::rgbq_run_c>,
-        &rgbq_kernel<rect_rgbqa_to_alpha_straight_tile, rect::rgbq_run_c>,
-        &rgbq_kernel<rect_rgbqa_to_alpha_premul_tile, rect::rgbq_run_c>,
-    };
+// In the order of rgbq_kernel_index.
+using rgbq_policies =
+    std::tuple<rect_rgbq_copy, rect_rgbq_tile, rect_rgbq_to_alpha_straight,
+               rect_rgbq_to_alpha_premul, rect_rgbq_to_alpha_straight_tile,
+               rect_rgbq_to_alpha_premul_tile, rect_rgbqa_over_straight, rect_rgbqa_over_premul,
+               rect_rgbqa_to_alpha_straight, rect_rgbqa_to_alpha_premul,
+               rect_rgbqa_to_alpha_straight_tile, rect_rgbqa_to_alpha_premul_tile>;
+static_assert(std::tuple_size_v<rgbq_policies> == rgbq_kernel_count, "one policy per kernel");
+static_assert(std::is_same_v<std::tuple_element_t<rgbq_to_alpha_premul_tile, rgbq_policies>,
+                             rect_rgbq_to_alpha_premul_tile> &&
+                  std::is_same_v<std::tuple_element_t<rgbqa_over_straight, rgbq_policies>,
+                                 rect_rgbqa_over_straight>,
+              "policies in index order");
+using kernel_indices = std::make_index_sequence<rgbq_kernel_count>;
+
+// Kernels with source alpha have no whole-pixel runs: the same routine in
+// every table.
+template <class P, rgbq_run_fn Run>
+constexpr rect_kernel kernel_of() {
+    if constexpr (P::whole_runs)
+        return &rgbq_kernel<P, Run>;
+    else
+        return &rgbq_kernel<P, rect::rgbq_run_c>;
 }
 
-struct kernel_info {
-    bool reads_src_alpha;
-    bool writes_dst_alpha;
-};
+template <rgbq_run_fn Run, size_t... I>
+constexpr rgbq_kernel_table make_table(std::index_sequence<I...>) {
+    return {kernel_of<std::tuple_element_t<I, rgbq_policies>, Run>()...};
+}
 
-// In the order of rgbq_kernel_index: {reads source alpha, writes destination alpha}.
-constexpr std::array<kernel_info, rgbq_kernel_count> kernel_infos = {{
-    {false, false},
-    {false, false},
-    {false, true},
-    {false, true},
-    {false, true},
-    {false, true},
-    {true, false},
-    {true, false},
-    {true, true},
-    {true, true},
-    {true, true},
-    {true, true},
-}};
+template <size_t... I>
+constexpr std::array<bool, rgbq_kernel_count> reads_src_alpha(std::index_sequence<I...>) {
+    return {(std::tuple_element_t<I, rgbq_policies>::src != src_none)...};
+}
+template <size_t... I>
+constexpr std::array<bool, rgbq_kernel_count> writes_dst_alpha(std::index_sequence<I...>) {
+    return {(std::tuple_element_t<I, rgbq_policies>::dst != dst_none)...};
+}
 
 constexpr bool table_complete(const rgbq_kernel_table &t) {
     for (auto k : t)
@@ -82,25 +84,29 @@ constexpr bool table_complete(const rgbq_kernel_table &t) {
 
 } // namespace
 
-constexpr rgbq_kernel_table rgbq_kernels_c_init = make_table<rect::rgbq_run_c>();
+constexpr rgbq_kernel_table rgbq_kernels_c_init = make_table<rect::rgbq_run_c>(kernel_indices{});
 static_assert(table_complete(rgbq_kernels_c_init), "every RGBQ kernel has a scalar statement");
 const rgbq_kernel_table rect_rgbq_kernels_c = rgbq_kernels_c_init;
 
 #if defined(__SSE2__)
-constexpr rgbq_kernel_table rgbq_kernels_sse2_init = make_table<rect::rgbq_run_sse2>();
+constexpr rgbq_kernel_table rgbq_kernels_sse2_init =
+    make_table<rect::rgbq_run_sse2>(kernel_indices{});
 static_assert(table_complete(rgbq_kernels_sse2_init), "every RGBQ kernel has an SSE2 form");
 const rgbq_kernel_table rect_rgbq_kernels_sse2 = rgbq_kernels_sse2_init;
 
-constexpr rgbq_kernel_table rgbq_kernels_avx2_init = make_table<rect::rgbq_run_avx2>();
+constexpr rgbq_kernel_table rgbq_kernels_avx2_init =
+    make_table<rect::rgbq_run_avx2>(kernel_indices{});
 static_assert(table_complete(rgbq_kernels_avx2_init), "every RGBQ kernel has an AVX2 form");
 const rgbq_kernel_table rect_rgbq_kernels_avx2 = rgbq_kernels_avx2_init;
 #endif
 
 bool rect_rgbq_reads_src_alpha(int32_t index) {
-    return index >= 0 && index < rgbq_kernel_count && kernel_infos[index].reads_src_alpha;
+    constexpr auto flags = reads_src_alpha(kernel_indices{});
+    return index >= 0 && index < rgbq_kernel_count && flags[size_t(index)];
 }
 bool rect_rgbq_writes_dst_alpha(int32_t index) {
-    return index >= 0 && index < rgbq_kernel_count && kernel_infos[index].writes_dst_alpha;
+    constexpr auto flags = writes_dst_alpha(kernel_indices{});
+    return index >= 0 && index < rgbq_kernel_count && flags[size_t(index)];
 }
 
 } // namespace tovrel
