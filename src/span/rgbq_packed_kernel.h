@@ -221,6 +221,26 @@ inline __m128i pixel_sum_slot1_ssse3(const uint8_t *p, ptrdiff_t rb, __m128i wv8
     return _mm_madd_epi16(_mm_maddubs_epi16(wv8, biased), wu16);
 }
 
+// Slot 1 for pixels i and i + 4 of an eight-pixel group at once, one in
+// each 128-bit lane, the same arithmetic as pixel_sum_slot1_ssse3; the
+// weights of both come from the group's weight vectors by vpermd.
+template <class Isa, int I>
+inline __m256i pair_sum_slot1_avx2(const uint8_t *pa, const uint8_t *pb, ptrdiff_t rb, __m256i wv8,
+                                   __m256i wu16) {
+    auto rows = [&](const uint8_t *p) {
+        return _mm_castpd_si128(
+            _mm_loadh_pd(_mm_castsi128_pd(load64(p)), reinterpret_cast<const double *>(p + rb)));
+    };
+    const __m256i both = _mm256_inserti128_si256(_mm256_castsi128_si256(rows(pa)), rows(pb), 1);
+    const __m256i order = _mm256_setr_epi8(0, 8, 4, 12, 1, 9, 5, 13, 2, 10, 6, 14, 3, 11, 7, 15, 0,
+                                           8, 4, 12, 1, 9, 5, 13, 2, 10, 6, 14, 3, 11, 7, 15);
+    const __m256i biased =
+        _mm256_xor_si256(_mm256_shuffle_epi8(both, order), _mm256_set1_epi8(-128));
+    const __m256i lanes = _mm256_setr_epi32(I, I, I, I, I + 4, I + 4, I + 4, I + 4);
+    return _mm256_madd_epi16(_mm256_maddubs_epi16(_mm256_permutevar8x32_epi32(wv8, lanes), biased),
+                             _mm256_permutevar8x32_epi32(wu16, lanes));
+}
+
 // Per-pixel data of a group of n pixels: texel indices, weight pairs and
 // the 1.5-row `lower` bits.
 template <int N>
@@ -299,6 +319,27 @@ inline __m128i render_four(const uint8_t *base, ptrdiff_t rb, const lane_data<N>
     return _mm_packus_epi16(lo, hi);
 }
 
+// Eight pixels of slot 1 under AVX2: 32 result bytes.
+template <class Isa, int N>
+inline __m256i render_eight_slot1(const uint8_t *base, ptrdiff_t rb, const lane_data<N> &d) {
+    const __m256i wv8 = _mm256_load_si256(reinterpret_cast<const __m256i *>(d.wa));
+    const __m256i wu16 = _mm256_load_si256(reinterpret_cast<const __m256i *>(d.wb));
+    // R - 2^21 (the byte bias) + 8192, >> 14.
+    const __m256i rnd = _mm256_set1_epi32((1 << 21) + 8192);
+    auto pair = [&]<int I>(std::integral_constant<int, I>) {
+        const uint8_t *pa = base + (static_cast<ptrdiff_t>(d.index[I]) << 2);
+        const uint8_t *pb = base + (static_cast<ptrdiff_t>(d.index[I + 4]) << 2);
+        return _mm256_srai_epi32(
+            _mm256_add_epi32(pair_sum_slot1_avx2<Isa, I>(pa, pb, rb, wv8, wu16), rnd), 14);
+    };
+    // Lanes hold pixels (0, 4), (1, 5), ...: packing keeps pixel order.
+    const __m256i r04 = pair(std::integral_constant<int, 0>{});
+    const __m256i r15 = pair(std::integral_constant<int, 1>{});
+    const __m256i r26 = pair(std::integral_constant<int, 2>{});
+    const __m256i r37 = pair(std::integral_constant<int, 3>{});
+    return _mm256_packus_epi16(_mm256_packs_epi32(r04, r15), _mm256_packs_epi32(r26, r37));
+}
+
 // The next n pixels: positions, preparation, and 4 * n bytes of results
 // (all of them stored only when `whole`; otherwise the caller stores).
 template <class Isa, class L, int Slot, projection P>
@@ -315,6 +356,10 @@ inline __m128i render_group(walk<P> &w, const uint8_t *base, ptrdiff_t rb, int32
     // Read the lanes back from memory (scalar index loads, broadcast
     // loads) rather than extracting them with shuffles.
     asm("" : "+m"(d));
+    if constexpr (L::n == 8 && Slot == 1) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst), render_eight_slot1<Isa>(base, rb, d));
+        return _mm_setzero_si128();
+    }
     const __m128i first = render_four<Isa, Slot, 0>(base, rb, d);
     if constexpr (L::n == 8) {
         _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), first);
