@@ -222,8 +222,9 @@ inline __m128i pixel_sum_slot1_ssse3(const uint8_t *p, ptrdiff_t rb, __m128i wv8
 }
 
 // Slot 1 for pixels i and i + 4 of an eight-pixel group at once, one in
-// each 128-bit lane, the same arithmetic as pixel_sum_slot1_ssse3; the
-// weights of both come from the group's weight vectors by vpermd.
+// each 128-bit lane, the same arithmetic as pixel_sum_slot1_ssse3; lane i
+// of each half of the group's weight vectors holds pixels i and i + 4, so
+// one in-lane vpshufd broadcasts the weights of both.
 template <class Isa, int I>
 inline __m256i pair_sum_slot1_avx2(const uint8_t *pa, const uint8_t *pb, ptrdiff_t rb, __m256i wv8,
                                    __m256i wu16) {
