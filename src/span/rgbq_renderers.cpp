@@ -42,7 +42,10 @@ static_assert(span::members_complete<avx2_slot>());
 
 bool rgbq_avx2_supported() {
 #if defined(__x86_64__) || defined(__i386__)
-    static const bool supported = __builtin_cpu_supports("avx2");
+    static const bool supported = [] {
+        __builtin_cpu_init();
+        return __builtin_cpu_supports("avx2") != 0;
+    }();
     return supported;
 #else
     return false;
