@@ -220,6 +220,12 @@ struct plane {
     }
 
     void snapshot() { before.assign(buffer.data(), buffer.data() + buffer.size()); }
+    void restore() {
+        if (!before.empty()) std::memcpy(buffer.data(), before.data(), before.size());
+    }
+    std::vector<uint8_t> contents() const {
+        return std::vector<uint8_t>(buffer.data(), buffer.data() + buffer.size());
+    }
     bool unchanged() const {
         return buffer.size() == before.size() &&
                (before.empty() || std::memcmp(buffer.data(), before.data(), before.size()) == 0);
@@ -391,6 +397,10 @@ struct fuzz_image {
         colour.snapshot();
         alpha.snapshot();
     }
+    void restore() {
+        colour.restore();
+        alpha.restore();
+    }
     bool unchanged() const { return colour.unchanged() && alpha.unchanged(); }
     bool writes_confined() const { return colour.writes_confined() && alpha.writes_confined(); }
 
@@ -471,10 +481,13 @@ private:
 
 // Line selection (first line or phase, step or period), in and out of the
 // contract: zero, negative and extreme values that overflow when scaled.
-inline void line_selection(byte_reader &in, int32_t *phase, int32_t *step) {
+// Mode 7 asks for a split: the operation is drawn as `*split` calls, one
+// per phase, and must give the bytes of the single call (0, 1).
+inline void line_selection(byte_reader &in, int32_t *phase, int32_t *step, int32_t *split) {
     const uint8_t mode = in.u8();
     const int32_t a = in.i32(), b = in.i32();
     const int32_t small = 1 + (b & 7);
+    *split = 0;
     switch (mode % 8) {
     case 1:
         *phase = a % 16;
@@ -505,11 +518,71 @@ inline void line_selection(byte_reader &in, int32_t *phase, int32_t *step) {
         *step = far_steps[static_cast<uint32_t>(b) % 5];
         break;
     }
+    case 7:
+        *phase = 0;
+        *step = 1;
+        *split = 2 + (b & 3);
+        break;
     default:
         *phase = 0;
         *step = 1;
         break;
     }
+}
+
+// Draws `call(phase, period)` once per phase 0..split-1 (a phase one period
+// below zero on odd phases: the same lines), keeps the result, then
+// restores the destination and draws the single call (0, 1): both must
+// give the same bytes.
+inline bool verbose() {
+    static const bool on = std::getenv("TOVREL_FUZZ_VERBOSE") != nullptr;
+    return on;
+}
+
+// Where two plane contents first differ, as line and byte in the line.
+inline void print_difference(const char *what, const plane &p, const std::vector<uint8_t> &a,
+                             const std::vector<uint8_t> &b) {
+    size_t count = 0, first = a.size();
+    for (size_t i = 0; i < a.size() && i < b.size(); ++i)
+        if (a[i] != b[i]) first = count++ ? first : i;
+    if (count == 0) return;
+    const int64_t step = p.pitch < 0 ? -static_cast<int64_t>(p.pitch) : p.pitch;
+    const int64_t from_line0 = static_cast<int64_t>(first) - (p.line0 - p.buffer.data());
+    const int64_t line = step ? from_line0 / p.pitch : 0;
+    std::printf("%s: %zu bytes differ, first at line %lld byte %lld (%u vs %u)\n", what, count,
+                static_cast<long long>(line),
+                static_cast<long long>(step ? from_line0 - line * p.pitch : from_line0), a[first],
+                b[first]);
+}
+
+inline void print_image(const char *name, const fuzz_image &image) {
+    const image_descriptor &d = image.desc;
+    std::printf("%s: %dx%d format %u mode %u pitch %d alpha_kind %u alpha_pitch %d origin "
+                "(%d, %d)%s%s\n",
+                name, d.width, d.height, d.format, d.alpha_mode, d.pitch, d.alpha_kind,
+                d.alpha_pitch, d.origin_x, d.origin_y, d.pixels ? "" : " null pixels",
+                d.alpha ? "" : " null alpha");
+}
+
+// From the destination as it was before the first call: draws
+// `call(phase, period)` once per phase 0..split-1 (a phase one period below
+// zero on odd phases: the same lines), keeps the result, then restores the
+// destination and draws the single call (0, 1): both must give the same
+// bytes.
+template <typename Call>
+void check_split(fuzz_image &dst, int32_t split, Call call) {
+    dst.restore();
+    for (int32_t k = 0; k < split; ++k) call((k & 1) ? k - split : k, split);
+    const std::vector<uint8_t> colour = dst.colour.contents(), alpha = dst.alpha.contents();
+    dst.restore();
+    call(0, 1);
+    if (colour == dst.colour.contents() && alpha == dst.alpha.contents()) return;
+    if (verbose()) {
+        std::printf("split into %d phases\n", split);
+        print_difference("colour (phases vs one call)", dst.colour, colour, dst.colour.contents());
+        print_difference("alpha (phases vs one call)", dst.alpha, alpha, dst.alpha.contents());
+    }
+    fail("drawing by line phases differs from one call");
 }
 
 // The report sink: every line must be one whole, non-empty, printable
@@ -545,9 +618,8 @@ inline void install_sink() {
 // (for judging what a corpus reaches).
 inline void check_destination(const fuzz_image &dst, int reports_before, bool must_not_draw,
                               bool report_refuses_all = true) {
-    static const bool verbose = std::getenv("TOVREL_FUZZ_VERBOSE") != nullptr;
     const bool reported = g_reports.lines != reports_before;
-    if (verbose)
+    if (verbose())
         std::printf("outcome: %s%s",
                     reported          ? "reported "
                     : dst.unchanged() ? "unchanged\n"

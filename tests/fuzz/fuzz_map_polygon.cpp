@@ -65,7 +65,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const uint8_t null_raw = in.u8();
     const null_choice nulls(null_raw, high);
     int32_t first_line, line_step;
-    line_selection(in, &first_line, &line_step);
+    int32_t split;
+    line_selection(in, &first_line, &line_step, &split);
     const uint8_t count_raw = in.u8();
     const int32_t vertex_count =
         count_raw == 0xFF ? INT32_MIN : static_cast<int32_t>(count_raw % 44) - 3; // -3..40
@@ -102,6 +103,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
                          vital_null(nulls.for_source(), src->desc) ||
                          vital_null(nulls.for_destination(), dst->desc);
 
+    if (verbose()) {
+        print_image("dst", *dst);
+        print_image("src", *src);
+        std::printf("flags %#x first_line %d line_step %d vertex_count %d nulls %#x\n", flags,
+                    first_line, line_step, vertex_count, nulls.mask);
+        for (size_t i = 0; i < stored; ++i)
+            std::printf("  u %.9g v %.9g w %.9g x %.9g y %.9g\n", vertices[i].u, vertices[i].v,
+                        vertices[i].w, vertices[i].x, vertices[i].y);
+    }
     dst->snapshot();
     const int reports_before = g_reports.lines;
     const int32_t result = map_polygon(dst_arg, src_arg, nulls.other() ? nullptr : vertices,
@@ -109,5 +119,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (vertex_count < 1 && result != 0 && g_reports.lines == reports_before)
         fail("map_polygon with no vertices did not return 0");
     check_destination(*dst, reports_before, nothing);
+    if (split > 0) {
+        check_split(*dst, split, [&](int32_t phase, int32_t period) {
+            map_polygon(dst_arg, src_arg, nulls.other() ? nullptr : vertices, vertex_count, flags,
+                        phase, period);
+        });
+    }
     return 0;
 }

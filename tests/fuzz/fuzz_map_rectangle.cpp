@@ -47,7 +47,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (high & 0x80) flags |= static_cast<uint32_t>(high) << 24; // bits above the low 8
     const null_choice nulls(in.u8(), high);
     int32_t line_phase, line_period;
-    line_selection(in, &line_phase, &line_period);
+    int32_t split;
+    line_selection(in, &line_phase, &line_period, &split);
 
     image_spec dst_spec, src_spec;
     dst_spec.read(in);
@@ -71,10 +72,24 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const bool nothing = yuvq_odd_alpha || vital_null(nulls.for_source(), src->desc) ||
                          vital_null(nulls.for_destination(), dst->desc);
 
+    if (verbose()) {
+        print_image("dst", *dst);
+        print_image("src", *src);
+        std::printf("flags %#x line_phase %d line_period %d nulls %#x\n", flags, line_phase,
+                    line_period, nulls.mask);
+        std::printf("dst (%.9g, %.9g)-(%.9g, %.9g) src (%.9g, %.9g)-(%.9g, %.9g)\n", c[0], c[1],
+                    c[2], c[3], c[4], c[5], c[6], c[7]);
+    }
     dst->snapshot();
     const int reports_before = g_reports.lines;
     map_rectangle(dst_arg, c[0], c[1], c[2], c[3], src_arg, c[4], c[5], c[6], c[7], flags,
                   line_phase, line_period);
     check_destination(*dst, reports_before, nothing);
+    if (split > 0) {
+        check_split(*dst, split, [&](int32_t phase, int32_t period) {
+            map_rectangle(dst_arg, c[0], c[1], c[2], c[3], src_arg, c[4], c[5], c[6], c[7], flags,
+                          phase, period);
+        });
+    }
     return 0;
 }

@@ -44,7 +44,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (high & 0x80) flags |= static_cast<uint32_t>(high) << 24;
     const null_choice nulls(in.u8(), 0);
     int32_t line_phase, line_period;
-    line_selection(in, &line_phase, &line_period);
+    int32_t split;
+    line_selection(in, &line_phase, &line_period, &split);
     const uint8_t count_raw = in.u8();
     const int32_t source_count =
         count_raw == 0xFF ? INT32_MIN : static_cast<int32_t>(count_raw % 9) - 2; // -2..6
@@ -100,11 +101,27 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const auto *const *list_arg =
         nulls.other() ? nullptr
                       : reinterpret_cast<const image_descriptor *const *>(list_memory.data());
+    if (verbose()) {
+        print_image("dst", *dst);
+        for (int i = 0; i < stored; ++i)
+            print_image(list[i] ? "src" : "src (null entry)", *sources[i]);
+        std::printf("flags %#x line_phase %d line_period %d source_count %d nulls %#x\n", flags,
+                    line_phase, line_period, source_count, nulls.mask);
+        std::printf("dst (%.17g, %.17g)-(%.17g, %.17g) src (%.17g, %.17g)-(%.17g, %.17g)\n", c[0],
+                    c[1], c[2], c[3], c[4], c[5], c[6], c[7]);
+    }
     dst->snapshot();
     const int reports_before = g_reports.lines;
     multisrc_map_rectangle(nulls.descriptor() ? nullptr : &dst->desc, c[0], c[1], c[2], c[3],
                            list_arg, source_count, c[4], c[5], c[6], c[7], flags, line_phase,
                            line_period);
     check_destination(*dst, reports_before, vital || source_count < 1, uniform);
+    if (split > 0) {
+        check_split(*dst, split, [&](int32_t phase, int32_t period) {
+            multisrc_map_rectangle(nulls.descriptor() ? nullptr : &dst->desc, c[0], c[1], c[2],
+                                   c[3], list_arg, source_count, c[4], c[5], c[6], c[7], flags,
+                                   phase, period);
+        });
+    }
     return 0;
 }

@@ -17,6 +17,7 @@
 namespace tovrel_fuzz {
 
 [[noreturn]] inline void fail(const char *what) {
+    std::fflush(stdout);
     std::fprintf(stderr, "fuzz property violated: %s\n", what);
     std::fflush(stderr);
     __builtin_trap();

@@ -121,6 +121,12 @@ def polygon_seeds():
     for i in range(30):
         ring.append(vertex(16 + (i % 7), 16 + (i % 5), 40 + (i * 7) % 31, 2 * i + 1))
     seeds.append(polygon(2, image(RGBQ, 80, 70), image(RGBQ, 32, 32), ring))
+    # Drawn by line phases and compared with one call (line mode 7).
+    for b, flags in enumerate((0, 2, 2 | 16, 2 | 8)):
+        seeds.append(polygon(flags, image(RGBQ, 90, 70, alpha=(flags & 16) != 0),
+                             image(RGBQ, 64, 48), rotated(64, 48, 45, 35, 38.5), lines(7, 0, b)))
+    seeds.append(polygon(2, image(RGBQ, 100, 80), image(RGBQ, 40, 30), perspective(40, 30),
+                         lines(7, 0, 3)))
     # Refusals: an unsupported source, tiling without destination alpha.
     for fmt in (0, YUVQ, 5, 12):
         seeds.append(polygon(0, image(RGBQ, 40, 30), image(fmt, 20, 20), quad(20, 20, 0, 0, 40, 30)))
@@ -159,6 +165,12 @@ def rectangle_seeds():
             seeds.append(rectangle(flags, image(dst_fmt, 64, 32, alpha=True),
                                    image(YUVQ, 64, 32, alpha=True), (0, 0, 64, 32),
                                    (0, 0, 64, 32)))
+    # Drawn by line phases and compared with one call (line mode 7).
+    for b, (flags, src_alpha, dst_alpha) in enumerate(((0, False, False), (16, False, True),
+                                                       (64, True, False), (4 | 16, True, True))):
+        seeds.append(rectangle(flags, image(RGBQ, 90, 60, alpha=dst_alpha),
+                               image(RGBQ, 45, 30, alpha=src_alpha), (1.5, 0.75, 88.25, 59.5),
+                               (0.5, 0.25, 44, 29), lines(7, 0, b)))
     # Refusals and one-pixel images.
     for fmt in (0, WORD, S16X4, 9):
         seeds.append(rectangle(0, image(fmt, 20, 20), image(fmt, 20, 20), (0, 0, 20, 20),
@@ -177,6 +189,9 @@ def multisrc_seeds():
                                   (30, 10, 50, 40), sources))
             seeds.append(multisrc(flags, image(fmt, 120, 90, alpha=True), (-10, -5, 100, 95),
                                   (0, 0, 72, 50), sources, lines(1, 1, 1)))
+    sources = [(0, 0, 0, image(RGBQ, 36, 30, seed=1)), (0, 36, 0, image(RGBQ, 36, 30, seed=2))]
+    seeds.append(multisrc(16, image(RGBQ, 120, 90), (4.5, 2, 110, 80), (20, 3, 60, 27), sources,
+                          lines(7, 0, 1)))
     seeds.append(multisrc(0, image(RGBQ, 64, 64), (0, 0, 64, 64), (0, 0, 32, 32),
                           [(0, 0, 0, image(RGBQ, 32, 32, alpha=True)),
                            (0, 16, 16, image(RGBQ, 32, 32, alpha=True, mode=PREMUL))]))
