@@ -62,8 +62,10 @@ constexpr rect_kernel kernel_of() {
         return &rgbq_kernel<P, rect::rgbq_run_c>;
 }
 
+// One kernel per policy: a table without an empty slot.
 template <rgbq_run_fn Run, size_t... I>
 constexpr rgbq_kernel_table make_table(std::index_sequence<I...>) {
+    static_assert(sizeof...(I) == std::tuple_size_v<rgbq_kernel_table>, "every slot filled");
     return {kernel_of<std::tuple_element_t<I, rgbq_policies>, Run>()...};
 }
 
@@ -76,28 +78,14 @@ constexpr std::array<bool, rgbq_kernel_count> writes_dst_alpha(std::index_sequen
     return {(std::tuple_element_t<I, rgbq_policies>::dst != dst_none)...};
 }
 
-constexpr bool table_complete(const rgbq_kernel_table &t) {
-    for (auto k : t)
-        if (k == nullptr) return false;
-    return true;
-}
-
 } // namespace
 
-constexpr rgbq_kernel_table rgbq_kernels_c_init = make_table<rect::rgbq_run_c>(kernel_indices{});
-static_assert(table_complete(rgbq_kernels_c_init), "every RGBQ kernel has a scalar statement");
-const rgbq_kernel_table rect_rgbq_kernels_c = rgbq_kernels_c_init;
+const rgbq_kernel_table rect_rgbq_kernels_c = make_table<rect::rgbq_run_c>(kernel_indices{});
 
 #if defined(__SSE2__)
-constexpr rgbq_kernel_table rgbq_kernels_sse2_init =
-    make_table<rect::rgbq_run_sse2>(kernel_indices{});
-static_assert(table_complete(rgbq_kernels_sse2_init), "every RGBQ kernel has an SSE2 form");
-const rgbq_kernel_table rect_rgbq_kernels_sse2 = rgbq_kernels_sse2_init;
+const rgbq_kernel_table rect_rgbq_kernels_sse2 = make_table<rect::rgbq_run_sse2>(kernel_indices{});
 
-constexpr rgbq_kernel_table rgbq_kernels_avx2_init =
-    make_table<rect::rgbq_run_avx2>(kernel_indices{});
-static_assert(table_complete(rgbq_kernels_avx2_init), "every RGBQ kernel has an AVX2 form");
-const rgbq_kernel_table rect_rgbq_kernels_avx2 = rgbq_kernels_avx2_init;
+const rgbq_kernel_table rect_rgbq_kernels_avx2 = make_table<rect::rgbq_run_avx2>(kernel_indices{});
 #endif
 
 bool rect_rgbq_reads_src_alpha(int32_t index) {

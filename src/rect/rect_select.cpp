@@ -279,16 +279,15 @@ constexpr op_entry op_entries[] = {
     {O::yuvqa_to_w210_premul_tile, "rect_yuvqa_to_w210_premul_tile", nullptr, no_yuvq},
 };
 
+// (Whether an entry has kernels is not checked here: routine addresses are
+// not constants to every build, e.g. with sanitizers.)
 constexpr bool entries_complete() {
     if (std::size(op_entries) != size_t(rect_op::count)) return false;
-    for (size_t i = 0; i < std::size(op_entries); ++i) {
-        const op_entry &e = op_entries[i];
-        if (size_t(e.op) != i || e.name == nullptr) return false;
-        if (i != 0 && e.choose == nullptr && e.missing == nullptr) return false;
-    }
+    for (size_t i = 0; i < std::size(op_entries); ++i)
+        if (size_t(op_entries[i].op) != i || op_entries[i].name == nullptr) return false;
     return true;
 }
-static_assert(entries_complete(), "one entry per operation, in order, each drawable or explained");
+static_assert(entries_complete(), "one entry per operation, in order");
 
 } // namespace
 
@@ -337,7 +336,8 @@ bool rect_op_kernels(rect_op op, const rect_choice &choice, rect_kernel_set *out
     if (op == rect_op::none || size_t(op) >= std::size(op_entries)) return false;
     const op_entry &e = op_entries[size_t(op)];
     if (e.choose == nullptr) {
-        *message = e.missing;
+        *message =
+            e.missing != nullptr ? e.missing : "map_rectangle: operation not in this build\n";
         return false;
     }
     e.choose(choice, out);
