@@ -357,6 +357,14 @@ inline __m128i render_group(walk<P> &w, const uint8_t *base, ptrdiff_t rb, int32
     // Read the lanes back from memory (scalar index loads, broadcast
     // loads) rather than extracting them with shuffles.
     asm("" : "+m"(d));
+    // A slanted walk (rotation) needs, on the next destination lines, the
+    // texels a few columns left or right of the ones it reads now, in every
+    // texture row it crosses; the hardware prefetchers follow neither
+    // direction, so the cache lines two lines either side of this group's
+    // middle pixel are requested here (a prefetch never faults).
+    const uint8_t *mid = base + (static_cast<ptrdiff_t>(d.index[L::n / 2]) << 2);
+    for (const uint8_t *q : {mid - 128, mid + 128, mid + rb - 128, mid + rb + 128})
+        _mm_prefetch(reinterpret_cast<const char *>(q), _MM_HINT_T0);
     if constexpr (L::n == 8 && Slot == 1) {
         _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst), render_eight_slot1<Isa>(base, rb, d));
         return _mm_setzero_si128();
