@@ -564,6 +564,34 @@ inline void print_image(const char *name, const fuzz_image &image) {
                 d.alpha ? "" : " null alpha");
 }
 
+// Redraws from the destination as it was before the first call with
+// `call()`, an input that must act exactly like the first call's (bits that
+// are not read, a field flag that loses to the other), and demands the
+// same bytes. Leaves the destination as `call()` drew it.
+template <typename Call>
+void check_equivalent(fuzz_image &dst, const char *what, Call call) {
+    const std::vector<uint8_t> colour = dst.colour.contents(), alpha = dst.alpha.contents();
+    dst.restore();
+    call();
+    if (colour == dst.colour.contents() && alpha == dst.alpha.contents()) return;
+    if (verbose()) {
+        print_difference("colour (first call vs equivalent)", dst.colour, colour,
+                         dst.colour.contents());
+        print_difference("alpha (first call vs equivalent)", dst.alpha, alpha,
+                         dst.alpha.contents());
+    }
+    fail(what);
+}
+
+// The flags map_rectangle reads: bits 4, 8, 16, 64 and 128 of the low
+// byte, a top field flag winning over the bottom one.
+inline uint32_t rect_flags_read(uint32_t flags) {
+    uint32_t f = flags & 0xDCu;
+    if (f & RECT_SRC_FIELD_TOP) f &= ~static_cast<uint32_t>(RECT_SRC_FIELD_BOTTOM);
+    if (f & RECT_DST_FIELD_TOP) f &= ~static_cast<uint32_t>(RECT_DST_FIELD_BOTTOM);
+    return f;
+}
+
 // From the destination as it was before the first call: draws
 // `call(phase, period)` once per phase 0..split-1 (a phase one period below
 // zero on odd phases: the same lines), keeps the result, then restores the

@@ -119,6 +119,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (vertex_count < 1 && result != 0 && g_reports.lines == reports_before)
         fail("map_polygon with no vertices did not return 0");
     check_destination(*dst, reports_before, nothing);
+
+    // Bits above 16 and a bottom field flag beside the top one are not
+    // read; alpha kinds other than 3 act as 0.
+    uint32_t read_flags = flags & 0x1Fu;
+    if (read_flags & MAP_FIELD_TOP) read_flags &= ~static_cast<uint32_t>(MAP_FIELD_BOTTOM);
+    const uint32_t src_kind = src->desc.alpha_kind, dst_kind = dst->desc.alpha_kind;
+    const auto plain = [](uint32_t kind) { return kind == TOVREL_ALPHA_W12B ? kind : 0u; };
+    if (read_flags != flags || plain(src_kind) != src_kind || plain(dst_kind) != dst_kind) {
+        src->desc.alpha_kind = plain(src_kind);
+        dst->desc.alpha_kind = plain(dst_kind);
+        check_equivalent(*dst, "unread flag bits or an unknown alpha kind changed the result", [&] {
+            map_polygon(dst_arg, src_arg, nulls.other() ? nullptr : vertices, vertex_count,
+                        read_flags, first_line, line_step);
+        });
+    }
     if (split > 0) {
         check_split(*dst, split, [&](int32_t phase, int32_t period) {
             map_polygon(dst_arg, src_arg, nulls.other() ? nullptr : vertices, vertex_count, flags,

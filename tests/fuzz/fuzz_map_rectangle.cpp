@@ -85,6 +85,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     map_rectangle(dst_arg, c[0], c[1], c[2], c[3], src_arg, c[4], c[5], c[6], c[7], flags,
                   line_phase, line_period);
     check_destination(*dst, reports_before, nothing);
+    if (rect_flags_read(flags) != flags) {
+        check_equivalent(*dst, "unread flag bits changed the result", [&] {
+            map_rectangle(dst_arg, c[0], c[1], c[2], c[3], src_arg, c[4], c[5], c[6], c[7],
+                          rect_flags_read(flags), line_phase, line_period);
+        });
+    }
     if (split > 0) {
         check_split(*dst, split, [&](int32_t phase, int32_t period) {
             map_rectangle(dst_arg, c[0], c[1], c[2], c[3], src_arg, c[4], c[5], c[6], c[7], flags,
