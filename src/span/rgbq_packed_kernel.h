@@ -131,79 +131,156 @@ inline __m128i load128(const uint8_t *p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
 }
 
+// The texels of one pixel's footprint in 128-bit registers, or of two
+// pixels' footprints, one in each 128-bit lane of a 256-bit register. All
+// arithmetic on them stays within 128-bit lanes.
+struct one_pixel {
+    using vec = __m128i;
+    const uint8_t *p;
+    vec load64(ptrdiff_t off) const { return span::load64(p + off); }
+    vec load128(ptrdiff_t off) const { return span::load128(p + off); }
+    // The footprint moved down one row where bit 0 of `lower` is set.
+    one_pixel lower_rows(int lower, ptrdiff_t rb) const { return {p + (lower & 1) * rb}; }
+};
+struct two_pixels {
+    using vec = __m256i;
+    const uint8_t *a, *b;
+    static vec join(__m128i x, __m128i y) {
+        return _mm256_inserti128_si256(_mm256_castsi128_si256(x), y, 1);
+    }
+    vec load64(ptrdiff_t off) const { return join(span::load64(a + off), span::load64(b + off)); }
+    vec load128(ptrdiff_t off) const {
+        return join(span::load128(a + off), span::load128(b + off));
+    }
+    // Bit 0 of `lower` moves pixel a down one row, bit 1 pixel b.
+    two_pixels lower_rows(int lower, ptrdiff_t rb) const {
+        return {a + (lower & 1) * rb, b + ((lower >> 1) & 1) * rb};
+    }
+};
+
+// The 16-bit and 32-bit lane operations on either register width.
+inline __m128i zero_of(__m128i) {
+    return _mm_setzero_si128();
+}
+inline __m256i zero_of(__m256i) {
+    return _mm256_setzero_si256();
+}
+inline __m128i unpacklo8(__m128i x, __m128i y) {
+    return _mm_unpacklo_epi8(x, y);
+}
+inline __m256i unpacklo8(__m256i x, __m256i y) {
+    return _mm256_unpacklo_epi8(x, y);
+}
+inline __m128i unpackhi8(__m128i x, __m128i y) {
+    return _mm_unpackhi_epi8(x, y);
+}
+inline __m256i unpackhi8(__m256i x, __m256i y) {
+    return _mm256_unpackhi_epi8(x, y);
+}
+inline __m128i unpacklo16(__m128i x, __m128i y) {
+    return _mm_unpacklo_epi16(x, y);
+}
+inline __m256i unpacklo16(__m256i x, __m256i y) {
+    return _mm256_unpacklo_epi16(x, y);
+}
+inline __m128i unpackhi16(__m128i x, __m128i y) {
+    return _mm_unpackhi_epi16(x, y);
+}
+inline __m256i unpackhi16(__m256i x, __m256i y) {
+    return _mm256_unpackhi_epi16(x, y);
+}
+inline __m128i add16(__m128i x, __m128i y) {
+    return _mm_add_epi16(x, y);
+}
+inline __m256i add16(__m256i x, __m256i y) {
+    return _mm256_add_epi16(x, y);
+}
+inline __m128i add32(__m128i x, __m128i y) {
+    return _mm_add_epi32(x, y);
+}
+inline __m256i add32(__m256i x, __m256i y) {
+    return _mm256_add_epi32(x, y);
+}
+inline __m128i madd16(__m128i x, __m128i y) {
+    return _mm_madd_epi16(x, y);
+}
+inline __m256i madd16(__m256i x, __m256i y) {
+    return _mm256_madd_epi16(x, y);
+}
+inline __m128i bytes_down4(__m128i x) {
+    return _mm_srli_si128(x, 4);
+}
+inline __m256i bytes_down4(__m256i x) {
+    return _mm256_srli_si256(x, 4);
+}
+
 // Sum of f(i) for i in [First, Last) in 16-bit lanes.
 template <int First, int Last, class F>
-inline __m128i add16_over(F f) {
-    if constexpr (First >= Last) {
-        return _mm_setzero_si128();
-    } else {
-        return [&]<int... I>(std::integer_sequence<int, I...>) {
-            __m128i s = f(First);
-            ((s = _mm_add_epi16(s, f(First + 1 + I))), ...);
-            return s;
-        }
-        (std::make_integer_sequence<int, Last - First - 1>{});
+inline auto add16_over(F f) {
+    return [&]<int... I>(std::integer_sequence<int, I...>) {
+        auto s = f(First);
+        ((s = add16(s, f(First + 1 + I))), ...);
+        return s;
     }
+    (std::make_integer_sequence<int, Last - First - 1>{});
 }
 
 // One texel row of the footprint as two column sums per channel, uint16:
 // [t0 + .. + t(W-1) (4 channels), t1 + .. + tW (4 channels)], each at most
 // 4 * 255. Reads exactly the W + 1 texels of the row.
-template <int W>
-inline __m128i row_pairs(const uint8_t *p) {
-    const __m128i z = _mm_setzero_si128();
+template <int W, class Src>
+inline auto row_pairs(const Src &src, ptrdiff_t off) {
+    const auto z = zero_of(typename Src::vec());
     if constexpr (W == 1) {
-        return _mm_unpacklo_epi8(load64(p), z);
+        return unpacklo8(src.load64(off), z);
     } else if constexpr (W == 2) {
-        return _mm_add_epi16(_mm_unpacklo_epi8(load64(p), z), _mm_unpacklo_epi8(load64(p + 4), z));
+        return add16(unpacklo8(src.load64(off), z), unpacklo8(src.load64(off + 4), z));
     } else if constexpr (W == 3) {
-        const __m128i x = load128(p);
-        const __m128i t01 = _mm_unpacklo_epi8(x, z), t23 = _mm_unpackhi_epi8(x, z);
-        const __m128i t12 = _mm_unpacklo_epi8(_mm_srli_si128(x, 4), z);
-        return _mm_add_epi16(_mm_add_epi16(t01, t23), t12);
+        const auto x = src.load128(off);
+        return add16(add16(unpacklo8(x, z), unpackhi8(x, z)), unpacklo8(bytes_down4(x), z));
     } else {
         static_assert(W == 4, "packed RGBQ widths are 1 to 4");
-        const __m128i x = load128(p), y = load128(p + 4);
-        return _mm_add_epi16(_mm_add_epi16(_mm_unpacklo_epi8(x, z), _mm_unpackhi_epi8(x, z)),
-                             _mm_add_epi16(_mm_unpacklo_epi8(y, z), _mm_unpackhi_epi8(y, z)));
+        const auto x = src.load128(off), y = src.load128(off + 4);
+        return add16(add16(unpacklo8(x, z), unpackhi8(x, z)),
+                     add16(unpacklo8(y, z), unpackhi8(y, z)));
     }
 }
 
-// Weighted sum R of one pixel, four int32 channels. wa holds the weight
-// pair (rows A, rows B) of the left column set, wb that of the right one:
-// each weight (128 - fv or fv) * (128 - fu or fu) <= 16384. A and B are
-// the box sums of the upper and lower row set (for 1.5 rows: the doubled
-// half rows 2 S0 + S1 / S0 + 2 S1, or S0 + 2 S1 / 2 S1 + S2 past one
-// half, selected by `lower`). Sums stay below 1024, R below 2^24.
-template <int Slot>
-inline __m128i pixel_sum(const uint8_t *p, ptrdiff_t rb, __m128i wa, __m128i wb, int lower) {
+// Weighted sum R of a pixel, four int32 channels (per 128-bit lane). wa
+// holds the weight pair (rows A, rows B) of the left column set, wb that
+// of the right one: each weight (128 - fv or fv) * (128 - fu or fu) <=
+// 16384. A and B are the box sums of the upper and lower row set (for 1.5
+// rows: the doubled half rows 2 S0 + S1 / S0 + 2 S1, or S0 + 2 S1 /
+// 2 S1 + S2 past one half, selected by `lower`). Sums stay below 1024, R
+// below 2^24.
+template <int Slot, class Src>
+inline auto pixel_sum(const Src &src, ptrdiff_t rb, typename Src::vec wa, typename Src::vec wb,
+                      int lower) {
     using fp = footprint<Slot>;
-    const __m128i z = _mm_setzero_si128();
+    const auto z = zero_of(wa);
     if constexpr (Slot == 1) {
         // Rows interleaved while still bytes: (t(c, 0), t(c, 1)) pairs.
-        const __m128i x = _mm_unpacklo_epi8(load64(p), load64(p + rb));
-        return _mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi8(x, z), wa),
-                             _mm_madd_epi16(_mm_unpackhi_epi8(x, z), wb));
+        const auto x = unpacklo8(src.load64(0), src.load64(rb));
+        return add32(madd16(unpacklo8(x, z), wa), madd16(unpackhi8(x, z), wb));
     } else {
         constexpr int W = fp::width;
-        __m128i a, b;
+        typename Src::vec a, b;
         if constexpr (fp::one_and_half) {
-            const __m128i r0 = row_pairs<W>(p), r1 = row_pairs<W>(p + rb);
+            const auto r1 = row_pairs<W>(src, rb);
             // Row `lower` and the one below it: rows 0, 1 or rows 1, 2.
-            const __m128i x = row_pairs<W>(p + lower * rb);
-            const __m128i y = row_pairs<W>(p + (lower + 1) * rb);
-            const __m128i r1x = _mm_add_epi16(r1, x);
-            a = _mm_add_epi16(r0, r1x);
-            b = _mm_add_epi16(r1x, y);
+            const Src low = src.lower_rows(lower, rb);
+            const auto r1x = add16(r1, row_pairs<W>(low, 0));
+            a = add16(row_pairs<W>(src, 0), r1x);
+            b = add16(r1x, row_pairs<W>(low, rb));
         } else {
             constexpr int H = fp::rows;
-            auto row = [&](int r) { return row_pairs<W>(p + r * rb); };
-            const __m128i inner = add16_over<1, H>(row);
-            a = _mm_add_epi16(row(0), inner);
-            b = _mm_add_epi16(inner, row(H));
+            auto row = [&](int r) { return row_pairs<W>(src, r * rb); };
+            typename Src::vec inner = z;
+            if constexpr (H > 1) inner = add16_over<1, H>(row);
+            a = add16(row(0), inner);
+            b = add16(inner, row(H));
         }
-        return _mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(a, b), wa),
-                             _mm_madd_epi16(_mm_unpackhi_epi16(a, b), wb));
+        return add32(madd16(unpacklo16(a, b), wa), madd16(unpackhi16(a, b), wb));
     }
 }
 
@@ -221,25 +298,20 @@ inline __m128i pixel_sum_slot1_ssse3(const uint8_t *p, ptrdiff_t rb, __m128i wv8
     return _mm_madd_epi16(_mm_maddubs_epi16(wv8, biased), wu16);
 }
 
-// Slot 1 for pixels i and i + 4 of an eight-pixel group at once, one in
-// each 128-bit lane, the same arithmetic as pixel_sum_slot1_ssse3; lane i
-// of each half of the group's weight vectors holds pixels i and i + 4, so
-// one in-lane vpshufd broadcasts the weights of both.
-template <class Isa, int I>
+// Slot 1 for two pixels at once, one in each 128-bit lane: the arithmetic
+// of pixel_sum_slot1_ssse3.
 inline __m256i pair_sum_slot1_avx2(const uint8_t *pa, const uint8_t *pb, ptrdiff_t rb, __m256i wv8,
                                    __m256i wu16) {
     auto rows = [&](const uint8_t *p) {
         return _mm_castpd_si128(
             _mm_loadh_pd(_mm_castsi128_pd(load64(p)), reinterpret_cast<const double *>(p + rb)));
     };
-    const __m256i both = _mm256_inserti128_si256(_mm256_castsi128_si256(rows(pa)), rows(pb), 1);
+    const __m256i both = two_pixels::join(rows(pa), rows(pb));
     const __m256i order = _mm256_setr_epi8(0, 8, 4, 12, 1, 9, 5, 13, 2, 10, 6, 14, 3, 11, 7, 15, 0,
                                            8, 4, 12, 1, 9, 5, 13, 2, 10, 6, 14, 3, 11, 7, 15);
     const __m256i biased =
         _mm256_xor_si256(_mm256_shuffle_epi8(both, order), _mm256_set1_epi8(-128));
-    const __m256i lanes = _mm256_setr_epi32(I, I, I, I, I + 4, I + 4, I + 4, I + 4);
-    return _mm256_madd_epi16(_mm256_maddubs_epi16(_mm256_permutevar8x32_epi32(wv8, lanes), biased),
-                             _mm256_permutevar8x32_epi32(wu16, lanes));
+    return _mm256_madd_epi16(_mm256_maddubs_epi16(wv8, biased), wu16);
 }
 
 // Per-pixel data of a group of n pixels: texel indices, weight pairs and
@@ -301,7 +373,7 @@ inline __m128i render_four(const uint8_t *base, ptrdiff_t rb, const lane_data<N>
         if constexpr (ssse3)
             r = pixel_sum_slot1_ssse3<Isa>(p, rb, a, b);
         else
-            r = pixel_sum<Slot>(p, rb, a, b, (d.lower >> (4 * G + I)) & 1);
+            r = pixel_sum<Slot>(one_pixel{p}, rb, a, b, (d.lower >> (4 * G + I)) & 1);
         // (R + T/2) >> s
         return _mm_srai_epi32(_mm_add_epi32(r, rnd), s.shift);
     };
@@ -320,25 +392,41 @@ inline __m128i render_four(const uint8_t *base, ptrdiff_t rb, const lane_data<N>
     return _mm_packus_epi16(lo, hi);
 }
 
-// Eight pixels of slot 1 under AVX2: 32 result bytes.
-template <class Isa, int N>
-inline __m256i render_eight_slot1(const uint8_t *base, ptrdiff_t rb, const lane_data<N> &d) {
-    const __m256i wv8 = _mm256_load_si256(reinterpret_cast<const __m256i *>(d.wa));
-    const __m256i wu16 = _mm256_load_si256(reinterpret_cast<const __m256i *>(d.wb));
-    // R - 2^21 (the byte bias) + 8192, >> 14.
-    const __m256i rnd = _mm256_set1_epi32((1 << 21) + 8192);
+// Eight pixels under AVX2, pixels i and i + 4 side by side in the two
+// 128-bit lanes (lane i of each half of the group's vectors holds them, so
+// one in-lane vpshufd broadcasts their weights): 32 result bytes.
+template <int Slot, int N>
+inline __m256i render_eight(const uint8_t *base, ptrdiff_t rb, const lane_data<N> &d) {
+    constexpr packed_scale s = rgbq_packed_scale<Slot>();
+    const __m256i wa = _mm256_load_si256(reinterpret_cast<const __m256i *>(d.wa));
+    const __m256i wb = _mm256_load_si256(reinterpret_cast<const __m256i *>(d.wb));
+    // pair_sum_slot1_avx2 returns R - 2^21.
+    const __m256i rnd = _mm256_set1_epi32(s.round + (Slot == 1 ? 1 << 21 : 0));
     auto pair = [&]<int I>(std::integral_constant<int, I>) {
         const uint8_t *pa = base + (static_cast<ptrdiff_t>(d.index[I]) << 2);
         const uint8_t *pb = base + (static_cast<ptrdiff_t>(d.index[I + 4]) << 2);
-        return _mm256_srai_epi32(
-            _mm256_add_epi32(pair_sum_slot1_avx2<Isa, I>(pa, pb, rb, wv8, wu16), rnd), 14);
+        const __m256i a = _mm256_shuffle_epi32(wa, I * 0x55),
+                      b = _mm256_shuffle_epi32(wb, I * 0x55);
+        __m256i r;
+        if constexpr (Slot == 1)
+            r = pair_sum_slot1_avx2(pa, pb, rb, a, b);
+        else
+            r = pixel_sum<Slot>(two_pixels{pa, pb}, rb, a, b,
+                                ((d.lower >> I) & 1) | (((d.lower >> (I + 4)) & 1) << 1));
+        return _mm256_srai_epi32(_mm256_add_epi32(r, rnd), s.shift);
     };
     // Lanes hold pixels (0, 4), (1, 5), ...: packing keeps pixel order.
     const __m256i r04 = pair(std::integral_constant<int, 0>{});
     const __m256i r15 = pair(std::integral_constant<int, 1>{});
     const __m256i r26 = pair(std::integral_constant<int, 2>{});
     const __m256i r37 = pair(std::integral_constant<int, 3>{});
-    return _mm256_packus_epi16(_mm256_packs_epi32(r04, r15), _mm256_packs_epi32(r26, r37));
+    __m256i lo = _mm256_packs_epi32(r04, r15), hi = _mm256_packs_epi32(r26, r37);
+    if constexpr (s.k != 0) {
+        const __m256i k = _mm256_set1_epi16(static_cast<int16_t>(s.k));
+        lo = _mm256_mulhi_epi16(lo, k);
+        hi = _mm256_mulhi_epi16(hi, k);
+    }
+    return _mm256_packus_epi16(lo, hi);
 }
 
 // The next n pixels: positions, preparation, and 4 * n bytes of results
@@ -365,16 +453,12 @@ inline __m128i render_group(walk<P> &w, const uint8_t *base, ptrdiff_t rb, int32
     const uint8_t *mid = base + (static_cast<ptrdiff_t>(d.index[L::n / 2]) << 2);
     for (const uint8_t *q : {mid - 128, mid + 128, mid + rb - 128, mid + rb + 128})
         _mm_prefetch(reinterpret_cast<const char *>(q), _MM_HINT_T0);
-    if constexpr (L::n == 8 && Slot == 1) {
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst), render_eight_slot1<Isa>(base, rb, d));
+    if constexpr (L::n == 8) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst), render_eight<Slot>(base, rb, d));
         return _mm_setzero_si128();
     }
     const __m128i first = render_four<Isa, Slot, 0>(base, rb, d);
-    if constexpr (L::n == 8) {
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), first);
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + 16),
-                         render_four<Isa, Slot, 1>(base, rb, d));
-    } else if (whole) {
+    if (whole) {
         _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), first);
     }
     return first;
