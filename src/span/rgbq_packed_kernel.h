@@ -4,13 +4,14 @@
 // anonymous namespace of tovrel::span, after that file's intrinsics headers
 // and target options: each file compiles its own private copy for its own
 // instruction set. `Isa::avx2` selects the AVX2 forms (groups of eight
-// pixels, pshufb / pmaddubsw for slot 1); everything else is SSE2.
+// pixels, two per 256-bit register; pshufb / pmaddubsw for slot 1);
+// everything else is SSE2.
 //
 // Positions are stepped serially (one addps per pixel carries u, v and w,
 // lane for lane the float additions of the scalar statement); everything
 // after the position runs four or eight pixels at a time: reciprocal,
-// clamp, truncation, index, fractions and weights. The texels of each pixel are
-// summed in 16-bit lanes and weighted with 16-bit multiply-adds. Every sum
+// clamp, truncation, index, fractions and weights. The texels of each
+// pixel are summed in 16-bit lanes and weighted with 16-bit multiply-adds. Every sum
 // is exact, so only the normalisation (shift, packssdw, pmulhw, packuswb)
 // shapes the result, exactly as in the scalar statement.
 
