@@ -29,6 +29,13 @@
 #  define TOVREL_CALL
 #endif
 
+/* Nothing in the library throws; C++ callers may rely on it. */
+#ifdef __cplusplus
+#  define TOVREL_NOEXCEPT noexcept
+#else
+#  define TOVREL_NOEXCEPT
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -101,7 +108,7 @@ typedef struct map_vertex {
  * the report channel and draw nothing. */
 TOVREL_API int32_t TOVREL_CALL map_polygon(const image_descriptor *dst, const image_descriptor *src,
                                            const map_vertex *vertices, int32_t vertex_count,
-                                           uint32_t flags, int32_t first_line, int32_t line_step);
+                                           uint32_t flags, int32_t first_line, int32_t line_step) TOVREL_NOEXCEPT;
 
 /* Draws the source rectangle [src_x0, src_x1) x [src_y0, src_y1) (source
  * pixels) into [dst_x0, dst_x1) x [dst_y0, dst_y1) (destination pixels)
@@ -110,7 +117,7 @@ TOVREL_API int32_t TOVREL_CALL map_polygon(const image_descriptor *dst, const im
 TOVREL_API void TOVREL_CALL map_rectangle(const image_descriptor *destination, float dst_x0, float dst_y0,
                                           float dst_x1, float dst_y1, const image_descriptor *source,
                                           float src_x0, float src_y0, float src_x1, float src_y1,
-                                          uint32_t flags, int32_t line_phase, int32_t line_period);
+                                          uint32_t flags, int32_t line_phase, int32_t line_period) TOVREL_NOEXCEPT;
 
 /* As map_rectangle, for a source plane made of several images placed by
  * their origin_x and origin_y; one map_rectangle per image it meets, in
@@ -120,14 +127,14 @@ TOVREL_API void TOVREL_CALL multisrc_map_rectangle(const image_descriptor *desti
                                                    const image_descriptor *const *sources,
                                                    int32_t source_count, double src_x0, double src_y0,
                                                    double src_x1, double src_y1, uint32_t flags,
-                                                   int32_t line_phase, int32_t line_period);
+                                                   int32_t line_phase, int32_t line_period) TOVREL_NOEXCEPT;
 
 /* Receives each finished report line (ending in "\n", NUL-terminated). */
 typedef void(TOVREL_CALL *tovrel_report_sink)(const char *line, void *user);
 
 /* Routes every report line to `sink` instead of the default screen or
  * standard-error output. A null sink restores the default. */
-TOVREL_API void TOVREL_CALL tovrel_set_report_sink(tovrel_report_sink sink, void *user);
+TOVREL_API void TOVREL_CALL tovrel_set_report_sink(tovrel_report_sink sink, void *user) TOVREL_NOEXCEPT;
 
 #ifdef __cplusplus
 } /* extern "C" */
