@@ -138,7 +138,8 @@ TEST(Report, HostSinkReceivesAssembledLines) {
     diag_report("with tiling is not supported.\n");
     diag_report("%s\n%s\n", "first", "second");
     diag_set_output(2);
-    diag_print("%s", "");          // empty: nothing
+    const char *empty = "";
+    diag_print(empty); // an empty format prints nothing
     diag_print("printed %d\n", 2); // mode 2 goes where reports go
     diag_set_output(3);
     diag_print("discarded\n");
@@ -151,7 +152,8 @@ TEST(Report, HostSinkReceivesAssembledLines) {
 
 TEST(Report, PrintBeepRingsOnlyOnce) {
     ::testing::internal::CaptureStdout();
-    diag_print_beep("");
+    const char *empty = "";
+    diag_print_beep(empty);
     diag_print_beep("a");
     diag_print_beep("b");
     EXPECT_EQ(::testing::internal::GetCapturedStdout(), "a\ab");
