@@ -11,7 +11,7 @@ endif()
 add_library(tovrel_flags INTERFACE)
 target_compile_options(tovrel_flags INTERFACE
   -ffp-contract=off -fno-fast-math -fno-strict-aliasing
-  -Wall -Wextra)
+  -Wall -Wextra -Wno-psabi)
 if(TOVREL_IS_X86)
   target_compile_options(tovrel_flags INTERFACE -msse2 -mfpmath=sse)
 endif()
