@@ -38,9 +38,9 @@ std::vector<map_vertex> pentagon(bool perspective) {
             {-2.0f, 40.0f, 1.0f, 3.25f, 62.5f}};
 }
 
-class LineShares : public ::testing::TestWithParam<share_case> {};
+class ThreadedLineShares : public ::testing::TestWithParam<share_case> {};
 
-TEST_P(LineShares, MatchOneCall) {
+TEST_P(ThreadedLineShares, MatchOneCall) {
     const share_case &c = GetParam();
     // Source and destination sizes per operation.
     const int32_t size[3][4] = {{101, 77, 157, 103}, {53, 41, 131, 97}, {36, 30, 120, 90}};
@@ -79,7 +79,7 @@ TEST_P(LineShares, MatchOneCall) {
 
 // clang-format off
 constexpr uint32_t aa = MAP_EDGE_AA;
-INSTANTIATE_TEST_SUITE_P(Cases, LineShares, ::testing::Values(
+INSTANTIATE_TEST_SUITE_P(Cases, ThreadedLineShares, ::testing::Values(
     share_case{"polygon_affine", polygon, 0, 0, 3},
     share_case{"polygon_perspective", polygon, 0, persp, 4},
     share_case{"polygon_edge_aa", polygon, aa, 0, 2},
