@@ -1,11 +1,12 @@
 // Properties of every RGBQ slot in every implementation: footprint weights
-// and normalisation on single-texel textures, uniform textures, texel
-// reproduction, clamping and span bounds.
+// and normalisation on single-texel textures, uniform textures, clamping
+// and span bounds; the benchmark entry points.
 #include <gtest/gtest.h>
 #include <xmmintrin.h>
 
 #include <limits>
 
+#include "diag/span_benchmark.h"
 #include "span/rgbq_renderers.h"
 #include "span_test_support.h"
 
@@ -138,25 +139,37 @@ TEST_P(RgbqSlot, Clamps) {
 
 INSTANTIATE_TEST_SUITE_P(AllSlots, RgbqSlot, testing::Range(0, footprint_count));
 
-// Slot 1 at whole texel positions copies texels; at fu = 64 it gives the
-// mean of two neighbours rounded half up.
-TEST(RgbqSlot1, ReproducesTexelsAndRoundsHalfUp) {
+// The benchmark entry points print their label and produce what the
+// dispatched table's member of their slot produces.
+TEST(SpanBenchmark, PrintsLabelAndRunsTheSlotsRenderer) {
+    struct entry {
+        int slot;
+        const char *size;
+        persp_span_renderer persp;
+        affine_span_renderer affine;
+    };
+    const entry entries[] = {{1, "10x10", span_benchmark_pers10x10, span_benchmark_proj10x10},
+                             {2, "10x20", span_benchmark_pers10x20, span_benchmark_proj10x20},
+                             {3, "10x30", span_benchmark_pers10x30, span_benchmark_proj10x30},
+                             {4, "10x40", span_benchmark_pers10x40, span_benchmark_proj10x40},
+                             {6, "15x10", span_benchmark_pers15x10, span_benchmark_proj15x10},
+                             {11, "20x10", span_benchmark_pers20x10, span_benchmark_proj20x10}};
     std::mt19937 rng(test_seed());
-    texture t(40, 8, 40 * 4);
+    texture t(32, 16, 32 * 4);
     t.randomise(rng);
-    for (const tables &impl : implementations())
-        for (float half : {0.0f, 32768.0f}) {
-            guarded_line line(32);
-            impl.run(1, false, line, t,
-                     span_args(0, 30, slot_shape(1), t)
-                         .steps(65536, 0)
-                         .bases(2 * 65536 + half, 3 * 65536));
-            for (int32_t x = 0; x < 30; ++x)
-                for (int c = 0; c < 4; ++c) {
-                    const uint32_t t0 = t.texel(2 + x, 3)[c], t1 = t.texel(3 + x, 3)[c];
-                    ASSERT_EQ((line.at(x) >> (8 * c)) & 255, half == 0 ? t0 : (t0 + t1 + 1) >> 1)
-                        << impl.name << " seed " << test_seed() << " x " << x << " channel " << c;
-                }
+    const span_args a = span_args(2, 21, slot_shape(14), t)
+                            .steps(40000.5f, 12345.25f, 0.002f)
+                            .bases(3000, 7000, 1.1f);
+    const renderer_table_pair pair = rgbq_span_renderers();
+    for (const entry &e : entries)
+        for (bool persp : {true, false}) {
+            const std::string label = std::string(persp ? " pers" : " proj") + e.size + "_w3ta";
+            guarded_line got(24), want(24);
+            testing::internal::CaptureStdout();
+            run(persp ? e.persp : nullptr, e.affine, got, t, a);
+            EXPECT_EQ(testing::internal::GetCapturedStdout(), label);
+            tables{"", pair.persp, pair.affine}.run(e.slot, persp, want, t, a);
+            EXPECT_EQ(got.store, want.store) << label;
         }
 }
 
