@@ -76,23 +76,10 @@ line<typename F::T> random_line(int n, std::mt19937 &rng) {
     return l;
 }
 
-// Coverage 0 (span writers: source alpha 0) over a destination with alpha
-// leaves colour and alpha unchanged, in every role.
-TYPED_TEST(FamilyTest, ZeroWeightChangesNothing) {
-    std::mt19937 rng(7);
-    const family_writers &w = TypeParam::writers();
-    for (size_t r = 0; r < w.coverage.size() + w.span.size(); ++r) {
-        auto l = random_line<TypeParam>(8, rng);
-        if (r >= w.coverage.size()) std::fill(l.src_a.begin(), l.src_a.end(), 0);
-        const auto before = l;
-        l.role(w, r, 0, 8);
-        EXPECT_EQ(l.dst, before.dst) << "role " << r;
-        EXPECT_EQ(l.dst_a, before.dst_a) << "role " << r;
-    }
-}
-
-// Full weights: coverage, source alpha and destination alpha all 4096.
-enum class full { copy, sum, mean };
+// Zero weights (coverage 0; span writers: source alpha 0) leave colour and
+// alpha unchanged. Full weights (coverage, source and destination alpha all
+// 4096) copy, sum or average as tabled by coverage role; span roles copy.
+enum class full { none, copy, sum, mean };
 struct full_case {
     full colour;
     uint16_t alpha; // destination alpha after; 4096 where untouched
@@ -101,30 +88,36 @@ constexpr full_case coverage_full[] = {{full::copy, 4096}, {full::sum, 4096},  {
                                        {full::copy, 4096}, {full::mean, 8192}, {full::sum, 8192},
                                        {full::copy, 4096}, {full::copy, 4096}, {full::copy, 4096},
                                        {full::copy, 4096}, {full::mean, 8192}, {full::sum, 8192}};
-constexpr full_case span_full[] = {
-    {full::copy, 4096}, {full::copy, 4096}, {full::copy, 4096}, {full::copy, 4096}};
 
-TYPED_TEST(FamilyTest, FullWeights) {
+TYPED_TEST(FamilyTest, ZeroAndFullWeights) {
     using T = typename TypeParam::T;
     std::mt19937 rng(11);
     const family_writers &w = TypeParam::writers();
-    for (size_t r = 0; r < w.coverage.size() + w.span.size(); ++r) {
-        auto l = random_line<TypeParam>(8, rng);
-        for (auto *p : {&l.cov, &l.src_a, &l.dst_a}) std::fill(p->begin(), p->end(), 4096);
-        const auto before = l;
-        const full_case fc =
-            r < w.coverage.size() ? coverage_full[r] : span_full[r - w.coverage.size()];
-        l.role(w, r, 0, 8);
-        for (size_t i = 0; i < l.dst.size(); ++i) {
-            const int s = before.src[i], d = before.dst[i];
-            const bool chroma = TypeParam::pairs && i % 2 == 1;
-            const int expected = fc.colour == full::copy   ? s
-                                 : fc.colour == full::mean ? (s + d) / 2
-                                                           : d + s - (chroma ? TypeParam::zero : 0);
-            ASSERT_EQ(l.dst[i], T(expected)) << "role " << r << " sample " << i;
+    const size_t nc = w.coverage.size();
+    for (size_t r = 0; r < nc + w.span.size(); ++r)
+        for (uint16_t weight : {0, 4096}) {
+            auto l = random_line<TypeParam>(8, rng); // coverage 0
+            for (auto *p : {&l.cov, &l.src_a, &l.dst_a})
+                if (weight || (p == &l.src_a && r >= nc)) std::fill(p->begin(), p->end(), weight);
+            const auto before = l;
+            const full_case fc = !weight  ? full_case{full::none, 0}
+                                 : r < nc ? coverage_full[r]
+                                          : full_case{full::copy, 4096};
+            l.role(w, r, 0, 8);
+            for (size_t i = 0; i < l.dst.size(); ++i) {
+                const int s = before.src[i], d = before.dst[i];
+                const bool chroma = TypeParam::pairs && i % 2 == 1;
+                const int expected = fc.colour == full::none   ? d
+                                     : fc.colour == full::copy ? s
+                                     : fc.colour == full::mean
+                                         ? (s + d) / 2
+                                         : d + s - (chroma ? TypeParam::zero : 0);
+                ASSERT_EQ(l.dst[i], T(expected))
+                    << "role " << r << " weight " << weight << " sample " << i;
+            }
+            EXPECT_EQ(l.dst_a, weight ? std::vector<uint16_t>(8, fc.alpha) : before.dst_a)
+                << "role " << r << " weight " << weight;
         }
-        for (uint16_t a : l.dst_a) ASSERT_EQ(a, fc.alpha) << "role " << r;
-    }
 }
 
 // Over a transparent destination (alpha 0), with c = 1000 and a_s = 2000
