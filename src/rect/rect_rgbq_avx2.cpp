@@ -41,26 +41,40 @@ TOVREL_AVX2 inline __m256i pixel_pair(const uint32_t *v, const int32_t *cols, in
 
 TOVREL_AVX2 int32_t hpass_down3_avx2(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io,
                                      int32_t x_step) {
-    alignas(32) int32_t cols[8], w0[8], w1[8], w2[8];
-    int32_t col = 0, run = *run_io;
+    alignas(32) int32_t cols[8];
+    // Left edge of the next pixel in units from the start of column `col`,
+    // in [0, 3 x_step) between groups (x_step >= 2048).
+    int32_t col = 0, edge = x_step - *run_io;
+    const __m256i xs = _mm256_set1_epi32(x_step);
+    const __m256i xs_less1 = _mm256_set1_epi32(x_step - 1);
+    const __m256i units = _mm256_set1_epi32(pixel_units);
+    const __m256i lane_units = _mm256_setr_epi32(0, 4096, 8192, 12288, 16384, 20480, 24576, 28672);
+    const __m256 inv = _mm256_set1_ps(1.0f / float(x_step));
     int32_t j = 0;
     for (; j + 8 <= m; j += 8) {
-        for (int k = 0; k < 8; ++k) {
-            // Taps as in the SSE2 pass, with a mask for "two columns" so
-            // that no branch depends on the pattern of the steps.
-            const int32_t rem = pixel_units - run;
-            const int32_t two = (x_step - 1 - rem) >> 31; // -1 when rem >= x_step, else 0
-            const int32_t s1 = rem + ((x_step - rem) & two);
-            cols[k] = col;
-            w0[k] = run;
-            w1[k] = s1;
-            w2[k] = rem - s1;
-            col += 1 - two;
-            run = x_step + (x_step & two) - rem;
-        }
-        const __m256i W0 = _mm256_load_si256(reinterpret_cast<const __m256i *>(w0));
-        const __m256i W1 = _mm256_load_si256(reinterpret_cast<const __m256i *>(w1));
-        const __m256i W2 = _mm256_load_si256(reinterpret_cast<const __m256i *>(w2));
+        // Left edges u < 2^16 of eight pixels. q = u / x_step (below 32) as
+        // a float product is off by at most 2^-18, far below 1/x_step, so its
+        // truncation can only be one low, at exact multiples: corrected on
+        // the remainder.
+        const __m256i u = _mm256_add_epi32(_mm256_set1_epi32(edge), lane_units);
+        __m256i q = _mm256_cvttps_epi32(_mm256_mul_ps(_mm256_cvtepi32_ps(u), inv));
+        __m256i r = _mm256_sub_epi32(u, _mm256_mullo_epi32(q, xs));
+        const __m256i over = _mm256_cmpgt_epi32(r, xs_less1); // r >= x_step
+        q = _mm256_sub_epi32(q, over);
+        r = _mm256_sub_epi32(r, _mm256_and_si256(over, xs));
+        // Taps as in the SSE2 pass: the rest of column q (run), then either
+        // the remainder in column q + 1, or all of q + 1 and the remainder in
+        // q + 2 when the remainder reaches x_step.
+        const __m256i W0 = _mm256_sub_epi32(xs, r);
+        const __m256i rem = _mm256_sub_epi32(units, W0);
+        const __m256i two = _mm256_cmpgt_epi32(rem, xs_less1);
+        const __m256i W1 = _mm256_blendv_epi8(rem, xs, two);
+        const __m256i W2 = _mm256_sub_epi32(rem, W1);
+        _mm256_store_si256(reinterpret_cast<__m256i *>(cols),
+                           _mm256_add_epi32(q, _mm256_set1_epi32(col)));
+        // Pixel 8 starts 4096 past pixel 7's edge: r7 + 4096 from its column.
+        edge = _mm256_extract_epi32(r, 7) + pixel_units;
+        col = cols[7];
         const __m256i p01 = pixel_pair(v, cols, 0, W0, W1, W2);
         const __m256i p23 = pixel_pair(v, cols, 1, W0, W1, W2);
         const __m256i p45 = pixel_pair(v, cols, 2, W0, W1, W2);
@@ -72,9 +86,121 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(uint8_t *dst, int32_t m, const uint32_t *v,
             reinterpret_cast<__m256i *>(dst + 4 * j),
             _mm256_permutevar8x32_epi32(bytes, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7)));
     }
-    *run_io = run;
+    while (edge >= x_step) {
+        edge -= x_step;
+        ++col;
+    }
+    *run_io = x_step - edge;
     if (j < m) col += rgbq_hpass_down3_sse2(dst + 4 * j, m - j, v + 4 * col, run_io, x_step);
     return col;
+}
+
+// Vertical sums of eight columns per step, as the SSE2 vsum: per column and
+// component the sum of component * row weight (below 2^19), from up to three
+// rows, stored into or added to v. Returns the columns done (a multiple of 8).
+template <int Rows, bool Add>
+TOVREL_AVX2 int32_t vsum_pass_avx2(uint32_t *v, const uint8_t *r0, ptrdiff_t pitch, int32_t cols,
+                                   int32_t w0, int32_t w1, int32_t w2) {
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i w01 =
+        _mm256_set1_epi32(int32_t(uint32_t(w0) | uint32_t(Rows >= 2 ? w1 : 0) << 16));
+    const __m256i w2z = _mm256_set1_epi32(w2);
+    const uint8_t *r1 = Rows >= 2 ? r0 + pitch : r0;
+    const uint8_t *r2 = Rows == 3 ? r1 + pitch : r0;
+    int32_t i = 0;
+    for (; i + 8 <= cols; i += 8) {
+        const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(r0 + 4 * i));
+        const __m256i b =
+            Rows >= 2 ? _mm256_loadu_si256(reinterpret_cast<const __m256i *>(r1 + 4 * i)) : zero;
+        // In-lane unpacking: s0 holds columns 0 | 4, s1 1 | 5, s2 2 | 6, s3 3 | 7.
+        const __m256i lo = _mm256_unpacklo_epi8(a, b);
+        const __m256i hi = _mm256_unpackhi_epi8(a, b);
+        __m256i s0 = _mm256_madd_epi16(_mm256_unpacklo_epi8(lo, zero), w01);
+        __m256i s1 = _mm256_madd_epi16(_mm256_unpackhi_epi8(lo, zero), w01);
+        __m256i s2 = _mm256_madd_epi16(_mm256_unpacklo_epi8(hi, zero), w01);
+        __m256i s3 = _mm256_madd_epi16(_mm256_unpackhi_epi8(hi, zero), w01);
+        if constexpr (Rows == 3) {
+            const __m256i c = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(r2 + 4 * i));
+            const __m256i clo = _mm256_unpacklo_epi8(c, zero);
+            const __m256i chi = _mm256_unpackhi_epi8(c, zero);
+            s0 = _mm256_add_epi32(s0, _mm256_madd_epi16(_mm256_unpacklo_epi16(clo, zero), w2z));
+            s1 = _mm256_add_epi32(s1, _mm256_madd_epi16(_mm256_unpackhi_epi16(clo, zero), w2z));
+            s2 = _mm256_add_epi32(s2, _mm256_madd_epi16(_mm256_unpacklo_epi16(chi, zero), w2z));
+            s3 = _mm256_add_epi32(s3, _mm256_madd_epi16(_mm256_unpackhi_epi16(chi, zero), w2z));
+        }
+        __m256i o[4] = {
+            _mm256_permute2x128_si256(s0, s1, 0x20), _mm256_permute2x128_si256(s2, s3, 0x20),
+            _mm256_permute2x128_si256(s0, s1, 0x31), _mm256_permute2x128_si256(s2, s3, 0x31)};
+        __m256i *q = reinterpret_cast<__m256i *>(v + 4 * i);
+        for (int k = 0; k < 4; ++k) {
+            if constexpr (Add) o[k] = _mm256_add_epi32(o[k], _mm256_load_si256(q + k));
+            _mm256_store_si256(q + k, o[k]);
+        }
+    }
+    return i;
+}
+
+// All rows of a line, three at a time; the last columns (below 8) in SSE2.
+TOVREL_AVX2 void vsum_avx2(uint32_t *v, const uint8_t *src, int32_t cols, const rect_rows &rows) {
+    const int32_t n = 1 + rows.middle + (rows.last_weight != 0 ? 1 : 0);
+    const ptrdiff_t p = rows.pitch;
+    auto weight = [&](int32_t k) {
+        return k == 0             ? rows.first_weight
+               : k <= rows.middle ? rows.middle_weight
+                                  : rows.last_weight;
+    };
+    int32_t done = 0;
+    if (n == 1) {
+        done = vsum_pass_avx2<1, false>(v, src, p, cols, rows.first_weight, 0, 0);
+    } else if (n == 2) {
+        done = vsum_pass_avx2<2, false>(v, src, p, cols, rows.first_weight, weight(1), 0);
+    } else {
+        done = vsum_pass_avx2<3, false>(v, src, p, cols, rows.first_weight, weight(1), weight(2));
+        int32_t k = 3;
+        for (; k + 3 <= n; k += 3)
+            vsum_pass_avx2<3, true>(v, src + k * p, p, cols, weight(k), weight(k + 1),
+                                    weight(k + 2));
+        if (n - k == 2)
+            vsum_pass_avx2<2, true>(v, src + k * p, p, cols, weight(k), weight(k + 1), 0);
+        if (n - k == 1) vsum_pass_avx2<1, true>(v, src + k * p, p, cols, weight(k), 0, 0);
+    }
+    if (done < cols) rgbq_vsum_sse2(v + 4 * done, src + 4 * done, cols - done, rows);
+}
+
+// In-lane even and odd pixels of 16 (two 32-byte loads): destination pixels
+// 0 1 4 5 | 2 3 6 7.
+TOVREL_AVX2 inline __m256i even_pixels(const uint8_t *q) {
+    const __m256 x = _mm256_castsi256_ps(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(q)));
+    const __m256 y =
+        _mm256_castsi256_ps(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(q + 32)));
+    return _mm256_castps_si256(_mm256_shuffle_ps(x, y, _MM_SHUFFLE(2, 0, 2, 0)));
+}
+TOVREL_AVX2 inline __m256i odd_pixels(const uint8_t *q) {
+    const __m256 x = _mm256_castsi256_ps(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(q)));
+    const __m256 y =
+        _mm256_castsi256_ps(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(q + 32)));
+    return _mm256_castps_si256(_mm256_shuffle_ps(x, y, _MM_SHUFFLE(3, 1, 3, 1)));
+}
+
+// Exact 2x2 mean of two rows of weight 1024, eight destination pixels at a
+// time: (a + b + c + d + 2) >> 2 per byte, by the pavgb identity of the SSE2
+// form (avg(p, q) less one where p + q is odd and a + b or c + d was odd).
+// Returns the number of pixels written (a multiple of 8).
+TOVREL_AVX2 int32_t halve2_avx2(uint8_t *dst, int32_t count, const uint8_t *src, ptrdiff_t pitch) {
+    const __m256i one = _mm256_set1_epi8(1);
+    int32_t i = 0;
+    for (; i + 8 <= count; i += 8) {
+        const uint8_t *q = src + 8 * i;
+        const __m256i a = even_pixels(q), b = odd_pixels(q);
+        const __m256i c = even_pixels(q + pitch), d = odd_pixels(q + pitch);
+        const __m256i p = _mm256_avg_epu8(a, b), r = _mm256_avg_epu8(c, d);
+        const __m256i odd_in = _mm256_or_si256(_mm256_xor_si256(a, b), _mm256_xor_si256(c, d));
+        const __m256i t = _mm256_and_si256(_mm256_and_si256(_mm256_xor_si256(p, r), odd_in), one);
+        const __m256i m = _mm256_sub_epi8(_mm256_avg_epu8(p, r), t);
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst + 4 * i),
+                            _mm256_permute4x64_epi64(m, _MM_SHUFFLE(3, 1, 2, 0)));
+    }
+    return i;
 }
 
 #undef TOVREL_AVX2
@@ -84,8 +210,14 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(uint8_t *dst, int32_t m, const uint32_t *v,
 void rgbq_run_avx2(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_rows &rows,
                    int32_t x_step) {
     const bool halving = x_step == 2048 && cur->run == 2048;
+    if (halving && rows.middle == 0 && rows.first_weight == 1024 && rows.last_weight == 1024) {
+        const int32_t done = halve2_avx2(dst, count, cur->src, rows.pitch);
+        cur->src += ptrdiff_t(done) * 8;
+        dst += ptrdiff_t(done) * 4;
+        count -= done;
+    }
     if (x_step >= 2048 && x_step < pixel_units && !halving && count > 0)
-        rgbq_run_columns(dst, count, cur, rows, x_step, hpass_down3_avx2);
+        rgbq_run_columns(dst, count, cur, rows, x_step, vsum_avx2, hpass_down3_avx2);
     else
         rgbq_run_sse2(dst, count, cur, rows, x_step);
 }

@@ -16,10 +16,17 @@ inline constexpr int32_t rgbq_chunk_columns = 512;
 using rgbq_hpass_fn = int32_t (*)(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run,
                                   int32_t x_step);
 
-// A run through column sums, a chunk of columns at a time (SSE2 vertical
-// sums), with the given horizontal pass.
+// Vertical sums of `cols` columns from src into v (per column four uint32,
+// each the sum of component * row weight over the line's rows, below 2^19).
+using rgbq_vsum_fn = void (*)(uint32_t *v, const uint8_t *src, int32_t cols, const rect_rows &rows);
+
+// A run through column sums, a chunk of columns at a time, with the given
+// vertical and horizontal passes.
 void rgbq_run_columns(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_rows &rows,
-                      int32_t x_step, rgbq_hpass_fn hpass);
+                      int32_t x_step, rgbq_vsum_fn vsum, rgbq_hpass_fn hpass);
+
+// The SSE2 vertical sums.
+void rgbq_vsum_sse2(uint32_t *v, const uint8_t *src, int32_t cols, const rect_rows &rows);
 
 // The SSE2 pass for 2048 <= x_step < 4096.
 int32_t rgbq_hpass_down3_sse2(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run,

@@ -383,8 +383,12 @@ int32_t rgbq_hpass_down3_sse2(uint8_t *dst, int32_t m, const uint32_t *v, int32_
     return hpass_down3(dst, m, v, run, x_step);
 }
 
+void rgbq_vsum_sse2(uint32_t *v, const uint8_t *src, int32_t cols, const rect_rows &rows) {
+    vsum(v, src, cols, rows);
+}
+
 void rgbq_run_columns(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_rows &rows,
-                      int32_t x_step, rgbq_hpass_fn hpass) {
+                      int32_t x_step, rgbq_vsum_fn vsum_fn, rgbq_hpass_fn hpass) {
     // Two zeroed columns follow the summed ones for taps of weight 0.
     alignas(32) uint32_t v[(rgbq_chunk_columns + 2) * 4];
     while (count > 0) {
@@ -401,7 +405,7 @@ void rgbq_run_columns(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_
         const int64_t units = int64_t{m} * pixel_units;
         const int32_t cols =
             units > cur->run ? int32_t((units - cur->run + x_step - 1) / x_step) + 1 : 1;
-        vsum(v, cur->src, cols, rows);
+        vsum_fn(v, cur->src, cols, rows);
         std::memset(v + 4 * cols, 0, 2 * 4 * sizeof(uint32_t));
         const int32_t moved = hpass(dst, m, v, &cur->run, x_step);
         cur->src += ptrdiff_t(moved) * 4;
@@ -432,7 +436,7 @@ void rgbq_run_sse2(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_row
                           : x_step >= 2048      ? hpass_down3
                                                 : hpass_down;
     if (x_step == 2048 && cur->run == 2048) hpass = hpass_half;
-    rgbq_run_columns(dst, count, cur, rows, x_step, hpass);
+    rgbq_run_columns(dst, count, cur, rows, x_step, vsum, hpass);
 }
 
 } // namespace tovrel::rect

@@ -52,6 +52,10 @@ struct rgbq_policy {
     // Without source alpha, the whole pixels after the first on a whole line
     // are the rounded area mean (with alpha 4096), for every write rule.
     static constexpr bool whole_runs = Src == src_alpha_rule::none;
+    // The plain copy writes a whole first pixel by the same rounded mean
+    // ((sum + 2^22 + old * 0) >> 23), so it joins the run: an aligned 1:1
+    // line is then one straight copy.
+    static constexpr bool whole_first = whole_runs && Dst == dst_alpha_rule::none && !Tile;
 };
 
 // Per-pixel sums. Colour terms are component * weight with weight at most
@@ -233,6 +237,7 @@ void rgbq_kernel(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t
     int32_t remaining = width;
     int32_t cover = first_width;
     bool first = true;
+    if constexpr (P::whole_first) first = !(whole_line && first_width == pixel_units);
     while (remaining > 0) {
         if (!first) {
             if constexpr (P::whole_runs) {

@@ -45,6 +45,10 @@ run_case random_run(std::mt19937 &rng) {
     const int64_t budget = (int64_t{1} << 21) / (2 + k.rows.middle); // bytes of source
     const int64_t max_count = std::max<int64_t>(1, (budget / 4 - 2) * k.x_step / 4096);
     k.count = 1 + int32_t(rng() % std::min<int64_t>(300, max_count));
+    if (rng() % 8 == 0) { // exact 2x2 halving
+        k.x_step = k.run = 2048;
+        k.rows = {0, 0, 1024, 0, 1024, 1024};
+    }
     return k;
 }
 
