@@ -242,48 +242,6 @@ void blend_rgbqa_over_premul_c(const span_rows *d, const span_rows *s, int32_t x
     pixel_span_writer<rgbq_layout, rule_blend_a_over_premul>(d, s, x0, x1);
 }
 
-#if !defined(__SSE2__)
-void write_rgbq(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0, int32_t x1) {
-    write_rgbq_c(d, s, c, x0, x1);
-}
-void add_rgbq(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0, int32_t x1) {
-    add_rgbq_c(d, s, c, x0, x1);
-}
-void write_rgbq_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                            int32_t x1) {
-    write_rgbq_over_premul_c(d, s, c, x0, x1);
-}
-void add_rgbq_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                          int32_t x1) {
-    add_rgbq_over_premul_c(d, s, c, x0, x1);
-}
-void write_rgbqa_straight(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                          int32_t x1) {
-    write_rgbqa_straight_c(d, s, c, x0, x1);
-}
-void write_rgbqa_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                        int32_t x1) {
-    write_rgbqa_premul_c(d, s, c, x0, x1);
-}
-void write_rgbqa_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                             int32_t x1) {
-    write_rgbqa_over_premul_c(d, s, c, x0, x1);
-}
-void add_rgbqa_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                           int32_t x1) {
-    add_rgbqa_over_premul_c(d, s, c, x0, x1);
-}
-void blend_rgbqa_straight(const span_rows *d, const span_rows *s, int32_t x0, int32_t x1) {
-    blend_rgbqa_straight_c(d, s, x0, x1);
-}
-void blend_rgbqa_premul(const span_rows *d, const span_rows *s, int32_t x0, int32_t x1) {
-    blend_rgbqa_premul_c(d, s, x0, x1);
-}
-void blend_rgbqa_over_premul(const span_rows *d, const span_rows *s, int32_t x0, int32_t x1) {
-    blend_rgbqa_over_premul_c(d, s, x0, x1);
-}
-#endif
-
 // ---------------------------------------------------------------------------
 // YUY2
 

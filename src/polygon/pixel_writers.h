@@ -34,13 +34,11 @@ using span_writer_fn = void(const span_rows *dst, const span_rows *src, int32_t 
 static_assert(std::is_same_v<coverage_writer_fn *, coverage_writer> &&
               std::is_same_v<span_writer_fn *, span_writer>);
 
-// RGBQ: four bytes per pixel, all four blended alike.
-coverage_writer_fn write_rgbq, add_rgbq, write_rgbq_over_straight, write_rgbq_over_premul,
-    add_rgbq_over_straight, add_rgbq_over_premul, write_rgbqa_straight, write_rgbqa_premul,
-    write_rgbqa_over_straight, write_rgbqa_over_premul, add_rgbqa_over_straight,
-    add_rgbqa_over_premul;
-span_writer_fn blend_rgbqa_straight, blend_rgbqa_premul, blend_rgbqa_over_straight,
-    blend_rgbqa_over_premul;
+// RGBQ: four bytes per pixel, all four blended alike. The other eleven
+// RGBQ names are chosen below from a scalar and an SSE2 version.
+coverage_writer_fn write_rgbq_over_straight, add_rgbq_over_straight, write_rgbqa_over_straight,
+    add_rgbqa_over_straight;
+span_writer_fn blend_rgbqa_over_straight;
 
 // YUY2: bytes Y0 U Y1 V; additive chroma accumulates around 128.
 coverage_writer_fn write_yuy2, add_yuy2, write_yuy2_over_straight, write_yuy2_over_premul,
@@ -70,18 +68,42 @@ coverage_writer_fn write_s16x4, write_s16x4_into_alpha, add_s16x4_opaque, add_s1
 // w12b alpha = 4096, and S16X4A component 3 = 4096, over [x0, x1).
 span_writer_fn fill_alpha_opaque, fill_s16x4_alpha_opaque;
 
-// Scalar statements (_c) and SSE2 versions of the RGBQ writers that have
-// both; the unsuffixed names above are the best version for the build.
+// Scalar statements (_c) and SSE2 versions (defined where SSE2 is
+// available) of the RGBQ writers that have both.
 coverage_writer_fn write_rgbq_c, add_rgbq_c, write_rgbq_over_premul_c, add_rgbq_over_premul_c,
     write_rgbqa_straight_c, write_rgbqa_premul_c, write_rgbqa_over_premul_c,
     add_rgbqa_over_premul_c;
 span_writer_fn blend_rgbqa_straight_c, blend_rgbqa_premul_c, blend_rgbqa_over_premul_c;
-#if defined(__SSE2__)
 coverage_writer_fn write_rgbq_sse2, add_rgbq_sse2, write_rgbq_over_premul_sse2,
     add_rgbq_over_premul_sse2, write_rgbqa_straight_sse2, write_rgbqa_premul_sse2,
     write_rgbqa_over_premul_sse2, add_rgbqa_over_premul_sse2;
 span_writer_fn blend_rgbqa_straight_sse2, blend_rgbqa_premul_sse2, blend_rgbqa_over_premul_sse2;
+
+// The unsuffixed names are the best version for the build: SSE2, the
+// baseline of every x86 build, else the scalar statement.
+template <class Fn>
+constexpr Fn *best_writer([[maybe_unused]] Fn *c, [[maybe_unused]] Fn *sse2) {
+#if defined(__SSE2__)
+    return sse2;
+#else
+    return c;
 #endif
+}
+inline constexpr coverage_writer
+    write_rgbq = best_writer(write_rgbq_c, write_rgbq_sse2),
+    add_rgbq = best_writer(add_rgbq_c, add_rgbq_sse2),
+    write_rgbq_over_premul = best_writer(write_rgbq_over_premul_c, write_rgbq_over_premul_sse2),
+    add_rgbq_over_premul = best_writer(add_rgbq_over_premul_c, add_rgbq_over_premul_sse2),
+    write_rgbqa_straight = best_writer(write_rgbqa_straight_c, write_rgbqa_straight_sse2),
+    write_rgbqa_premul = best_writer(write_rgbqa_premul_c, write_rgbqa_premul_sse2),
+    write_rgbqa_over_premul = best_writer(write_rgbqa_over_premul_c, write_rgbqa_over_premul_sse2),
+    add_rgbqa_over_premul = best_writer(add_rgbqa_over_premul_c, add_rgbqa_over_premul_sse2);
+inline constexpr span_writer blend_rgbqa_straight =
+                                 best_writer(blend_rgbqa_straight_c, blend_rgbqa_straight_sse2),
+                             blend_rgbqa_premul =
+                                 best_writer(blend_rgbqa_premul_c, blend_rgbqa_premul_sse2),
+                             blend_rgbqa_over_premul = best_writer(blend_rgbqa_over_premul_c,
+                                                                   blend_rgbqa_over_premul_sse2);
 
 // ---------------------------------------------------------------------------
 // The sixteen roles of the RGBQ, YUY2 and W210 families as tables.

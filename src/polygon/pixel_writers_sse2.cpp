@@ -162,47 +162,6 @@ void blend_rgbqa_over_premul_sse2(const span_rows *d, const span_rows *s, int32_
                               x1);
 }
 
-// SSE2 is the baseline on x86: the public names are the SSE2 versions.
-void write_rgbq(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0, int32_t x1) {
-    write_rgbq_sse2(d, s, c, x0, x1);
-}
-void add_rgbq(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0, int32_t x1) {
-    add_rgbq_sse2(d, s, c, x0, x1);
-}
-void write_rgbq_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                            int32_t x1) {
-    write_rgbq_over_premul_sse2(d, s, c, x0, x1);
-}
-void add_rgbq_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                          int32_t x1) {
-    add_rgbq_over_premul_sse2(d, s, c, x0, x1);
-}
-void write_rgbqa_straight(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                          int32_t x1) {
-    write_rgbqa_straight_sse2(d, s, c, x0, x1);
-}
-void write_rgbqa_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                        int32_t x1) {
-    write_rgbqa_premul_sse2(d, s, c, x0, x1);
-}
-void write_rgbqa_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                             int32_t x1) {
-    write_rgbqa_over_premul_sse2(d, s, c, x0, x1);
-}
-void add_rgbqa_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                           int32_t x1) {
-    add_rgbqa_over_premul_sse2(d, s, c, x0, x1);
-}
-void blend_rgbqa_straight(const span_rows *d, const span_rows *s, int32_t x0, int32_t x1) {
-    blend_rgbqa_straight_sse2(d, s, x0, x1);
-}
-void blend_rgbqa_premul(const span_rows *d, const span_rows *s, int32_t x0, int32_t x1) {
-    blend_rgbqa_premul_sse2(d, s, x0, x1);
-}
-void blend_rgbqa_over_premul(const span_rows *d, const span_rows *s, int32_t x0, int32_t x1) {
-    blend_rgbqa_over_premul_sse2(d, s, x0, x1);
-}
-
 } // namespace tovrel
 
 #endif // __SSE2__
