@@ -205,15 +205,18 @@ TEST(MapPolygon, EdgeAntiAliasingBlendsByArea) {
         for (int i = 0; i < 24 * 20; ++i) {
             const int x = i % 24, y = i / 24, a = dst.alpha_at(x, y);
             const double area = exact_cover(slanted, x, y) / 4096.0;
-            if (mode >= 0) ASSERT_NEAR(a, area * 4096, 3) << x << "," << y;
+            if (mode >= 0) {
+                ASSERT_NEAR(a, area * 4096, 3) << x << "," << y;
+            }
             for (int c = 0; c < 4; ++c) {
-                const int t = channel(texel, c);
-                if (mode < 0)
+                const int t = channel(texel, c), want = mode == 1 ? t : (t * a) >> 12;
+                if (mode < 0) {
                     ASSERT_NEAR(dst.ch(x, y, c), t * area + channel(background, c) * (1 - area),
                                 1.5)
                         << x << "," << y;
-                else if (a > 0)
-                    ASSERT_EQ(dst.ch(x, y, c), mode == 1 ? t : (t * a) >> 12) << x << "," << y;
+                } else if (a > 0) {
+                    ASSERT_EQ(dst.ch(x, y, c), want) << x << "," << y;
+                }
             }
         }
     }
