@@ -19,7 +19,7 @@ struct share_case {
     op kind;
     uint32_t flags, opts;
     int threads;
-    float dst[4], src[4]; // rectangles only
+    float dst[4]{}, src[4]{}; // rectangles only
 };
 
 // Test listings show the case name, not the record's bytes.
