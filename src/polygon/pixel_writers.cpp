@@ -243,128 +243,96 @@ void blend_rgbqa_over_premul_c(const span_rows *d, const span_rows *s, int32_t x
 }
 
 // ---------------------------------------------------------------------------
-// YUY2
+// YUY2 and W210
 
-void write_yuy2(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0, int32_t x1) {
-    pair_writer<yuy2_layout, rule_write>(d, s, c, x0, x1);
-}
-void add_yuy2(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0, int32_t x1) {
-    pair_writer<yuy2_layout, rule_add>(d, s, c, x0, x1);
-}
-void write_yuy2_over_straight(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                              int32_t x1) {
-    pair_writer<yuy2_layout, rule_write_over_straight>(d, s, c, x0, x1);
-}
-void write_yuy2_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
+namespace {
+template <pair_format F>
+using pair_layout = std::conditional_t<F == pair_format::yuy2, yuy2_layout, w210_layout>;
+} // namespace
+
+template <pair_format F>
+void pair_writers<F>::write(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
                             int32_t x1) {
-    pair_writer<yuy2_layout, rule_write_over_premul>(d, s, c, x0, x1);
+    pair_writer<pair_layout<F>, rule_write>(d, s, c, x0, x1);
 }
-void add_yuy2_over_straight(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                            int32_t x1) {
-    pair_writer<yuy2_layout, rule_add_over_straight>(d, s, c, x0, x1);
-}
-void add_yuy2_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
+template <pair_format F>
+void pair_writers<F>::add(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
                           int32_t x1) {
-    pair_writer<yuy2_layout, rule_add_over_premul>(d, s, c, x0, x1);
+    pair_writer<pair_layout<F>, rule_add>(d, s, c, x0, x1);
 }
-void write_yuy2a_straight(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                          int32_t x1) {
-    pair_writer<yuy2_layout, rule_write_a_straight>(d, s, c, x0, x1);
+template <pair_format F>
+void pair_writers<F>::write_over_straight(const span_rows *d, const span_rows *s, coverage_ptr c,
+                                          int32_t x0, int32_t x1) {
+    pair_writer<pair_layout<F>, rule_write_over_straight>(d, s, c, x0, x1);
 }
-void write_yuy2a_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                        int32_t x1) {
-    pair_writer<yuy2_layout, rule_write_a_premul>(d, s, c, x0, x1);
+template <pair_format F>
+void pair_writers<F>::write_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c,
+                                        int32_t x0, int32_t x1) {
+    pair_writer<pair_layout<F>, rule_write_over_premul>(d, s, c, x0, x1);
 }
-void write_yuy2a_over_straight(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                               int32_t x1) {
-    pair_writer<yuy2_layout, rule_write_a_over_straight>(d, s, c, x0, x1);
+template <pair_format F>
+void pair_writers<F>::add_over_straight(const span_rows *d, const span_rows *s, coverage_ptr c,
+                                        int32_t x0, int32_t x1) {
+    pair_writer<pair_layout<F>, rule_add_over_straight>(d, s, c, x0, x1);
 }
-void write_yuy2a_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                             int32_t x1) {
-    pair_writer<yuy2_layout, rule_write_a_over_premul>(d, s, c, x0, x1);
+template <pair_format F>
+void pair_writers<F>::add_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c,
+                                      int32_t x0, int32_t x1) {
+    pair_writer<pair_layout<F>, rule_add_over_premul>(d, s, c, x0, x1);
 }
-void add_yuy2a_over_straight(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                             int32_t x1) {
-    pair_writer<yuy2_layout, rule_add_a_over_straight>(d, s, c, x0, x1);
+template <pair_format F>
+void pair_writers<F>::write_a_straight(const span_rows *d, const span_rows *s, coverage_ptr c,
+                                       int32_t x0, int32_t x1) {
+    pair_writer<pair_layout<F>, rule_write_a_straight>(d, s, c, x0, x1);
 }
-void add_yuy2a_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                           int32_t x1) {
-    pair_writer<yuy2_layout, rule_add_a_over_premul>(d, s, c, x0, x1);
+template <pair_format F>
+void pair_writers<F>::write_a_premul(const span_rows *d, const span_rows *s, coverage_ptr c,
+                                     int32_t x0, int32_t x1) {
+    pair_writer<pair_layout<F>, rule_write_a_premul>(d, s, c, x0, x1);
 }
-void blend_yuy2a_straight(const span_rows *d, const span_rows *s, int32_t x0, int32_t x1) {
-    pair_span_writer<yuy2_layout, rule_blend_a_straight>(d, s, x0, x1);
+template <pair_format F>
+void pair_writers<F>::write_a_over_straight(const span_rows *d, const span_rows *s, coverage_ptr c,
+                                            int32_t x0, int32_t x1) {
+    pair_writer<pair_layout<F>, rule_write_a_over_straight>(d, s, c, x0, x1);
 }
-void blend_yuy2a_premul(const span_rows *d, const span_rows *s, int32_t x0, int32_t x1) {
-    pair_span_writer<yuy2_layout, rule_blend_a_premul>(d, s, x0, x1);
+template <pair_format F>
+void pair_writers<F>::write_a_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c,
+                                          int32_t x0, int32_t x1) {
+    pair_writer<pair_layout<F>, rule_write_a_over_premul>(d, s, c, x0, x1);
 }
-void blend_yuy2a_over_straight(const span_rows *d, const span_rows *s, int32_t x0, int32_t x1) {
-    pair_span_writer<yuy2_layout, rule_blend_a_over_straight>(d, s, x0, x1);
+template <pair_format F>
+void pair_writers<F>::add_a_over_straight(const span_rows *d, const span_rows *s, coverage_ptr c,
+                                          int32_t x0, int32_t x1) {
+    pair_writer<pair_layout<F>, rule_add_a_over_straight>(d, s, c, x0, x1);
 }
-void blend_yuy2a_over_premul(const span_rows *d, const span_rows *s, int32_t x0, int32_t x1) {
-    pair_span_writer<yuy2_layout, rule_blend_a_over_premul>(d, s, x0, x1);
+template <pair_format F>
+void pair_writers<F>::add_a_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c,
+                                        int32_t x0, int32_t x1) {
+    pair_writer<pair_layout<F>, rule_add_a_over_premul>(d, s, c, x0, x1);
+}
+template <pair_format F>
+void pair_writers<F>::blend_a_straight(const span_rows *d, const span_rows *s, int32_t x0,
+                                       int32_t x1) {
+    pair_span_writer<pair_layout<F>, rule_blend_a_straight>(d, s, x0, x1);
+}
+template <pair_format F>
+void pair_writers<F>::blend_a_premul(const span_rows *d, const span_rows *s, int32_t x0,
+                                     int32_t x1) {
+    pair_span_writer<pair_layout<F>, rule_blend_a_premul>(d, s, x0, x1);
+}
+template <pair_format F>
+void pair_writers<F>::blend_a_over_straight(const span_rows *d, const span_rows *s, int32_t x0,
+                                            int32_t x1) {
+    pair_span_writer<pair_layout<F>, rule_blend_a_over_straight>(d, s, x0, x1);
+}
+template <pair_format F>
+void pair_writers<F>::blend_a_over_premul(const span_rows *d, const span_rows *s, int32_t x0,
+                                          int32_t x1) {
+    pair_span_writer<pair_layout<F>, rule_blend_a_over_premul>(d, s, x0, x1);
 }
 
-// ---------------------------------------------------------------------------
-// W210
-
-void write_w210(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0, int32_t x1) {
-    pair_writer<w210_layout, rule_write>(d, s, c, x0, x1);
-}
-void add_w210(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0, int32_t x1) {
-    pair_writer<w210_layout, rule_add>(d, s, c, x0, x1);
-}
-void write_w210_over_straight(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                              int32_t x1) {
-    pair_writer<w210_layout, rule_write_over_straight>(d, s, c, x0, x1);
-}
-void write_w210_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                            int32_t x1) {
-    pair_writer<w210_layout, rule_write_over_premul>(d, s, c, x0, x1);
-}
-void add_w210_over_straight(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                            int32_t x1) {
-    pair_writer<w210_layout, rule_add_over_straight>(d, s, c, x0, x1);
-}
-void add_w210_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                          int32_t x1) {
-    pair_writer<w210_layout, rule_add_over_premul>(d, s, c, x0, x1);
-}
-void write_w210a_straight(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                          int32_t x1) {
-    pair_writer<w210_layout, rule_write_a_straight>(d, s, c, x0, x1);
-}
-void write_w210a_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                        int32_t x1) {
-    pair_writer<w210_layout, rule_write_a_premul>(d, s, c, x0, x1);
-}
-void write_w210a_over_straight(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                               int32_t x1) {
-    pair_writer<w210_layout, rule_write_a_over_straight>(d, s, c, x0, x1);
-}
-void write_w210a_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                             int32_t x1) {
-    pair_writer<w210_layout, rule_write_a_over_premul>(d, s, c, x0, x1);
-}
-void add_w210a_over_straight(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                             int32_t x1) {
-    pair_writer<w210_layout, rule_add_a_over_straight>(d, s, c, x0, x1);
-}
-void add_w210a_over_premul(const span_rows *d, const span_rows *s, coverage_ptr c, int32_t x0,
-                           int32_t x1) {
-    pair_writer<w210_layout, rule_add_a_over_premul>(d, s, c, x0, x1);
-}
-void blend_w210a_straight(const span_rows *d, const span_rows *s, int32_t x0, int32_t x1) {
-    pair_span_writer<w210_layout, rule_blend_a_straight>(d, s, x0, x1);
-}
-void blend_w210a_premul(const span_rows *d, const span_rows *s, int32_t x0, int32_t x1) {
-    pair_span_writer<w210_layout, rule_blend_a_premul>(d, s, x0, x1);
-}
-void blend_w210a_over_straight(const span_rows *d, const span_rows *s, int32_t x0, int32_t x1) {
-    pair_span_writer<w210_layout, rule_blend_a_over_straight>(d, s, x0, x1);
-}
-void blend_w210a_over_premul(const span_rows *d, const span_rows *s, int32_t x0, int32_t x1) {
-    pair_span_writer<w210_layout, rule_blend_a_over_premul>(d, s, x0, x1);
-}
+template struct pair_writers<pair_format::yuy2>;
+template struct pair_writers<pair_format::w210>;
 
 // ---------------------------------------------------------------------------
 // word, S16X4A / S16X4 and the fills

@@ -40,21 +40,18 @@ coverage_writer_fn write_rgbq_over_straight, add_rgbq_over_straight, write_rgbqa
     add_rgbqa_over_straight;
 span_writer_fn blend_rgbqa_over_straight;
 
-// YUY2: bytes Y0 U Y1 V; additive chroma accumulates around 128.
-coverage_writer_fn write_yuy2, add_yuy2, write_yuy2_over_straight, write_yuy2_over_premul,
-    add_yuy2_over_straight, add_yuy2_over_premul, write_yuy2a_straight, write_yuy2a_premul,
-    write_yuy2a_over_straight, write_yuy2a_over_premul, add_yuy2a_over_straight,
-    add_yuy2a_over_premul;
-span_writer_fn blend_yuy2a_straight, blend_yuy2a_premul, blend_yuy2a_over_straight,
-    blend_yuy2a_over_premul;
-
-// W210: 16-bit words Y0 U Y1 V (10 bits used); additive chroma around 512.
-coverage_writer_fn write_w210, add_w210, write_w210_over_straight, write_w210_over_premul,
-    add_w210_over_straight, add_w210_over_premul, write_w210a_straight, write_w210a_premul,
-    write_w210a_over_straight, write_w210a_over_premul, add_w210a_over_straight,
-    add_w210a_over_premul;
-span_writer_fn blend_w210a_straight, blend_w210a_premul, blend_w210a_over_straight,
-    blend_w210a_over_premul;
+// YUY2 (bytes Y0 U Y1 V, additive chroma around 128) and W210 (16-bit
+// words Y0 U Y1 V, 10 bits used, additive chroma around 512): one writer
+// per role, the same code for both formats.
+enum class pair_format : uint8_t { yuy2, w210 };
+template <pair_format F>
+struct pair_writers {
+    static coverage_writer_fn write, add, write_over_straight, write_over_premul, add_over_straight,
+        add_over_premul, write_a_straight, write_a_premul, write_a_over_straight,
+        write_a_over_premul, add_a_over_straight, add_a_over_premul;
+    static span_writer_fn blend_a_straight, blend_a_premul, blend_a_over_straight,
+        blend_a_over_premul;
+};
 
 // word: one unsigned 16-bit sample per pixel.
 coverage_writer_fn write_word, add_word_over;
@@ -153,23 +150,18 @@ inline constexpr family_writers rgbq_writers = {
     std::to_array<span_writer>({blend_rgbqa_straight, blend_rgbqa_premul, blend_rgbqa_over_straight,
                                 blend_rgbqa_over_premul})};
 
-inline constexpr family_writers yuy2_writers = {
-    std::to_array<coverage_writer>({write_yuy2, add_yuy2, write_yuy2_over_straight,
-                                    write_yuy2_over_premul, add_yuy2_over_straight,
-                                    add_yuy2_over_premul, write_yuy2a_straight, write_yuy2a_premul,
-                                    write_yuy2a_over_straight, write_yuy2a_over_premul,
-                                    add_yuy2a_over_straight, add_yuy2a_over_premul}),
-    std::to_array<span_writer>({blend_yuy2a_straight, blend_yuy2a_premul, blend_yuy2a_over_straight,
-                                blend_yuy2a_over_premul})};
-
-inline constexpr family_writers w210_writers = {
-    std::to_array<coverage_writer>({write_w210, add_w210, write_w210_over_straight,
-                                    write_w210_over_premul, add_w210_over_straight,
-                                    add_w210_over_premul, write_w210a_straight, write_w210a_premul,
-                                    write_w210a_over_straight, write_w210a_over_premul,
-                                    add_w210a_over_straight, add_w210a_over_premul}),
-    std::to_array<span_writer>({blend_w210a_straight, blend_w210a_premul, blend_w210a_over_straight,
-                                blend_w210a_over_premul})};
+template <class W>
+constexpr family_writers pair_family() {
+    return {
+        std::to_array<coverage_writer>(
+            {W::write, W::add, W::write_over_straight, W::write_over_premul, W::add_over_straight,
+             W::add_over_premul, W::write_a_straight, W::write_a_premul, W::write_a_over_straight,
+             W::write_a_over_premul, W::add_a_over_straight, W::add_a_over_premul}),
+        std::to_array<span_writer>({W::blend_a_straight, W::blend_a_premul,
+                                    W::blend_a_over_straight, W::blend_a_over_premul})};
+}
+inline constexpr family_writers yuy2_writers = pair_family<pair_writers<pair_format::yuy2>>();
+inline constexpr family_writers w210_writers = pair_family<pair_writers<pair_format::w210>>();
 
 // ---------------------------------------------------------------------------
 // The rules, written once for every family and for scalar and vector lanes
