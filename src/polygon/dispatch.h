@@ -18,7 +18,7 @@ struct dispatch_choice {
     affine_span_renderer affine_renderer;
     persp_span_renderer direct_persp_renderer; // into the destination
     affine_span_renderer direct_affine_renderer;
-    bool via_line_buffer; // span_via_line_buffer rather than span_direct
+    bool via_line_buffer; // span_render renders into the line buffer
     tovrel::span_writer span_writer;
     tovrel::coverage_writer coverage_writer;
     bool reads_src_alpha; // the source's w12b plane

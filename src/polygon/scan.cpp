@@ -128,51 +128,28 @@ span_coefficients span_gradients(const span_context &ctx, const edge_record &l,
     return constant_coefficients(ctx, l, r, yc, xl, xr, x0, x1);
 }
 
-template <bool Perspective>
-void span_direct(const span_context *ctx, const span_rows *rows, const edge_record *left,
+template <bool ViaLineBuffer, bool Perspective>
+void span_render(const span_context *ctx, const span_rows *rows, const edge_record *left,
                  const edge_record *right, double yc, double xl, double xr, int32_t x0,
                  int32_t x1) {
     const span_coefficients c = span_gradients(*ctx, *left, *right, yc, xl, xr, x0, x1);
+    const span_rows *target = ViaLineBuffer ? &ctx->line_buffer : rows;
     if constexpr (Perspective)
-        ctx->direct_persp_renderer(rows, x0, x1, &ctx->source, ctx->src_u_limit, ctx->src_v_limit,
-                                   c.u_step, c.v_step, c.u_base, c.v_base, c.w_step, c.w_base);
+        (ViaLineBuffer ? ctx->persp_renderer : ctx->direct_persp_renderer)(
+            target, x0, x1, &ctx->source, ctx->src_u_limit, ctx->src_v_limit, c.u_step, c.v_step,
+            c.u_base, c.v_base, c.w_step, c.w_base);
     else
-        ctx->direct_affine_renderer(rows, x0, x1, &ctx->source, ctx->src_u_limit, ctx->src_v_limit,
-                                    c.u_step, c.v_step, c.u_base, c.v_base);
-    if (ctx->span_writer) ctx->span_writer(rows, &ctx->line_buffer, x0, x1);
+        (ViaLineBuffer ? ctx->affine_renderer : ctx->direct_affine_renderer)(
+            target, x0, x1, &ctx->source, ctx->src_u_limit, ctx->src_v_limit, c.u_step, c.v_step,
+            c.u_base, c.v_base);
+    if (ViaLineBuffer || ctx->span_writer) ctx->span_writer(rows, &ctx->line_buffer, x0, x1);
 }
-
-template <bool Perspective>
-void span_via_line_buffer(const span_context *ctx, const span_rows *rows, const edge_record *left,
-                          const edge_record *right, double yc, double xl, double xr, int32_t x0,
-                          int32_t x1) {
-    const span_coefficients c = span_gradients(*ctx, *left, *right, yc, xl, xr, x0, x1);
-    if constexpr (Perspective)
-        ctx->persp_renderer(&ctx->line_buffer, x0, x1, &ctx->source, ctx->src_u_limit,
-                            ctx->src_v_limit, c.u_step, c.v_step, c.u_base, c.v_base, c.w_step,
-                            c.w_base);
-    else
-        ctx->affine_renderer(&ctx->line_buffer, x0, x1, &ctx->source, ctx->src_u_limit,
-                             ctx->src_v_limit, c.u_step, c.v_step, c.u_base, c.v_base);
-    ctx->span_writer(rows, &ctx->line_buffer, x0, x1);
-}
-
-template void span_direct<false>(const span_context *, const span_rows *, const edge_record *,
-                                 const edge_record *, double, double, double, int32_t, int32_t);
-template void span_direct<true>(const span_context *, const span_rows *, const edge_record *,
-                                const edge_record *, double, double, double, int32_t, int32_t);
-template void span_via_line_buffer<false>(const span_context *, const span_rows *,
-                                          const edge_record *, const edge_record *, double, double,
-                                          double, int32_t, int32_t);
-template void span_via_line_buffer<true>(const span_context *, const span_rows *,
-                                         const edge_record *, const edge_record *, double, double,
-                                         double, int32_t, int32_t);
 
 span_routine select_span_routine(bool via_line_buffer, bool perspective) {
     // [via line buffer][perspective]
     static constexpr std::array<std::array<span_routine, 2>, 2> routines{{
-        {{&span_direct<false>, &span_direct<true>}},
-        {{&span_via_line_buffer<false>, &span_via_line_buffer<true>}},
+        {{&span_render<false, false>, &span_render<false, true>}},
+        {{&span_render<true, false>, &span_render<true, true>}},
     }};
     return routines[via_line_buffer ? 1 : 0][perspective ? 1 : 0];
 }

@@ -25,17 +25,12 @@ span_coefficients span_gradients(const span_context &ctx, const edge_record &lef
                                  const edge_record &right, double yc, double xl, double xr,
                                  int32_t x0, int32_t x1);
 
-// Renders straight into the destination rows, then completes the span with
-// ctx.span_writer when one is set.
-template <bool Perspective>
-void span_direct(const span_context *ctx, const span_rows *rows, const edge_record *left,
+// Renders straight into the destination rows and completes the span with
+// ctx.span_writer when one is set, or (ViaLineBuffer) renders into the
+// line buffer and merges it with ctx.span_writer.
+template <bool ViaLineBuffer, bool Perspective>
+void span_render(const span_context *ctx, const span_rows *rows, const edge_record *left,
                  const edge_record *right, double yc, double xl, double xr, int32_t x0, int32_t x1);
-
-// Renders into the line buffer, then merges it with ctx.span_writer.
-template <bool Perspective>
-void span_via_line_buffer(const span_context *ctx, const span_rows *rows, const edge_record *left,
-                          const edge_record *right, double yc, double xl, double xr, int32_t x0,
-                          int32_t x1);
 
 // The span routine for a path, chosen once per call.
 span_routine select_span_routine(bool via_line_buffer, bool perspective);
