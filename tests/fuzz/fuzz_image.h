@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 #include <limits>
 #include <vector>
 
@@ -219,6 +220,17 @@ struct plane {
         pitch = row_bytes = lines = 0;
     }
 
+    // Pitch padding and slack, poisoned while the library runs.
+    void poison_padding(bool on) const {
+        buffer.poison_slack(on);
+        if (lines <= 1 || pitch == 0) return;
+        const size_t step = static_cast<size_t>(pitch < 0 ? -static_cast<int64_t>(pitch) : pitch);
+        const size_t row = static_cast<size_t>(row_bytes);
+        if (step <= row) return;
+        for (size_t start = row; start + (step - row) <= buffer.size(); start += step)
+            set_poison(buffer.data() + start, step - row, on);
+    }
+
     // Pitch 0: every line on the same bytes, so the order of drawing shows.
     bool lines_alias() const { return lines > 1 && pitch == 0; }
 
@@ -405,6 +417,10 @@ struct fuzz_image {
         alpha.restore();
     }
     bool unchanged() const { return colour.unchanged() && alpha.unchanged(); }
+    void poison_padding(bool on) const {
+        colour.poison_padding(on);
+        alpha.poison_padding(on);
+    }
     bool writes_confined() const { return colour.writes_confined() && alpha.writes_confined(); }
 
 private:
@@ -537,6 +553,29 @@ inline void line_selection(byte_reader &in, int32_t *phase, int32_t *step, int32
 // below zero on odd phases: the same lines), keeps the result, then
 // restores the destination and draws the single call (0, 1): both must
 // give the same bytes.
+// While alive, the padding and slack of the given images and buffers are
+// poisoned for AddressSanitizer: wrap every call of the library in one.
+class poisoned {
+public:
+    poisoned(std::initializer_list<const fuzz_image *> images,
+             std::initializer_list<const guard_buffer *> buffers = {})
+        : images_(images), buffers_(buffers) {
+        set(true);
+    }
+    ~poisoned() { set(false); }
+    poisoned(const poisoned &) = delete;
+    poisoned &operator=(const poisoned &) = delete;
+
+private:
+    void set(bool on) const {
+        for (const fuzz_image *image : images_)
+            if (image) image->poison_padding(on);
+        for (const guard_buffer *buffer : buffers_) buffer->poison_slack(on);
+    }
+    std::vector<const fuzz_image *> images_;
+    std::vector<const guard_buffer *> buffers_;
+};
+
 inline bool verbose() {
     static const bool on = std::getenv("TOVREL_FUZZ_VERBOSE") != nullptr;
     return on;

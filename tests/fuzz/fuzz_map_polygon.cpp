@@ -112,10 +112,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
             std::printf("  u %.9g v %.9g w %.9g x %.9g y %.9g\n", vertices[i].u, vertices[i].v,
                         vertices[i].w, vertices[i].x, vertices[i].y);
     }
+    const map_vertex *vertex_arg = nulls.other() ? nullptr : vertices;
+    const auto draw = [&](uint32_t f, int32_t first, int32_t step) {
+        const poisoned guard({src.get(), dst.get()}, {&vertex_memory});
+        return map_polygon(dst_arg, src_arg, vertex_arg, vertex_count, f, first, step);
+    };
     dst->snapshot();
     const int reports_before = g_reports.lines;
-    const int32_t result = map_polygon(dst_arg, src_arg, nulls.other() ? nullptr : vertices,
-                                       vertex_count, flags, first_line, line_step);
+    const int32_t result = draw(flags, first_line, line_step);
     if (vertex_count < 1 && result != 0 && g_reports.lines == reports_before)
         fail("map_polygon with no vertices did not return 0");
     check_destination(*dst, reports_before, nothing);
@@ -129,16 +133,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (read_flags != flags || plain(src_kind) != src_kind || plain(dst_kind) != dst_kind) {
         src->desc.alpha_kind = plain(src_kind);
         dst->desc.alpha_kind = plain(dst_kind);
-        check_equivalent(*dst, "unread flag bits or an unknown alpha kind changed the result", [&] {
-            map_polygon(dst_arg, src_arg, nulls.other() ? nullptr : vertices, vertex_count,
-                        read_flags, first_line, line_step);
-        });
+        check_equivalent(*dst, "unread flag bits or an unknown alpha kind changed the result",
+                         [&] { draw(read_flags, first_line, line_step); });
     }
     if (split > 0) {
-        check_split(*dst, split, [&](int32_t phase, int32_t period) {
-            map_polygon(dst_arg, src_arg, nulls.other() ? nullptr : vertices, vertex_count, flags,
-                        phase, period);
-        });
+        check_split(*dst, split,
+                    [&](int32_t phase, int32_t period) { draw(flags, phase, period); });
     }
     return 0;
 }

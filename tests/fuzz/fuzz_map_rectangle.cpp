@@ -80,22 +80,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         std::printf("dst (%.9g, %.9g)-(%.9g, %.9g) src (%.9g, %.9g)-(%.9g, %.9g)\n", c[0], c[1],
                     c[2], c[3], c[4], c[5], c[6], c[7]);
     }
+    const auto draw = [&](uint32_t f, int32_t phase, int32_t period) {
+        const poisoned guard({src.get(), dst.get()});
+        map_rectangle(dst_arg, c[0], c[1], c[2], c[3], src_arg, c[4], c[5], c[6], c[7], f, phase,
+                      period);
+    };
     dst->snapshot();
     const int reports_before = g_reports.lines;
-    map_rectangle(dst_arg, c[0], c[1], c[2], c[3], src_arg, c[4], c[5], c[6], c[7], flags,
-                  line_phase, line_period);
+    draw(flags, line_phase, line_period);
     check_destination(*dst, reports_before, nothing);
     if (rect_flags_read(flags) != flags) {
-        check_equivalent(*dst, "unread flag bits changed the result", [&] {
-            map_rectangle(dst_arg, c[0], c[1], c[2], c[3], src_arg, c[4], c[5], c[6], c[7],
-                          rect_flags_read(flags), line_phase, line_period);
-        });
+        check_equivalent(*dst, "unread flag bits changed the result",
+                         [&] { draw(rect_flags_read(flags), line_phase, line_period); });
     }
     if (split > 0) {
-        check_split(*dst, split, [&](int32_t phase, int32_t period) {
-            map_rectangle(dst_arg, c[0], c[1], c[2], c[3], src_arg, c[4], c[5], c[6], c[7], flags,
-                          phase, period);
-        });
+        check_split(*dst, split,
+                    [&](int32_t phase, int32_t period) { draw(flags, phase, period); });
     }
     return 0;
 }

@@ -106,25 +106,25 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         std::printf("dst (%.17g, %.17g)-(%.17g, %.17g) src (%.17g, %.17g)-(%.17g, %.17g)\n", c[0],
                     c[1], c[2], c[3], c[4], c[5], c[6], c[7]);
     }
+    const image_descriptor *dst_arg = nulls.descriptor() ? nullptr : &dst->desc;
+    const auto draw = [&](uint32_t f, int32_t phase, int32_t period) {
+        const poisoned guard({dst.get(), sources[0].get(), sources[1].get(), sources[2].get(),
+                              sources[3].get(), sources[4].get(), sources[5].get()},
+                             {&list_memory});
+        multisrc_map_rectangle(dst_arg, c[0], c[1], c[2], c[3], list_arg, source_count, c[4], c[5],
+                               c[6], c[7], f, phase, period);
+    };
     dst->snapshot();
     const int reports_before = g_reports.lines;
-    multisrc_map_rectangle(nulls.descriptor() ? nullptr : &dst->desc, c[0], c[1], c[2], c[3],
-                           list_arg, source_count, c[4], c[5], c[6], c[7], flags, line_phase,
-                           line_period);
+    draw(flags, line_phase, line_period);
     check_destination(*dst, reports_before, vital || source_count < 1, single);
     if (rect_flags_read(flags) != flags) {
-        check_equivalent(*dst, "unread flag bits changed the result", [&] {
-            multisrc_map_rectangle(nulls.descriptor() ? nullptr : &dst->desc, c[0], c[1], c[2],
-                                   c[3], list_arg, source_count, c[4], c[5], c[6], c[7],
-                                   rect_flags_read(flags), line_phase, line_period);
-        });
+        check_equivalent(*dst, "unread flag bits changed the result",
+                         [&] { draw(rect_flags_read(flags), line_phase, line_period); });
     }
     if (split > 0) {
-        check_split(*dst, split, [&](int32_t phase, int32_t period) {
-            multisrc_map_rectangle(nulls.descriptor() ? nullptr : &dst->desc, c[0], c[1], c[2],
-                                   c[3], list_arg, source_count, c[4], c[5], c[6], c[7], flags,
-                                   phase, period);
-        });
+        check_split(*dst, split,
+                    [&](int32_t phase, int32_t period) { draw(flags, phase, period); });
     }
     return 0;
 }

@@ -14,7 +14,28 @@
 #include <cstdlib>
 #include <cstring>
 
+#if defined(__has_include)
+#if __has_include(<sanitizer/asan_interface.h>)
+#include <sanitizer/asan_interface.h>
+#endif
+#endif
+#ifndef ASAN_POISON_MEMORY_REGION
+#define ASAN_POISON_MEMORY_REGION(addr, size) ((void)(addr), (void)(size))
+#define ASAN_UNPOISON_MEMORY_REGION(addr, size) ((void)(addr), (void)(size))
+#endif
+
 namespace tovrel_fuzz {
+
+// Marks bytes that the library has no business touching for Address-
+// Sanitizer (while a call runs), so that a read of them is reported too.
+// Granules that are only partly inside keep their other bytes usable.
+inline void set_poison(const uint8_t *p, size_t n, bool on) {
+    if (n == 0) return;
+    if (on)
+        ASAN_POISON_MEMORY_REGION(p, n);
+    else
+        ASAN_UNPOISON_MEMORY_REGION(p, n);
+}
 
 [[noreturn]] inline void fail(const char *what) {
     std::fflush(stdout);
@@ -67,6 +88,12 @@ public:
         for (const uint8_t *p = data_ + size_; p < inner_ + inner_size_; ++p)
             if (*p != slack_byte) return false;
         return true;
+    }
+
+    // The slack between the buffer and the far fence.
+    void poison_slack(bool on) const {
+        set_poison(inner_, static_cast<size_t>(data_ - inner_), on);
+        set_poison(data_ + size_, static_cast<size_t>(inner_ + inner_size_ - (data_ + size_)), on);
     }
 
     static constexpr uint8_t slack_byte = 0xA5;
