@@ -7,82 +7,92 @@ using rect_test::image;
 
 namespace {
 
-uint8_t mean4(int a, int b, int c, int d) {
-    return uint8_t(((a + b + c + d) * (1 << 21) + (1 << 22)) >> 23);
-}
-
-TEST(RectRgbq, OneToOneCopyIsExact) {
-    std::mt19937 rng(7);
-    image src(13, 9), dst(20, 12);
-    src.randomize(rng);
-    dst.fill(77);
-    map_rectangle(&dst.desc, 3, 2, 14, 10, &src.desc, 1, 0, 12, 8, 0, 0, 1);
-    for (int y = 0; y < 12; ++y)
-        for (int x = 0; x < 20; ++x)
-            for (int c = 0; c < 4; ++c) {
-                const bool inside = x >= 3 && x < 14 && y >= 2 && y < 10;
-                ASSERT_EQ(dst.px(x, y)[c], inside ? src.px(x - 2, y - 2)[c] : 77) << x << "," << y;
-            }
-    EXPECT_TRUE(dst.guards_intact());
-}
-
-TEST(RectRgbq, HalvingIsRoundedBlockMean) {
-    std::mt19937 rng(8);
-    image src(10, 6), dst(5, 3);
-    src.randomize(rng);
-    map_rectangle(&dst.desc, 0, 0, 5, 3, &src.desc, 0, 0, 10, 6, 0, 0, 1);
-    for (int y = 0; y < 3; ++y)
-        for (int x = 0; x < 5; ++x)
-            for (int c = 0; c < 4; ++c)
-                ASSERT_EQ(dst.px(x, y)[c],
-                          mean4(src.px(2 * x, 2 * y)[c], src.px(2 * x + 1, 2 * y)[c],
-                                src.px(2 * x, 2 * y + 1)[c], src.px(2 * x + 1, 2 * y + 1)[c]));
-}
-
-TEST(RectRgbq, FractionalEdgeBlendsWithOldContent) {
-    image src(2, 1), dst(3, 1);
-    src.fill(200);
-    dst.fill(40);
-    map_rectangle(&dst.desc, 0.25f, 0, 2.25f, 1, &src.desc, 0, 0, 2, 1, 0, 0, 1);
-    EXPECT_EQ(dst.px(0, 0)[0], (3 * 200 + 40 + 2) >> 2); // 3/4 new, 1/4 old
-    EXPECT_EQ(dst.px(1, 0)[0], 200);
-    EXPECT_EQ(dst.px(2, 0)[0], (200 + 3 * 40 + 2) >> 2);
-}
-
-TEST(RectRgbq, TilesBuildTheSeamPixelFromBothParts) {
-    image src(3, 1), dst(3, 1);
-    for (int x = 0; x < 3; ++x) src.px(x, 0)[0] = uint8_t(90 + 50 * x);
-    map_rectangle(&dst.desc, 0, 0, 1.25f, 1, &src.desc, 0, 0, 1.25f, 1, RECT_TILE, 0, 1);
-    map_rectangle(&dst.desc, 1.25f, 0, 3, 1, &src.desc, 1.25f, 0, 3, 1, RECT_TILE, 0, 1);
-    const int s1 = src.px(1, 0)[0];
-    EXPECT_EQ(dst.px(0, 0)[0], 90);
-    EXPECT_EQ(dst.px(1, 0)[0],
-              ((s1 * 1024 * 2048 + (1 << 22)) >> 23) + ((s1 * 3072 * 2048 + (1 << 22)) >> 23));
-    EXPECT_EQ(dst.px(2, 0)[0], 190);
-}
-
-TEST(RectRgbq, TilingAddsTheFirstColumnAndReplacesTheRest) {
-    image src(3, 2), dst(3, 2);
-    src.fill(100);
-    dst.fill(200);
-    map_rectangle(&dst.desc, 0, 0, 3, 2, &src.desc, 0, 0, 3, 2, RECT_TILE, 0, 1);
-    for (int y = 0; y < 2; ++y) {
-        EXPECT_EQ(dst.px(0, y)[3], uint8_t(300)); // wraps modulo 256
-        EXPECT_EQ(dst.px(1, y)[3], 100);
-        EXPECT_EQ(dst.px(2, y)[3], 100);
+// 1:1 placed at (3, 2) and 2:1: every pixel is its source block's rounded
+// mean ((sum * 2^23 / k^2 + 2^22) >> 23), the rest of the frame untouched.
+TEST(RectRgbq, WholeFactorsAreExactBlockMeans) {
+    for (int k : {1, 2}) {
+        std::mt19937 rng(7 + k);
+        image src(12, 8), dst(20, 12);
+        src.randomize(rng);
+        dst.fill(77);
+        const int x0 = k == 1 ? 3 : 0, y0 = k == 1 ? 2 : 0, w = 12 / k, h = 8 / k;
+        map_rectangle(&dst.desc, float(x0), float(y0), float(x0 + w), float(y0 + h), &src.desc, 0,
+                      0, 12, 8, 0, 0, 1);
+        for (int y = 0; y < 12; ++y)
+            for (int x = 0; x < 20; ++x)
+                for (int c = 0; c < 4; ++c) {
+                    const int sx = (x - x0) * k, sy = (y - y0) * k;
+                    int want = 77;
+                    if (x >= x0 && x < x0 + w && y >= y0 && y < y0 + h) {
+                        int sum = 0;
+                        for (int j = 0; j < k * k; ++j) sum += src.px(sx + j % k, sy + j / k)[c];
+                        want = int((int64_t{sum} * (1 << 23) / (k * k) + (1 << 22)) >> 23);
+                    }
+                    ASSERT_EQ(dst.px(x, y)[c], want) << "k " << k << " at " << x << "," << y;
+                }
+        EXPECT_TRUE(dst.guards_intact());
     }
 }
 
-// The straight rule truncates; the whole pixels after the first round.
-TEST(RectRgbq, StraightFirstColumnTruncatesWholePixelsRound) {
-    image src(4, 1), dst(2, 1, true);
-    for (int x = 0; x < 4; ++x) src.px(x, 0)[0] = uint8_t(181 + (x & 1));
-    map_rectangle(&dst.desc, 0, 0, 2, 1, &src.desc, 0, 0, 4, 1, 0, 0, 1);
-    EXPECT_EQ(dst.px(0, 0)[0], 181);
-    EXPECT_EQ(dst.px(1, 0)[0], 182);
-    EXPECT_EQ(dst.a(0, 0), 4096);
-    EXPECT_EQ(dst.a(1, 0), 4096);
+// Two-line rectangles over one destination line pattern: partial pixels,
+// tiling seams and the first-column rules. Component 0 of every pixel of
+// both lines is checked (and the alpha words where listed).
+struct line_call {
+    float x0, x1, sx0, sx1; // x1 0: no call
+    uint32_t flags;
+};
+struct line_case {
+    const char *name;
+    int src_w, src[4]; // one line, repeated on both
+    uint8_t old;
+    int alpha; // -1: no destination alpha, else every alpha word's value
+    line_call calls[2];
+    int dst_w, expected[3];
+};
+
+class RectLine : public ::testing::TestWithParam<line_case> {};
+
+TEST_P(RectLine, Values) {
+    const line_case &k = GetParam();
+    image src(k.src_w, 2), dst(k.dst_w, 2, k.alpha >= 0);
+    for (int i = 0; i < 2 * k.src_w; ++i)
+        src.px(i % k.src_w, i / k.src_w)[0] = uint8_t(k.src[i % k.src_w]);
+    dst.fill(k.old);
+    for (const line_call &c : k.calls)
+        if (c.x1 != 0)
+            map_rectangle(&dst.desc, c.x0, 0, c.x1, 2, &src.desc, c.sx0, 0, c.sx1, 2, c.flags, 0,
+                          1);
+    for (int i = 0; i < 2 * k.dst_w; ++i) {
+        const int x = i % k.dst_w, y = i / k.dst_w;
+        EXPECT_EQ(dst.px(x, y)[0], k.expected[x]) << x << "," << y;
+        if (k.alpha >= 0) {
+            EXPECT_EQ(dst.a(x, y), k.alpha) << x << "," << y;
+        }
+    }
 }
+
+constexpr int seam = 140; // pixel 1 of tile_seam, a quarter and three quarters
+constexpr int seam_sum =
+    ((seam * 1024 * 2048 + (1 << 22)) >> 23) + ((seam * 3072 * 2048 + (1 << 22)) >> 23);
+constexpr uint32_t T = RECT_TILE;
+// clang-format off
+const line_case line_cases[] = {
+    // An edge at x = 0.25: the first pixel is 3/4 new, 1/4 old; the last 1/4.
+    {"fractional_edge", 2, {200, 200}, 40, -1, {{0.25f, 2.25f, 0, 2, 0}},
+     3, {(3 * 200 + 40 + 2) >> 2, 200, (200 + 3 * 40 + 2) >> 2}},
+    // Abutting tiles whose coverages of pixel 1 add up to a whole pixel.
+    {"tile_seam", 3, {90, seam, 190}, 0, -1, {{0, 1.25f, 0, 1.25f, T}, {1.25f, 3, 1.25f, 3, T}},
+     3, {90, seam_sum, 190}},
+    // Tiling adds into the first column (modulo 256), replaces the rest.
+    {"tile_first_column", 3, {100, 100, 100}, 200, -1, {{0, 3, 0, 3, T}}, 3, {44, 100, 100}},
+    // The straight rule truncates the first pixel; later whole pixels round.
+    {"straight_first_truncates", 4, {181, 182, 181, 182}, 0, 4096, {{0, 2, 0, 4, 0}},
+     2, {181, 182}},
+};
+// clang-format on
+
+INSTANTIATE_TEST_SUITE_P(Rules, RectLine, ::testing::ValuesIn(line_cases),
+                         [](const auto &info) { return std::string(info.param.name); });
 
 // One destination pixel, half or wholly covered, for each alpha rule.
 struct alpha_case {

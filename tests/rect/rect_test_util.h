@@ -85,17 +85,21 @@ struct image {
 class fenced_buffer {
 public:
     explicit fenced_buffer(size_t size) : size_(size) {
-        const size_t page = page_size();
-        span_ = (size + page - 1) / page * page + page;
 #if defined(_WIN32)
+        SYSTEM_INFO info;
+        GetSystemInfo(&info);
+        page_ = info.dwPageSize;
+        span_ = (size + page_ - 1) / page_ * page_ + page_;
         base_ = static_cast<uint8_t *>(
             VirtualAlloc(nullptr, span_, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
         DWORD old;
-        VirtualProtect(base_ + span_ - page, page, PAGE_NOACCESS, &old);
+        VirtualProtect(base_ + span_ - page_, page_, PAGE_NOACCESS, &old);
 #else
+        page_ = size_t(sysconf(_SC_PAGESIZE));
+        span_ = (size + page_ - 1) / page_ * page_ + page_;
         base_ = static_cast<uint8_t *>(
             mmap(nullptr, span_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-        mprotect(base_ + span_ - page, page, PROT_NONE);
+        mprotect(base_ + span_ - page_, page_, PROT_NONE);
 #endif
     }
     ~fenced_buffer() {
@@ -108,20 +112,11 @@ public:
     fenced_buffer(const fenced_buffer &) = delete;
     fenced_buffer &operator=(const fenced_buffer &) = delete;
     uint8_t *data() {
-        return base_ + span_ - page_size() - size_;
+        return base_ + span_ - page_ - size_;
     }
 
 private:
-    static size_t page_size() {
-#if defined(_WIN32)
-        SYSTEM_INFO info;
-        GetSystemInfo(&info);
-        return info.dwPageSize;
-#else
-        return size_t(sysconf(_SC_PAGESIZE));
-#endif
-    }
-    size_t size_, span_;
+    size_t size_, page_, span_;
     uint8_t *base_;
 };
 
