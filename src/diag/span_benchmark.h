@@ -13,12 +13,8 @@ namespace tovrel {
 // for slots 1, 2, 3, 4, 6 and 11.
 template <int Slot>
 struct span_benchmark {
-    static void persp(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                      float u_max, float v_max, float u_step, float v_step, float u_base,
-                      float v_base, float w_step, float w_base);
-    static void affine(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                       float u_max, float v_max, float u_step, float v_step, float u_base,
-                       float v_base);
+    static persp_span_fn persp;
+    static affine_span_fn affine;
 };
 
 inline constexpr persp_span_renderer span_benchmark_pers10x10 = &span_benchmark<1>::persp;

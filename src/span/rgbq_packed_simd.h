@@ -9,22 +9,14 @@ namespace tovrel::span {
 // Defined for the packed slots only (explicit instantiations).
 template <int Slot>
 struct rgbq_sse2_member {
-    static void persp(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                      float u_max, float v_max, float u_step, float v_step, float u_base,
-                      float v_base, float w_step, float w_base);
-    static void affine(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                       float u_max, float v_max, float u_step, float v_step, float u_base,
-                       float v_base);
+    static persp_span_fn persp;
+    static affine_span_fn affine;
 };
 
 template <int Slot>
 struct rgbq_avx2_member {
-    static void persp(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                      float u_max, float v_max, float u_step, float v_step, float u_base,
-                      float v_base, float w_step, float w_base);
-    static void affine(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                       float u_max, float v_max, float u_step, float v_step, float u_base,
-                       float v_base);
+    static persp_span_fn persp;
+    static affine_span_fn affine;
 };
 
 } // namespace tovrel::span

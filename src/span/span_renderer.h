@@ -30,13 +30,14 @@ struct texture_ref {
 //   u_num(x) = u_base + u_step * x, v_num(x) likewise, w(x) = w_base + w_step * x.
 // u_max and v_max clamp the position after the divide so that every texel
 // of the footprint lies inside the texture.
-using persp_span_renderer = void (*)(const span_rows *line, int32_t x0, int32_t x1,
-                                     const texture_ref *texture, float u_max, float v_max,
-                                     float u_step, float v_step, float u_base, float v_base,
-                                     float w_step, float w_base);
-using affine_span_renderer = void (*)(const span_rows *line, int32_t x0, int32_t x1,
-                                      const texture_ref *texture, float u_max, float v_max,
-                                      float u_step, float v_step, float u_base, float v_base);
+using persp_span_fn = void(const span_rows *line, int32_t x0, int32_t x1,
+                           const texture_ref *texture, float u_max, float v_max, float u_step,
+                           float v_step, float u_base, float v_base, float w_step, float w_base);
+using affine_span_fn = void(const span_rows *line, int32_t x0, int32_t x1,
+                            const texture_ref *texture, float u_max, float v_max, float u_step,
+                            float v_step, float u_base, float v_base);
+using persp_span_renderer = persp_span_fn *;
+using affine_span_renderer = affine_span_fn *;
 
 // Slot 0 is point sampling; slots 1..20 are 1 + 5 * hc + wc with heights
 // {1, 1.5, 2, 4} rows and widths {1, 2, 3, 4, 8} columns.
