@@ -1,8 +1,10 @@
-// AVX2 form of the three-tap horizontal pass (2048 <= x_step < 4096), the
-// costly part of 1x to 2x reductions: two destination pixels per vector and
-// 32-bit multiplies (vpmulld) instead of SSE2's pairs of pmuludq. The same
-// bytes as rgbq_run_c; reached only through rect_isa::avx2, which is chosen
-// once per call on processors that have it.
+// AVX2 parts of the RGBQ whole-pixel runs: for 1x to 2x reductions (2048 <=
+// x_step < 4096) the vertical sums, eight columns per step, and the
+// three-tap horizontal pass, two destination pixels per vector with 32-bit
+// multiplies (vpmulld) instead of SSE2's pairs of pmuludq; and the exact 2x2
+// halving, eight pixels per step. The same bytes as rgbq_run_c; reached only
+// through rect_isa::avx2, which is chosen once per call on processors that
+// have it.
 #if defined(__SSE2__)
 
 #include <immintrin.h>

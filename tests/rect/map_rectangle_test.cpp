@@ -181,12 +181,7 @@ TEST(MapRectangle, LinePhaseCountsAddressedLines) {
 // source format, alpha kind and mode; destination format, alpha kind and
 // mode; flags; the kernel or message.
 struct select_case {
-    uint8_t sf;
-    uint32_t sa;
-    uint8_t sm, df;
-    uint32_t da;
-    uint8_t dm;
-    uint32_t flags;
+    uint32_t sf, sa, sm, df, da, dm, flags;
     const char *result;
 };
 const select_case select_cases[] = {
@@ -214,8 +209,8 @@ const select_case select_cases[] = {
 TEST(RectSelect, Rows) {
     for (const select_case &k : select_cases) {
         image_descriptor src{}, dst{};
-        src.format = k.sf, src.alpha_kind = k.sa, src.alpha_mode = k.sm;
-        dst.format = k.df, dst.alpha_kind = k.da, dst.alpha_mode = k.dm;
+        src.format = uint8_t(k.sf), src.alpha_kind = k.sa, src.alpha_mode = uint8_t(k.sm);
+        dst.format = uint8_t(k.df), dst.alpha_kind = k.da, dst.alpha_mode = uint8_t(k.dm);
         const rect_selection sel = rect_select(dst, src, k.flags);
         EXPECT_STREQ(sel.message ? sel.message : rect_op_name(sel.op), k.result);
     }
