@@ -24,23 +24,26 @@ TOVREL_AVX2 inline __m256i column_pair(const uint32_t *v, int32_t a, int32_t b) 
     return _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
 }
 
-// Pixel pair k (pixels 2k, 2k + 1) of eight. With w0 + w1 + w2 = 4096 the
-// three-tap sum v0 w0 + v1 w1 + v2 w2 is 4096 v1 + w0 (v0 - v1) + w2 (v2 - v1):
-// the same integer below 2^31, computed modulo 2^32 with two multiplies.
+// Pixel pair K (pixels 2K, 2K + 1) of eight, whose taps are kept with the
+// even pixels in the low lane and the odd ones in the high lane (pixel 2K in
+// element K of each lane order: 0 2 4 6 | 1 3 5 7), so that an in-lane
+// broadcast picks a pair's weights. With w0 + w1 + w2 = 4096 the three-tap
+// sum v0 w0 + v1 w1 + v2 w2 is 4096 v1 + w0 (v0 - v1) + w2 (v2 - v1): the
+// same integer below 2^31, computed modulo 2^32 with two multiplies.
 // Returns (sum + 2^22) >> 23.
-TOVREL_AVX2 inline __m256i pixel_pair(const uint32_t *v, const int32_t *cols, int k, __m256i w0,
+template <int K>
+TOVREL_AVX2 inline __m256i pixel_pair(const uint32_t *v, const int32_t *cols, __m256i w0,
                                       __m256i w2) {
-    const __m256i pick =
-        _mm256_setr_epi32(2 * k, 2 * k, 2 * k, 2 * k, 2 * k + 1, 2 * k + 1, 2 * k + 1, 2 * k + 1);
-    const int32_t a = cols[2 * k], b = cols[2 * k + 1];
+    constexpr int pick = K * 0x55; // element K of each lane, everywhere in it
+    const int32_t a = cols[K], b = cols[4 + K];
     const __m256i v0 = column_pair(v, a, b);
     const __m256i v1 = column_pair(v, a + 1, b + 1);
     const __m256i v2 = column_pair(v, a + 2, b + 2);
     __m256i s = _mm256_add_epi32(_mm256_slli_epi32(v1, 12), _mm256_set1_epi32(1 << 22));
     s = _mm256_add_epi32(
-        s, _mm256_mullo_epi32(_mm256_sub_epi32(v0, v1), _mm256_permutevar8x32_epi32(w0, pick)));
+        s, _mm256_mullo_epi32(_mm256_sub_epi32(v0, v1), _mm256_shuffle_epi32(w0, pick)));
     s = _mm256_add_epi32(
-        s, _mm256_mullo_epi32(_mm256_sub_epi32(v2, v1), _mm256_permutevar8x32_epi32(w2, pick)));
+        s, _mm256_mullo_epi32(_mm256_sub_epi32(v2, v1), _mm256_shuffle_epi32(w2, pick)));
     return _mm256_srli_epi32(s, 23);
 }
 
@@ -53,7 +56,8 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(uint8_t *dst, int32_t m, const uint32_t *v,
     const __m256i xs = _mm256_set1_epi32(x_step);
     const __m256i xs_less1 = _mm256_set1_epi32(x_step - 1);
     const __m256i units = _mm256_set1_epi32(pixel_units);
-    const __m256i lane_units = _mm256_setr_epi32(0, 4096, 8192, 12288, 16384, 20480, 24576, 28672);
+    // Even pixels in the low lane, odd ones in the high lane; pixel 7 last.
+    const __m256i lane_units = _mm256_setr_epi32(0, 8192, 16384, 24576, 4096, 12288, 20480, 28672);
     const __m256 inv = _mm256_set1_ps(1.0f / float(x_step));
     int32_t j = 0;
     for (; j + 8 <= m; j += 8) {
@@ -80,10 +84,10 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(uint8_t *dst, int32_t m, const uint32_t *v,
         // Pixel 8 starts 4096 past pixel 7's edge: r7 + 4096 from its column.
         edge = _mm256_extract_epi32(r, 7) + pixel_units;
         col = cols[7];
-        const __m256i p01 = pixel_pair(v, cols, 0, W0, W2);
-        const __m256i p23 = pixel_pair(v, cols, 1, W0, W2);
-        const __m256i p45 = pixel_pair(v, cols, 2, W0, W2);
-        const __m256i p67 = pixel_pair(v, cols, 3, W0, W2);
+        const __m256i p01 = pixel_pair<0>(v, cols, W0, W2);
+        const __m256i p23 = pixel_pair<1>(v, cols, W0, W2);
+        const __m256i p45 = pixel_pair<2>(v, cols, W0, W2);
+        const __m256i p67 = pixel_pair<3>(v, cols, W0, W2);
         // In-lane packing leaves pixels in the order 0 2 4 6 1 3 5 7.
         const __m256i bytes =
             _mm256_packus_epi16(_mm256_packs_epi32(p01, p23), _mm256_packs_epi32(p45, p67));
