@@ -15,7 +15,6 @@ using coverage_writer = void (*)(const span_rows *dst, const span_rows *src,
 
 // Span writer: merges (by the source's own alpha) or completes a fully
 // covered range.
-using span_writer = void (*)(const span_rows *dst, const span_rows *src, int32_t x0,
-                             int32_t x1);
+using span_writer = void (*)(const span_rows *dst, const span_rows *src, int32_t x0, int32_t x1);
 
 } // namespace tovrel
