@@ -395,7 +395,10 @@ void rgbq_run_columns(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_
         // Pixels whose columns fit in one chunk: m pixels reach
         // ceil((4096 m - run) / x_step) columns past the current one.
         const int64_t reach = int64_t{cur->run} + int64_t{rgbq_chunk_columns - 1} * x_step;
-        const int32_t m = int32_t(std::min<int64_t>(count, reach / pixel_units));
+        int32_t m = int32_t(std::min<int64_t>(count, reach / pixel_units));
+        // Groups of eight pixels for the vector passes: only the run's last
+        // chunk leaves a shorter tail.
+        if (m < count && m >= 8) m &= ~7;
         if (m == 0) { // a pixel wider than a chunk of columns
             rgbq_run_c(dst, 1, cur, rows, x_step);
             dst += 4;

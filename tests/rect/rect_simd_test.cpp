@@ -29,7 +29,7 @@ run_case random_run(std::mt19937 &rng) {
     k.x_step = kind == 0   ? steps[rng() % std::size(steps)]
                : kind == 1 ? 1 + int32_t(rng() % 12000)
                : kind == 2 ? 1 + int32_t(rng() % 300)
-                           : 3000 + int32_t(rng() % 2000);
+                           : 2048 + int32_t(rng() % 3000);
     k.run = rng() % 3 == 0 ? k.x_step : 1 + int32_t(rng() % k.x_step);
     const int32_t y_step = rng() % 3 == 0 ? 2048 : 1 + int32_t(rng() % (rng() % 2 ? 2600 : 200));
     k.rows.first_weight = rng() % 4 == 0 ? 2048 : 1 + int32_t(rng() % std::min(2048, y_step));
@@ -44,7 +44,8 @@ run_case random_run(std::mt19937 &rng) {
     k.rows.last_weight = rest;
     const int64_t budget = (int64_t{1} << 21) / (2 + k.rows.middle); // bytes of source
     const int64_t max_count = std::max<int64_t>(1, (budget / 4 - 2) * k.x_step / 4096);
-    k.count = 1 + int32_t(rng() % std::min<int64_t>(300, max_count));
+    // Reductions run long enough to cross chunks of summed columns.
+    k.count = 1 + int32_t(rng() % std::min<int64_t>(kind == 3 ? 800 : 300, max_count));
     if (rng() % 8 == 0) { // exact 2x2 halving
         k.x_step = k.run = 2048;
         k.rows = {0, 0, 1024, 0, 1024, 1024};
