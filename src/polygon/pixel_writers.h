@@ -163,6 +163,12 @@ constexpr family_writers pair_family() {
 inline constexpr family_writers yuy2_writers = pair_family<pair_writers<pair_format::yuy2>>();
 inline constexpr family_writers w210_writers = pair_family<pair_writers<pair_format::w210>>();
 
+// The plain and additive members under their family names.
+inline constexpr coverage_writer write_yuy2 = pair_writers<pair_format::yuy2>::write;
+inline constexpr coverage_writer add_yuy2 = pair_writers<pair_format::yuy2>::add;
+inline constexpr coverage_writer write_w210 = pair_writers<pair_format::w210>::write;
+inline constexpr coverage_writer add_w210 = pair_writers<pair_format::w210>::add;
+
 // ---------------------------------------------------------------------------
 // The rules, written once for every family and for scalar and vector lanes
 // (V is int32_t or a vector of int32 lanes). Inputs per pixel, all
