@@ -133,7 +133,9 @@ TOVREL_API void TOVREL_CALL multisrc_map_rectangle(const image_descriptor *desti
 typedef void(TOVREL_CALL *tovrel_report_sink)(const char *line, void *user);
 
 /* Routes every report line to `sink` instead of the default screen or
- * standard-error output. A null sink restores the default. */
+ * standard-error output. A null sink restores the default. Lines from
+ * several threads are delivered one at a time, each whole; the sink must
+ * not call back into tovrel. */
 TOVREL_API void TOVREL_CALL tovrel_set_report_sink(tovrel_report_sink sink, void *user) TOVREL_NOEXCEPT;
 
 #ifdef __cplusplus
