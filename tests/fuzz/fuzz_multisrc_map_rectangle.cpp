@@ -8,53 +8,24 @@
 // the eight coordinates, then per source an entry kind (u8), origin x and
 // y (i32 each) and its image spec (its format byte is replaced by the
 // first source's).
-#include <cstdint>
 #include <memory>
 
 #include "fuzz_image.h"
 
 using namespace tovrel_fuzz;
 
-namespace {
-
-constexpr int max_sources = 6;
-
-uint8_t destination_layout(uint8_t src_format, uint8_t dst_format) {
-    switch (src_format) {
-    case TOVREL_FORMAT_RGBQ:
-    case TOVREL_FORMAT_YUY2:
-    case TOVREL_FORMAT_W210:
-        return src_format;
-    default:
-        return dst_format;
-    }
-}
-
-} // namespace
-
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    install_sink();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    constexpr int max_sources = 6;
     byte_reader in(data, size);
-    uint32_t flags = in.u8();
-    const uint8_t high = in.u8();
-    if (high & 0x80) flags |= static_cast<uint32_t>(high) << 24;
-    const null_choice nulls(in.u8(), 0);
-    int32_t line_phase, line_period;
-    int32_t split;
-    line_selection(in, &line_phase, &line_period, &split);
+    call_input c(in);
+    c.nulls.on_source = false; // nulls only on the destination and the list
     const uint8_t count_raw = in.u8();
     const int32_t source_count =
         count_raw == 0xFF ? INT32_MIN : static_cast<int32_t>(count_raw % 9) - 2; // -2..6
-
-    image_spec dst_spec;
-    dst_spec.read(in);
+    const image_spec dst_spec = image_spec::read(in);
     const uint16_t kinds = in.u16();
-    double c[8];
-    for (int i = 0; i < 8; ++i) c[i] = double_value(in, kinds >> (2 * i), 32.0);
+    double x[8];
+    for (int i = 0; i < 8; ++i) x[i] = coordinate(in, kinds >> (2 * i), 32.0);
 
     // Refusals are made per source (by its map_rectangle call, for its own
     // sizes, alpha, fields and piece of the rectangle), so a report stands
@@ -62,69 +33,51 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     bool single = source_count == 1;
     std::unique_ptr<fuzz_image> sources[max_sources];
     const image_descriptor *list[max_sources] = {};
-    uint8_t format = 0;
     const int stored = source_count > 0 ? source_count : 0;
     for (int i = 0; i < stored; ++i) {
         const uint8_t kind = in.u8();
         const int32_t ox = in.i32(), oy = in.i32();
-        image_spec spec;
-        spec.read(in);
-        if (i == 0) format = spec.format;
-        spec.format = format;
+        image_spec spec = image_spec::read(in);
+        if (i > 0) spec.format = sources[0]->desc.format;
         sources[i] = std::make_unique<fuzz_image>();
+        sources[i]->build(spec, spec.format_code(), null_choice());
         // Kind 15: a null entry; from 16 on, origins far from the plane's
         // middle; below, origins within +-512.
-        const bool null_entry = kind % 16 == 15;
-        sources[i]->build(spec, spec.format_code(), null_choice());
         sources[i]->desc.origin_x = kind >= 16 ? ox : ox % 512;
         sources[i]->desc.origin_y = kind >= 16 ? oy : oy % 512;
         sources[i]->protect();
-        list[i] = null_entry ? nullptr : &sources[i]->desc;
-        single = single && !null_entry;
+        list[i] = kind % 16 == 15 ? nullptr : &sources[i]->desc;
+        single = single && list[i];
     }
     guard_buffer list_memory(static_cast<size_t>(stored) * sizeof list[0]);
     std::memcpy(list_memory.data(), list, static_cast<size_t>(stored) * sizeof list[0]);
     list_memory.make_read_only();
 
-    auto dst = std::make_unique<fuzz_image>();
-    const uint8_t src_format = stored > 0 ? sources[0]->desc.format : 0;
-    dst->build(dst_spec, destination_layout(src_format, dst_spec.format_code()),
-               nulls.for_destination());
-    const bool vital = nulls.descriptor() || nulls.pixels() ||
-                       (nulls.alpha() && dst->desc.alpha_kind == TOVREL_ALPHA_W12B) ||
-                       nulls.other();
-
+    fuzz_image dst;
+    dst.build(
+        dst_spec,
+        destination_layout(stored > 0 ? sources[0]->desc.format : 0, dst_spec.format_code(), false),
+        c.nulls);
     const auto *const *list_arg =
-        nulls.other() ? nullptr
-                      : reinterpret_cast<const image_descriptor *const *>(list_memory.data());
+        c.nulls.other() ? nullptr
+                        : reinterpret_cast<const image_descriptor *const *>(list_memory.data());
     if (verbose()) {
-        print_image("dst", *dst);
+        print_image("dst", dst);
         for (int i = 0; i < stored; ++i)
             print_image(list[i] ? "src" : "src (null entry)", *sources[i]);
-        std::printf("flags %#x line_phase %d line_period %d source_count %d nulls %#x\n", flags,
-                    line_phase, line_period, source_count, nulls.mask);
-        std::printf("dst (%.17g, %.17g)-(%.17g, %.17g) src (%.17g, %.17g)-(%.17g, %.17g)\n", c[0],
-                    c[1], c[2], c[3], c[4], c[5], c[6], c[7]);
+        print_call(c);
+        std::printf("source_count %d\n", source_count);
+        std::printf("dst (%.17g, %.17g)-(%.17g, %.17g) src (%.17g, %.17g)-(%.17g, %.17g)\n", x[0],
+                    x[1], x[2], x[3], x[4], x[5], x[6], x[7]);
     }
-    const image_descriptor *dst_arg = nulls.descriptor() ? nullptr : &dst->desc;
-    const auto draw = [&](uint32_t f, int32_t phase, int32_t period) {
-        const poisoned guard({dst.get(), sources[0].get(), sources[1].get(), sources[2].get(),
-                              sources[3].get(), sources[4].get(), sources[5].get()},
-                             {&list_memory});
-        multisrc_map_rectangle(dst_arg, c[0], c[1], c[2], c[3], list_arg, source_count, c[4], c[5],
-                               c[6], c[7], f, phase, period);
-    };
-    dst->snapshot();
-    const int reports_before = g_reports.lines;
-    draw(flags, line_phase, line_period);
-    check_destination(*dst, reports_before, vital || source_count < 1, single);
-    if (rect_flags_read(flags) != flags) {
-        check_equivalent(*dst, "unread flag bits changed the result",
-                         [&] { draw(rect_flags_read(flags), line_phase, line_period); });
-    }
-    if (split > 0) {
-        check_split(*dst, split,
-                    [&](int32_t phase, int32_t period) { draw(flags, phase, period); });
-    }
+    check_call(dst, c, rect_flags_read(c.flags),
+               c.nulls.vital(dst.desc) || c.nulls.other() || source_count < 1, single,
+               [&](uint32_t flags, int32_t phase, int32_t period) {
+                   const poisoned guard({&dst, sources[0].get(), sources[1].get(), sources[2].get(),
+                                         sources[3].get(), sources[4].get(), sources[5].get()},
+                                        {&list_memory});
+                   multisrc_map_rectangle(dst.arg(), x[0], x[1], x[2], x[3], list_arg, source_count,
+                                          x[4], x[5], x[6], x[7], flags, phase, period);
+               });
     return 0;
 }

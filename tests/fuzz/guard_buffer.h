@@ -8,6 +8,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -30,11 +31,8 @@ namespace tovrel_fuzz {
 // Sanitizer (while a call runs), so that a read of them is reported too.
 // Granules that are only partly inside keep their other bytes usable.
 inline void set_poison(const uint8_t *p, size_t n, bool on) {
-    if (n == 0) return;
-    if (on)
-        ASAN_POISON_MEMORY_REGION(p, n);
-    else
-        ASAN_UNPOISON_MEMORY_REGION(p, n);
+    if (n != 0 && on) ASAN_POISON_MEMORY_REGION(p, n);
+    if (n != 0 && !on) ASAN_UNPOISON_MEMORY_REGION(p, n);
 }
 
 [[noreturn]] inline void fail(const char *what) {
@@ -83,11 +81,9 @@ public:
     // True when the bytes between the buffer and the far fence still hold
     // the fill pattern.
     bool slack_intact() const {
-        for (const uint8_t *p = inner_; p < data_; ++p)
-            if (*p != slack_byte) return false;
-        for (const uint8_t *p = data_ + size_; p < inner_ + inner_size_; ++p)
-            if (*p != slack_byte) return false;
-        return true;
+        const auto slack = [](uint8_t b) { return b == slack_byte; };
+        return std::all_of(inner_, data_, slack) &&
+               std::all_of(data_ + size_, inner_ + inner_size_, slack);
     }
 
     // The slack between the buffer and the far fence.
