@@ -21,21 +21,16 @@
 
 namespace tovrel_fuzz {
 
-class byte_reader {
-public:
-    byte_reader(const uint8_t *data, size_t size) : data_(data), size_(size) {}
+struct byte_reader {
+    const uint8_t *data;
+    size_t size, pos = 0;
 
-    uint8_t u8() { return pos_ < size_ ? data_[pos_++] : 0; }
+    uint8_t u8() { return pos < size ? data[pos++] : 0; }
     uint16_t u16() { return static_cast<uint16_t>(u8() | u8() << 8); }
     uint32_t u32() { return static_cast<uint32_t>(u16()) | static_cast<uint32_t>(u16()) << 16; }
     uint64_t u64() { return static_cast<uint64_t>(u32()) | static_cast<uint64_t>(u32()) << 32; }
     int16_t i16() { return static_cast<int16_t>(u16()); }
     int32_t i32() { return static_cast<int32_t>(u32()); }
-
-private:
-    const uint8_t *data_;
-    size_t size_;
-    size_t pos_ = 0;
 };
 
 // splitmix64: pixel contents from a 32-bit seed of the input.
@@ -52,57 +47,19 @@ struct prng {
 // Hard coordinates: non-finite, huge, denormal, fixed-point edges.
 // +-524288 times 4096, +-174763 times 12288 and +-1048576 times 2048 leave
 // int32; +-3.5e38 is finite as a double but infinite as a float.
-inline constexpr float hard_floats[] = {std::numeric_limits<float>::quiet_NaN(),
-                                        -std::numeric_limits<float>::quiet_NaN(),
-                                        std::numeric_limits<float>::infinity(),
-                                        -std::numeric_limits<float>::infinity(),
-                                        0.0f,
-                                        -0.0f,
-                                        0.5f,
-                                        1e-7f,
-                                        1e-40f,
-                                        std::numeric_limits<float>::max(),
-                                        -std::numeric_limits<float>::max(),
-                                        std::numeric_limits<float>::min(),
-                                        1e30f,
-                                        -1e30f,
-                                        3e9f,
-                                        -3e9f,
-                                        8192.0f,
-                                        8192.5f,
-                                        32768.0f,
-                                        65536.0f,
-                                        524288.0f,
-                                        -524288.0f,
-                                        174763.0f,
-                                        -174763.0f,
-                                        1048576.0f,
-                                        -1048576.0f,
-                                        16777216.0f,
-                                        1.0f};
-inline constexpr double hard_doubles[] = {std::numeric_limits<double>::quiet_NaN(),
-                                          std::numeric_limits<double>::infinity(),
-                                          -std::numeric_limits<double>::infinity(),
-                                          0.0,
-                                          -0.0,
-                                          0.5,
-                                          1e-320,
-                                          1e-300,
-                                          1e300,
-                                          -1e300,
-                                          3e9,
-                                          -3e9,
-                                          3.5e38,
-                                          -3.5e38,
-                                          8192.0,
-                                          8192.5,
-                                          65536.0,
-                                          524288.0,
-                                          -524288.0,
-                                          1048576.0,
-                                          2147483648.0,
-                                          -2147483649.0,
-                                          1.0};
+constexpr float nan_f = std::numeric_limits<float>::quiet_NaN(),
+                inf_f = std::numeric_limits<float>::infinity(),
+                max_f = std::numeric_limits<float>::max(),
+                min_f = std::numeric_limits<float>::min();
+inline constexpr float hard_floats[] = {
+    nan_f,      -nan_f,    inf_f,      -inf_f,     0.0f,        -0.0f,       0.5f,
+    1e-7f,      1e-40f,    max_f,      -max_f,     min_f,       1e30f,       -1e30f,
+    3e9f,       -3e9f,     8192.0f,    8192.5f,    32768.0f,    65536.0f,    524288.0f,
+    -524288.0f, 174763.0f, -174763.0f, 1048576.0f, -1048576.0f, 16777216.0f, 1.0f};
+inline constexpr double hard_doubles[] = {
+    nan_f,   inf_f,    -inf_f,    0.0,       -0.0,         0.5,           1e-320, 1e-300,
+    1e300,   -1e300,   3e9,       -3e9,      3.5e38,       -3.5e38,       8192.0, 8192.5,
+    65536.0, 524288.0, -524288.0, 1048576.0, 2147483648.0, -2147483649.0, 1.0};
 
 // A coordinate (float or double) of one of four kinds chosen by two bits of
 // the input: a coarse in-range value, a fine fractional value, a hard value
@@ -455,27 +412,22 @@ inline uint32_t rect_flags_read(uint32_t flags) {
     return f;
 }
 
-// While alive, the padding and slack of the given images and buffers are
-// poisoned for AddressSanitizer: wrap every call of the library in one.
-class poisoned {
-public:
-    poisoned(std::initializer_list<const fuzz_image *> images,
-             std::initializer_list<const guard_buffer *> buffers = {})
-        : images_(images), buffers_(buffers) {
+// While alive, the padding and slack of the given images (null: none) and
+// buffer are poisoned for AddressSanitizer: wrap every call of the library
+// in one.
+struct poisoned {
+    std::vector<const fuzz_image *> images;
+    const guard_buffer *buffer;
+    poisoned(std::initializer_list<const fuzz_image *> i, const guard_buffer *b = nullptr)
+        : images(i), buffer(b) {
         set(true);
     }
     ~poisoned() { set(false); }
-    poisoned(const poisoned &) = delete;
-    poisoned &operator=(const poisoned &) = delete;
-
-private:
     void set(bool on) const {
-        for (const fuzz_image *image : images_)
+        for (const fuzz_image *image : images)
             if (image) image->poison_padding(on);
-        for (const guard_buffer *buffer : buffers_) buffer->poison_slack(on);
+        if (buffer) buffer->poison_slack(on);
     }
-    std::vector<const fuzz_image *> images_;
-    std::vector<const guard_buffer *> buffers_;
 };
 
 inline bool verbose() {
@@ -490,11 +442,6 @@ inline void print_image(const char *name, const fuzz_image &image) {
                 name, d.width, d.height, d.format, d.alpha_mode, d.pitch, d.alpha_kind,
                 d.alpha_pitch, d.origin_x, d.origin_y, d.pixels ? "" : " null pixels",
                 d.alpha ? "" : " null alpha");
-}
-
-inline void print_call(const call_input &c) {
-    std::printf("flags %#x phase %d step %d split %d nulls %#x%s\n", c.flags, c.phase, c.step,
-                c.split, c.nulls.mask, c.nulls.on_source ? " on source" : "");
 }
 
 // The destination must hold what it held after the call that drew
@@ -519,16 +466,11 @@ inline void check_same(const fuzz_image &dst, const std::vector<uint8_t> &colour
 }
 
 // The report sink: every line must be one whole, non-empty, printable
-// message ending in a single "\n".
-struct report_log {
-    int lines = 0;
-    char last[128] = {};
-};
+// message ending in a single "\n". Counts the lines and keeps the last.
+inline int g_report_lines = 0;
+inline char g_last_report[128];
 
-inline report_log g_reports;
-
-inline void TOVREL_CALL fuzz_report_sink(const char *line, void *user) {
-    auto *log = static_cast<report_log *>(user);
+inline void TOVREL_CALL fuzz_report_sink(const char *line, void *) {
     if (!line) fail("report sink received a null line");
     const size_t n = std::strlen(line);
     if (n < 2 || line[n - 1] != '\n') fail("report line does not end in a newline");
@@ -536,8 +478,8 @@ inline void TOVREL_CALL fuzz_report_sink(const char *line, void *user) {
         const unsigned char c = static_cast<unsigned char>(line[i]);
         if (c == '\n' || c < 0x20 || c > 0x7E) fail("report line holds a control character");
     }
-    ++log->lines;
-    std::snprintf(log->last, sizeof log->last, "%s", line);
+    ++g_report_lines;
+    std::snprintf(g_last_report, sizeof g_last_report, "%s", line);
 }
 
 // Draws `draw(flags, phase, step)` as the input gives it, from a snapshot
@@ -552,19 +494,26 @@ inline void TOVREL_CALL fuzz_report_sink(const char *line, void *user) {
 //   phases one period below zero (the same lines), give the bytes of the
 //   single call (0, 1), unless lines share their bytes (pitch 0), where
 //   the order of drawing decides.
-// With TOVREL_FUZZ_VERBOSE set, one line tells what the first call did.
+// With TOVREL_FUZZ_VERBOSE set, prints the destination, the call's values
+// and what the first call did.
 template <typename Draw, typename Alike = bool (*)()>
 void check_call(
     fuzz_image &dst, const call_input &c, uint32_t read_flags, bool must_not_draw,
     bool report_refuses_all, Draw draw, Alike alike = [] { return false; }) {
+    if (verbose()) {
+        print_image("dst", dst);
+        std::printf("flags %#x phase %d step %d split %d nulls %#x%s\n", c.flags, c.phase, c.step,
+                    c.split, c.nulls.mask, c.nulls.on_source ? " on source" : "");
+    }
     dst.snapshot();
-    const int reports_before = g_reports.lines;
+    const int reports_before = g_report_lines;
     draw(c.flags, c.phase, c.step);
-    const bool reported = g_reports.lines != reports_before;
+    const bool reported = g_report_lines != reports_before;
     if (verbose())
-        std::printf("outcome: %s", reported          ? g_reports.last
-                                   : dst.unchanged() ? "unchanged\n"
-                                                     : "drew\n");
+        std::printf("outcome: %s%s", reported ? "reported " : "",
+                    reported          ? g_last_report
+                    : dst.unchanged() ? "unchanged\n"
+                                      : "drew\n");
     if (!dst.writes_confined()) fail("write outside the destination's lines");
     if (report_refuses_all && reported && !dst.unchanged())
         fail("destination changed by a call that reported");
@@ -589,6 +538,6 @@ void check_call(
 
 // Each target is its own program: the report sink is installed once.
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    tovrel_set_report_sink(tovrel_fuzz::fuzz_report_sink, &tovrel_fuzz::g_reports);
+    tovrel_set_report_sink(tovrel_fuzz::fuzz_report_sink, nullptr);
     return 0;
 }

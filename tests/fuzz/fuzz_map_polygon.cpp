@@ -11,6 +11,8 @@ using namespace tovrel_fuzz;
 
 namespace {
 
+static_assert(sizeof(map_vertex) == 5 * sizeof(float));
+
 float vertex_field(byte_reader &in, unsigned kind, bool is_w) {
     if (is_w && (kind & 3) == 0) return 1.0f;
     if (is_w && (kind & 3) == 1) return static_cast<float>(1 + in.u32() % 4096) / 256.0f;
@@ -25,7 +27,7 @@ uint32_t plain(uint32_t kind) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    byte_reader in(data, size);
+    byte_reader in{data, size};
     const call_input c(in);
     const uint8_t count_raw = in.u8();
     const int32_t vertex_count =
@@ -38,12 +40,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     auto *vertices = reinterpret_cast<map_vertex *>(vertex_memory.data());
     for (size_t i = 0; i < stored; ++i) {
         const uint16_t k = in.u16();
-        map_vertex &v = vertices[i];
-        v.u = vertex_field(in, k, false);
-        v.v = vertex_field(in, k >> 2, false);
-        v.w = vertex_field(in, k >> 4, true);
-        v.x = vertex_field(in, k >> 6, false);
-        v.y = vertex_field(in, k >> 8, false);
+        float f[5]; // u, v, w, x, y
+        for (int j = 0; j < 5; ++j) f[j] = vertex_field(in, k >> (2 * j), j == 2);
+        std::memcpy(&vertices[i], f, sizeof f);
     }
     vertex_memory.make_read_only();
 
@@ -58,9 +57,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         (src.desc.format == TOVREL_FORMAT_WORD && src.desc.alpha_kind == TOVREL_ALPHA_W12B) ||
         c.nulls.for_source().vital(src.desc) || c.nulls.for_destination().vital(dst.desc);
     if (verbose()) {
-        print_image("dst", dst);
         print_image("src", src);
-        print_call(c);
         std::printf("vertex_count %d\n", vertex_count);
         for (size_t i = 0; i < stored; ++i)
             std::printf("  u %.9g v %.9g w %.9g x %.9g y %.9g\n", vertices[i].u, vertices[i].v,
@@ -73,11 +70,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     check_call(
         dst, c, read_flags, nothing, true,
         [&](uint32_t flags, int32_t first, int32_t step) {
-            const int reports_before = g_reports.lines;
-            const poisoned guard({&src, &dst}, {&vertex_memory});
+            const int reports_before = g_report_lines;
+            const poisoned guard({&src, &dst}, &vertex_memory);
             const int32_t result =
                 map_polygon(dst.arg(), src.arg(), vertex_arg, vertex_count, flags, first, step);
-            if (vertex_count < 1 && result != 0 && g_reports.lines == reports_before)
+            if (vertex_count < 1 && result != 0 && g_report_lines == reports_before)
                 fail("map_polygon with no vertices did not return 0");
         },
         [&] {

@@ -12,7 +12,7 @@
 using namespace tovrel_fuzz;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    byte_reader in(data, size);
+    byte_reader in{data, size};
     const call_input c(in);
     fuzz_image dst, src;
     build_pair(in, dst, src, c.nulls, false);
@@ -27,9 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const bool nothing = yuvq_odd_alpha || c.nulls.for_source().vital(src.desc) ||
                          c.nulls.for_destination().vital(dst.desc);
     if (verbose()) {
-        print_image("dst", dst);
         print_image("src", src);
-        print_call(c);
         std::printf("dst (%.9g, %.9g)-(%.9g, %.9g) src (%.9g, %.9g)-(%.9g, %.9g)\n", x[0], x[1],
                     x[2], x[3], x[4], x[5], x[6], x[7]);
     }

@@ -16,7 +16,7 @@ using namespace tovrel_fuzz;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     constexpr int max_sources = 6;
-    byte_reader in(data, size);
+    byte_reader in{data, size};
     call_input c(in);
     c.nulls.on_source = false; // nulls only on the destination and the list
     const uint8_t count_raw = in.u8();
@@ -62,10 +62,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         c.nulls.other() ? nullptr
                         : reinterpret_cast<const image_descriptor *const *>(list_memory.data());
     if (verbose()) {
-        print_image("dst", dst);
         for (int i = 0; i < stored; ++i)
             print_image(list[i] ? "src" : "src (null entry)", *sources[i]);
-        print_call(c);
         std::printf("source_count %d\n", source_count);
         std::printf("dst (%.17g, %.17g)-(%.17g, %.17g) src (%.17g, %.17g)-(%.17g, %.17g)\n", x[0],
                     x[1], x[2], x[3], x[4], x[5], x[6], x[7]);
@@ -75,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
                [&](uint32_t flags, int32_t phase, int32_t period) {
                    const poisoned guard({&dst, sources[0].get(), sources[1].get(), sources[2].get(),
                                          sources[3].get(), sources[4].get(), sources[5].get()},
-                                        {&list_memory});
+                                        &list_memory);
                    multisrc_map_rectangle(dst.arg(), x[0], x[1], x[2], x[3], list_arg, source_count,
                                           x[4], x[5], x[6], x[7], flags, phase, period);
                });
