@@ -2,13 +2,19 @@
 // values (front to back, zeros once the input runs out), images derived
 // from those values in guarded buffers, a report sink that checks every
 // report line, and the checks made on a destination around a call.
+// Linux only (mmap, mprotect): the fuzz targets run natively.
 #pragma once
 
+#include <sys/mman.h>
 #include <tovrel.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 #include <iterator>
@@ -17,9 +23,99 @@
 #include <utility>
 #include <vector>
 
-#include "guard_buffer.h"
+#if __has_include(<sanitizer/asan_interface.h>)
+#include <sanitizer/asan_interface.h>
+#endif
+#ifndef ASAN_POISON_MEMORY_REGION
+#define ASAN_POISON_MEMORY_REGION(addr, size) ((void)(addr), (void)(size))
+#define ASAN_UNPOISON_MEMORY_REGION(addr, size) ((void)(addr), (void)(size))
+#endif
 
 namespace tovrel_fuzz {
+
+// Marks bytes that the library has no business touching for Address-
+// Sanitizer (while a call runs), so that a read of them is reported too.
+// Granules that are only partly inside keep their other bytes usable.
+inline void set_poison(const uint8_t *p, size_t n, bool on) {
+    if (n != 0 && on) ASAN_POISON_MEMORY_REGION(p, n);
+    if (n != 0 && !on) ASAN_UNPOISON_MEMORY_REGION(p, n);
+}
+
+[[noreturn]] inline void fail(const char *what) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "fuzz property violated: %s\n", what);
+    std::fflush(stderr);
+    __builtin_trap();
+}
+
+// A byte buffer fenced by inaccessible pages: one stray read or write just
+// before or just after it faults at once. The buffer sits against one of
+// its fences; the slack between it and the other fence (less than a page)
+// is filled with a pattern so that stray writes there are seen as well.
+class guard_buffer {
+public:
+    // `against_end`: the last byte touches the end fence; otherwise the
+    // first byte touches the start fence. A size of 0 gives a pointer on a
+    // fence: any access through it faults.
+    explicit guard_buffer(size_t size = 0, bool against_end = true) { reset(size, against_end); }
+    ~guard_buffer() { release(); }
+    guard_buffer(const guard_buffer &) = delete;
+    guard_buffer &operator=(const guard_buffer &) = delete;
+
+    void reset(size_t size, bool against_end) {
+        release();
+        const size_t page = page_size();
+        inner_size_ = (size + page - 1) / page * page;
+        void *m =
+            mmap(nullptr, inner_size_ + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (m == MAP_FAILED) fail("mmap of a guarded buffer");
+        inner_ = static_cast<uint8_t *>(m) + page;
+        if (inner_size_ != 0 && mprotect(inner_, inner_size_, PROT_READ | PROT_WRITE) != 0)
+            fail("mprotect of a guarded buffer");
+        size_ = size;
+        data_ = against_end ? inner_ + inner_size_ - size : inner_;
+        std::memset(inner_, slack_byte, inner_size_);
+    }
+
+    uint8_t *data() const { return data_; }
+    size_t size() const { return size_; }
+
+    // Makes the whole buffer read-only (sources: a write faults).
+    void make_read_only() {
+        if (inner_size_ != 0 && mprotect(inner_, inner_size_, PROT_READ) != 0)
+            fail("mprotect read-only");
+    }
+
+    // True when the bytes between the buffer and the far fence still hold
+    // the fill pattern.
+    bool slack_intact() const {
+        const auto slack = [](uint8_t b) { return b == slack_byte; };
+        return std::all_of(inner_, data_, slack) &&
+               std::all_of(data_ + size_, inner_ + inner_size_, slack);
+    }
+
+    // The slack between the buffer and the far fence.
+    void poison_slack(bool on) const {
+        set_poison(inner_, static_cast<size_t>(data_ - inner_), on);
+        set_poison(data_ + size_, static_cast<size_t>(inner_ + inner_size_ - (data_ + size_)), on);
+    }
+
+    static constexpr uint8_t slack_byte = 0xA5;
+
+private:
+    static size_t page_size() {
+        static const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+        return page;
+    }
+    void release() {
+        if (inner_) munmap(inner_ - page_size(), inner_size_ + 2 * page_size());
+        inner_ = data_ = nullptr;
+        inner_size_ = size_ = 0;
+    }
+
+    uint8_t *inner_ = nullptr, *data_ = nullptr; // mapping: one fence page before inner_
+    size_t inner_size_ = 0, size_ = 0;
+};
 
 struct byte_reader {
     const uint8_t *data;
@@ -387,11 +483,9 @@ struct call_input {
         nulls = null_choice(in.u8(), high);
         const int mode = in.u8() % 8;
         const int32_t a = in.i32(), b = in.i32(), small = 1 + (b & 7);
-        static const int32_t far_steps[] = {std::numeric_limits<int32_t>::max(),
-                                            std::numeric_limits<int32_t>::min(), 0x30000000,
-                                            -0x30000000, 715827883 /* 3x leaves int32 */};
-        const int32_t edge = (a & 4) ? std::numeric_limits<int32_t>::max() - (a & 3)
-                                     : std::numeric_limits<int32_t>::min() + (a & 3);
+        static const int32_t far_steps[] = {INT32_MAX, INT32_MIN, 0x30000000, -0x30000000,
+                                            715827883 /* 3x leaves int32 */};
+        const int32_t edge = (a & 4) ? INT32_MAX - (a & 3) : INT32_MIN + (a & 3);
         phase = mode == 0 || mode == 7 ? 0 : mode == 4 ? a : mode == 5 ? edge : a % 16;
         step = mode == 1 || mode == 5 ? small
                : mode == 2            ? -small
@@ -444,11 +538,15 @@ inline void print_image(const char *name, const fuzz_image &image) {
                 d.alpha ? "" : " null alpha");
 }
 
-// The destination must hold what it held after the call that drew
-// `colour` and `alpha`; with TOVREL_FUZZ_VERBOSE set, tells where the
-// bytes first differ (line and byte in the line).
-inline void check_same(const fuzz_image &dst, const std::vector<uint8_t> &colour,
-                       const std::vector<uint8_t> &alpha, const char *what) {
+// Keeps what the destination holds, redraws from the destination as it was
+// before the first call with `redraw()`, and demands the same bytes; with
+// TOVREL_FUZZ_VERBOSE set, tells where they first differ (line and byte in
+// the line).
+template <typename Redraw>
+void check_same(fuzz_image &dst, const char *what, Redraw redraw) {
+    const std::vector<uint8_t> colour = dst.colour.contents(), alpha = dst.alpha.contents();
+    dst.restore();
+    redraw();
     if (colour == dst.colour.contents() && alpha == dst.alpha.contents()) return;
     for (const auto &[p, a] : {std::pair{&dst.colour, &colour}, std::pair{&dst.alpha, &alpha}}) {
         const std::vector<uint8_t> b = p->contents();
@@ -518,19 +616,14 @@ void check_call(
     if (report_refuses_all && reported && !dst.unchanged())
         fail("destination changed by a call that reported");
     if (must_not_draw && !dst.unchanged()) fail("destination changed by a call that draws nothing");
-    if (alike() || read_flags != c.flags) {
-        const auto colour = dst.colour.contents(), alpha = dst.alpha.contents();
-        dst.restore();
-        draw(read_flags, c.phase, c.step);
-        check_same(dst, colour, alpha, "unread flag bits or alpha kinds changed the result");
-    }
+    if (alike() || read_flags != c.flags)
+        check_same(dst, "unread flag bits or alpha kinds changed the result",
+                   [&] { draw(read_flags, c.phase, c.step); });
     if (c.split > 0 && !dst.colour.lines_alias() && !dst.alpha.lines_alias()) {
         dst.restore();
         for (int32_t k = 0; k < c.split; ++k) draw(c.flags, (k & 1) ? k - c.split : k, c.split);
-        const auto colour = dst.colour.contents(), alpha = dst.alpha.contents();
-        dst.restore();
-        draw(c.flags, 0, 1);
-        check_same(dst, colour, alpha, "drawing by line phases differs from one call");
+        check_same(dst, "drawing by line phases differs from one call",
+                   [&] { draw(c.flags, 0, 1); });
     }
 }
 
