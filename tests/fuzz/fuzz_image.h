@@ -238,16 +238,11 @@ struct plane {
     bool lines_alias() const { return lines > 1 && pitch == 0; }
 
     void snapshot() { before = contents(); }
-    void restore() {
-        if (!before.empty()) std::memcpy(buffer.data(), before.data(), before.size());
-    }
+    void restore() { std::copy(before.begin(), before.end(), buffer.data()); }
     std::vector<uint8_t> contents() const {
         return std::vector<uint8_t>(buffer.data(), buffer.data() + buffer.size());
     }
-    bool unchanged() const {
-        return buffer.size() == before.size() &&
-               (before.empty() || std::memcmp(buffer.data(), before.data(), before.size()) == 0);
-    }
+    bool unchanged() const { return contents() == before; }
 
     // Every changed byte lies inside a line (no writes into pitch padding
     // or past the buffer's ends).
@@ -277,20 +272,16 @@ struct image_spec {
     // Codes 0..12 mostly; bytes from 0xF0 up stay as they are (far codes).
     uint8_t format_code() const { return format >= 0xF0 ? format : format % 13; }
 
-    // Size kinds: 11 width 0 or negative, 12 height 0 or negative, 13
-    // around 8192 wide, 14 tall, 15 past the 16.16 limit, else 1..320.
+    // Size kinds 11..15: width 0 or negative, height 0 or negative, around
+    // 8192 wide, tall, past the 16.16 limit; below 11: 1..320 each way.
     void size(int32_t *width, int32_t *height) const {
-        const int k = size_kind % 16;
-        *width = k == 11   ? -(w_raw % 5)
-                 : k == 13 ? 8180 + w_raw % 40
-                 : k == 14 ? 1 + w_raw % 3
-                 : k == 15 ? 32760 + w_raw % 40000
-                           : 1 + w_raw % 320;
-        *height = k == 12   ? -(h_raw % 5)
-                  : k == 13 ? 1 + h_raw % 3
-                  : k == 14 ? 1 + h_raw % 2000
-                  : k == 15 ? 1 + h_raw % 2
-                            : 1 + h_raw % 320;
+        const int k = size_kind % 16 < 11 ? 0 : size_kind % 16 - 10;
+        const int32_t widths[] = {1 + w_raw % 320,   -(w_raw % 5),  1 + w_raw % 320,
+                                  8180 + w_raw % 40, 1 + w_raw % 3, 32760 + w_raw % 40000};
+        const int32_t heights[] = {1 + h_raw % 320, 1 + h_raw % 320,  -(h_raw % 5),
+                                   1 + h_raw % 3,   1 + h_raw % 2000, 1 + h_raw % 2};
+        *width = widths[k];
+        *height = heights[k];
     }
 
     uint32_t alpha_kind() const {
@@ -323,10 +314,6 @@ struct null_choice {
     bool other() const { return mask & 8; } // the vertex or source array
     null_choice for_source() const { return on_source ? *this : null_choice(); }
     null_choice for_destination() const { return on_source ? null_choice() : *this; }
-    // A null the call cannot do without: it must draw nothing.
-    bool vital(const image_descriptor &image) const {
-        return descriptor() || pixels() || (alpha() && image.alpha_kind == TOVREL_ALPHA_W12B);
-    }
 };
 
 // A described image: the descriptor, its colour plane laid out in
@@ -378,12 +365,14 @@ struct fuzz_image {
 
     // What the call receives: the descriptor, or null when chosen so.
     const image_descriptor *arg() const { return nulls.descriptor() ? nullptr : &desc; }
+    // A null the call cannot do without: it must draw nothing.
+    bool vital_null() const {
+        return nulls.descriptor() || nulls.pixels() ||
+               (nulls.alpha() && desc.alpha_kind == TOVREL_ALPHA_W12B);
+    }
 
     // A source is only read: any write into it faults.
-    void protect() {
-        colour.buffer.make_read_only();
-        alpha.buffer.make_read_only();
-    }
+    void protect() { colour.buffer.make_read_only(), alpha.buffer.make_read_only(); }
     void snapshot() { colour.snapshot(), alpha.snapshot(); }
     void restore() { colour.restore(), alpha.restore(); }
     bool unchanged() const { return colour.unchanged() && alpha.unchanged(); }
@@ -486,13 +475,12 @@ struct call_input {
         static const int32_t far_steps[] = {INT32_MAX, INT32_MIN, 0x30000000, -0x30000000,
                                             715827883 /* 3x leaves int32 */};
         const int32_t edge = (a & 4) ? INT32_MAX - (a & 3) : INT32_MIN + (a & 3);
-        phase = mode == 0 || mode == 7 ? 0 : mode == 4 ? a : mode == 5 ? edge : a % 16;
-        step = mode == 1 || mode == 5 ? small
-               : mode == 2            ? -small
-               : mode == 3            ? 0
-               : mode == 4            ? b
-               : mode == 6            ? far_steps[static_cast<uint32_t>(b) % 5]
-                                      : 1;
+        // Modes: 0 plain, 1..3 step small, -small, 0, 4 raw, 5 phase at the
+        // int32 ends, 6 far step, 7 split.
+        const int32_t phases[8] = {0, a % 16, a % 16, a % 16, a, edge, a % 16, 0};
+        const int32_t steps[8] = {1, small, -small, 0, b, small, far_steps[uint32_t(b) % 5], 1};
+        phase = phases[mode];
+        step = steps[mode];
         split = mode == 7 ? 2 + (b & 3) : 0;
     }
 };
@@ -524,10 +512,7 @@ struct poisoned {
     }
 };
 
-inline bool verbose() {
-    static const bool on = std::getenv("TOVREL_FUZZ_VERBOSE") != nullptr;
-    return on;
-}
+inline const bool verbose = std::getenv("TOVREL_FUZZ_VERBOSE") != nullptr;
 
 inline void print_image(const char *name, const fuzz_image &image) {
     const image_descriptor &d = image.desc;
@@ -553,7 +538,7 @@ void check_same(fuzz_image &dst, const char *what, Redraw redraw) {
         size_t count = 0, first = 0;
         for (size_t i = 0; i < a->size() && i < b.size(); ++i)
             if ((*a)[i] != b[i]) first = count++ ? first : i;
-        if (!verbose() || count == 0) continue;
+        if (!verbose || count == 0) continue;
         const int64_t at = static_cast<int64_t>(first) - (p->line0 - p->buffer.data());
         const int64_t line = p->pitch ? at / p->pitch : 0;
         std::printf("%s: %zu bytes differ, first at line %lld byte %lld (%u vs %u)\n",
@@ -598,7 +583,7 @@ template <typename Draw, typename Alike = bool (*)()>
 void check_call(
     fuzz_image &dst, const call_input &c, uint32_t read_flags, bool must_not_draw,
     bool report_refuses_all, Draw draw, Alike alike = [] { return false; }) {
-    if (verbose()) {
+    if (verbose) {
         print_image("dst", dst);
         std::printf("flags %#x phase %d step %d split %d nulls %#x%s\n", c.flags, c.phase, c.step,
                     c.split, c.nulls.mask, c.nulls.on_source ? " on source" : "");
@@ -607,7 +592,7 @@ void check_call(
     const int reports_before = g_report_lines;
     draw(c.flags, c.phase, c.step);
     const bool reported = g_report_lines != reports_before;
-    if (verbose())
+    if (verbose)
         std::printf("outcome: %s%s", reported ? "reported " : "",
                     reported          ? g_last_report
                     : dst.unchanged() ? "unchanged\n"

@@ -19,6 +19,10 @@ float vertex_field(byte_reader &in, unsigned kind, bool is_w) {
     return coordinate(in, kind, 64.0f);
 }
 
+bool is_s16(uint8_t f) {
+    return f == TOVREL_FORMAT_S16X4A || f == TOVREL_FORMAT_S16X4;
+}
+
 // Alpha kinds other than 3 act as 0.
 uint32_t plain(uint32_t kind) {
     return kind == TOVREL_ALPHA_W12B ? kind : 0u;
@@ -48,15 +52,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
 
     // Word sources with an alpha plane and S16X4 sources into other
     // formats select no renderer and report nothing.
-    const bool s16_src =
-        src.desc.format == TOVREL_FORMAT_S16X4A || src.desc.format == TOVREL_FORMAT_S16X4;
-    const bool s16_dst =
-        dst.desc.format == TOVREL_FORMAT_S16X4A || dst.desc.format == TOVREL_FORMAT_S16X4;
     const bool nothing =
-        vertex_count < 1 || (s16_src && !s16_dst) || c.nulls.other() ||
+        vertex_count < 1 || (is_s16(src.desc.format) && !is_s16(dst.desc.format)) ||
+        c.nulls.other() ||
         (src.desc.format == TOVREL_FORMAT_WORD && src.desc.alpha_kind == TOVREL_ALPHA_W12B) ||
-        c.nulls.for_source().vital(src.desc) || c.nulls.for_destination().vital(dst.desc);
-    if (verbose()) {
+        src.vital_null() || dst.vital_null();
+    if (verbose) {
         print_image("src", src);
         std::printf("vertex_count %d\n", vertex_count);
         for (size_t i = 0; i < stored; ++i)

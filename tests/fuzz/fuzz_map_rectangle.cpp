@@ -24,9 +24,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const bool yuvq_odd_alpha = src.desc.format == TOVREL_FORMAT_YUVQ &&
                                 src.desc.alpha_kind != TOVREL_ALPHA_NONE &&
                                 src.desc.alpha_kind != TOVREL_ALPHA_W12B;
-    const bool nothing = yuvq_odd_alpha || c.nulls.for_source().vital(src.desc) ||
-                         c.nulls.for_destination().vital(dst.desc);
-    if (verbose()) {
+    const bool nothing = yuvq_odd_alpha || src.vital_null() || dst.vital_null();
+    if (verbose) {
         print_image("src", src);
         std::printf("dst (%.9g, %.9g)-(%.9g, %.9g) src (%.9g, %.9g)-(%.9g, %.9g)\n", x[0], x[1],
                     x[2], x[3], x[4], x[5], x[6], x[7]);

@@ -61,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const auto *const *list_arg =
         c.nulls.other() ? nullptr
                         : reinterpret_cast<const image_descriptor *const *>(list_memory.data());
-    if (verbose()) {
+    if (verbose) {
         for (int i = 0; i < stored; ++i)
             print_image(list[i] ? "src" : "src (null entry)", *sources[i]);
         std::printf("source_count %d\n", source_count);
@@ -69,7 +69,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
                     x[1], x[2], x[3], x[4], x[5], x[6], x[7]);
     }
     check_call(dst, c, rect_flags_read(c.flags),
-               c.nulls.vital(dst.desc) || c.nulls.other() || source_count < 1, single,
+               dst.vital_null() || c.nulls.other() || source_count < 1, single,
                [&](uint32_t flags, int32_t phase, int32_t period) {
                    const poisoned guard({&dst, sources[0].get(), sources[1].get(), sources[2].get(),
                                          sources[3].get(), sources[4].get(), sources[5].get()},
