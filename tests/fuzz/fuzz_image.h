@@ -293,9 +293,8 @@ struct image_spec {
     }
 
     uint8_t mode_byte() const {
-        return alpha_mode % 4 == 0   ? TOVREL_ALPHA_STRAIGHT
-               : alpha_mode % 4 == 1 ? TOVREL_ALPHA_PREMULTIPLIED
-                                     : alpha_mode;
+        const uint8_t known[] = {TOVREL_ALPHA_STRAIGHT, TOVREL_ALPHA_PREMULTIPLIED};
+        return alpha_mode % 4 < 2 ? known[alpha_mode % 4] : alpha_mode;
     }
 };
 
@@ -400,13 +399,11 @@ private:
 
     // Colours within [-alpha, alpha], alpha 0..4096.
     static void premultiplied(uint8_t *pixel) {
-        int16_t px[4];
+        uint16_t px[4];
         std::memcpy(px, pixel, sizeof px);
-        const int32_t a = static_cast<uint16_t>(px[3]) % 4097;
-        for (int c = 0; c < 3; ++c)
-            px[c] = static_cast<int16_t>(
-                static_cast<int32_t>(static_cast<uint16_t>(px[c]) % (2 * a + 1)) - a);
-        px[3] = static_cast<int16_t>(a);
+        const int32_t a = px[3] % 4097;
+        for (int c = 0; c < 3; ++c) px[c] = static_cast<uint16_t>(px[c] % (2 * a + 1) - a);
+        px[3] = static_cast<uint16_t>(a);
         std::memcpy(pixel, px, sizeof px);
     }
 
