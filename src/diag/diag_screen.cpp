@@ -42,14 +42,9 @@ int diag_debugger_line(char *line) {
     return 1;
 }
 
-int diag_message_box(const char *format, ...) {
-    char text[260];
-    va_list args;
-    va_start(args, format);
-    std::vsnprintf(text, sizeof text, format ? format : "", args);
-    va_end(args);
-    return MessageBoxA(nullptr, text, "Message", 0);
-}
+namespace {
+int show_message(const char *text) { return MessageBoxA(nullptr, text, "Message", 0); }
+} // namespace
 
 int diag_draw_line(int32_t x0, int32_t y0, int32_t x1, int32_t y1, uint32_t colour) {
     HDC dc = GetDC(nullptr);
@@ -75,18 +70,25 @@ int diag_debugger_line(char *line) {
     return 1;
 }
 
+namespace {
+int show_message(const char *text) {
+    std::fprintf(stderr, "Message: %s\n", text);
+    return 1; // as if OK was pressed
+}
+} // namespace
+
+int diag_draw_line(int32_t, int32_t, int32_t, int32_t, uint32_t) { return 0; }
+
+#endif
+
+// The text is at most 259 characters; longer texts are cut.
 int diag_message_box(const char *format, ...) {
     char text[260];
     va_list args;
     va_start(args, format);
     std::vsnprintf(text, sizeof text, format ? format : "", args);
     va_end(args);
-    std::fprintf(stderr, "Message: %s\n", text);
-    return 1; // as if OK was pressed
+    return show_message(text);
 }
-
-int diag_draw_line(int32_t, int32_t, int32_t, int32_t, uint32_t) { return 0; }
-
-#endif
 
 } // namespace tovrel

@@ -297,8 +297,7 @@ void rect_map_rectangle(rect_isa isa, const image_descriptor *destination, const
 
 } // namespace tovrel
 
-// Declared in tovrel.h without an exception specification; the library is
-// built without exceptions, and nothing here throws.
+// The library is built without exceptions; nothing here throws.
 extern "C" TOVREL_API void TOVREL_CALL map_rectangle(
     const image_descriptor *destination, float dst_x0, float dst_y0, float dst_x1, float dst_y1,
     const image_descriptor *source, float src_x0, float src_y0, float src_x1, float src_y1,

@@ -65,8 +65,7 @@ void rect_multisrc(rect_isa isa, const image_descriptor *destination, double dst
 
 } // namespace tovrel
 
-// Declared in tovrel.h without an exception specification; the library is
-// built without exceptions, and nothing here throws.
+// The library is built without exceptions; nothing here throws.
 extern "C" TOVREL_API void TOVREL_CALL multisrc_map_rectangle(
     const image_descriptor *destination, double dst_x0, double dst_y0, double dst_x1, double dst_y1,
     const image_descriptor *const *sources, int32_t source_count, double src_x0, double src_y0,

@@ -257,14 +257,14 @@ struct plane {
 };
 
 // Everything an image is made of, in the order read from the input.
-struct image_spec {
+struct image_plan {
     uint8_t format, size_kind;
     uint16_t w_raw, h_raw;
     uint8_t pitch_kind, pad, alpha_kind_sel, alpha_mode, alpha_pitch_kind, alpha_pad, fill;
     uint32_t seed;
 
     // A braced list is evaluated left to right: the fields in input order.
-    static image_spec read(byte_reader &in) {
+    static image_plan read(byte_reader &in) {
         return {in.u8(), in.u8(), in.u16(), in.u16(), in.u8(), in.u8(),
                 in.u8(), in.u8(), in.u8(),  in.u8(),  in.u8(), in.u32()};
     }
@@ -323,7 +323,7 @@ struct fuzz_image {
     plane colour, alpha;
     null_choice nulls;
 
-    void build(const image_spec &s, uint8_t layout, null_choice n) {
+    void build(const image_plan &s, uint8_t layout, null_choice n) {
         nulls = n;
         int32_t width, height;
         s.size(&width, &height);
@@ -440,11 +440,11 @@ inline uint8_t destination_layout(uint8_t src, uint8_t dst, bool polygon) {
     return source_layout ? src : dst;
 }
 
-// Reads the destination's spec, then the source's, and builds both: the
+// Reads the destination's plan, then the source's, and builds both: the
 // source read-only in its own layout.
 inline void build_pair(byte_reader &in, fuzz_image &dst, fuzz_image &src, null_choice nulls,
                        bool polygon) {
-    const image_spec d = image_spec::read(in), s = image_spec::read(in);
+    const image_plan d = image_plan::read(in), s = image_plan::read(in);
     src.build(s, s.format_code(), nulls.for_source());
     src.protect();
     dst.build(d, destination_layout(s.format_code(), d.format_code(), polygon),

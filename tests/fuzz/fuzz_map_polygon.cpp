@@ -3,7 +3,7 @@
 // the contract. Every buffer is fenced; the source is read-only.
 //
 // Input: flags (u8, u8), null choice (u8), line selection (u8, i32, i32),
-// vertex count (u8), destination and source image specs, then per vertex
+// vertex count (u8), destination and source image plans, then per vertex
 // a u16 of value kinds (2 bits per field u, v, w, x, y) and the values.
 #include "fuzz_image.h"
 

@@ -4,7 +4,7 @@
 // read-only.
 //
 // Input: flags (u8, u8), null choice (u8), line selection (u8, i32, i32),
-// destination and source image specs, a u16 of value kinds (2 bits per
+// destination and source image plans, a u16 of value kinds (2 bits per
 // coordinate) and the eight coordinates (destination x0 y0 x1 y1, source
 // x0 y0 x1 y1).
 #include "fuzz_image.h"

@@ -4,9 +4,9 @@
 // the contract. Every buffer is fenced; sources are read-only.
 //
 // Input: flags (u8, u8), null choice (u8), line selection (u8, i32, i32),
-// source count (u8), the destination image spec, a u16 of value kinds and
+// source count (u8), the destination image plan, a u16 of value kinds and
 // the eight coordinates, then per source an entry kind (u8), origin x and
-// y (i32 each) and its image spec (its format byte is replaced by the
+// y (i32 each) and its image plan (its format byte is replaced by the
 // first source's).
 #include <memory>
 
@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const uint8_t count_raw = in.u8();
     const int32_t source_count =
         count_raw == 0xFF ? INT32_MIN : static_cast<int32_t>(count_raw % 9) - 2; // -2..6
-    const image_spec dst_spec = image_spec::read(in);
+    const image_plan dst_spec = image_plan::read(in);
     const uint16_t kinds = in.u16();
     double x[8];
     for (int i = 0; i < 8; ++i) x[i] = coordinate(in, kinds >> (2 * i), 32.0);
@@ -37,10 +37,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     for (int i = 0; i < stored; ++i) {
         const uint8_t kind = in.u8();
         const int32_t ox = in.i32(), oy = in.i32();
-        image_spec spec = image_spec::read(in);
-        if (i > 0) spec.format = sources[0]->desc.format;
+        image_plan plan = image_plan::read(in);
+        if (i > 0) plan.format = sources[0]->desc.format;
         sources[i] = std::make_unique<fuzz_image>();
-        sources[i]->build(spec, spec.format_code(), null_choice());
+        sources[i]->build(plan, plan.format_code(), null_choice());
         // Kind 15: a null entry; from 16 on, origins far from the plane's
         // middle; below, origins within +-512.
         sources[i]->desc.origin_x = kind >= 16 ? ox : ox % 512;

@@ -16,7 +16,7 @@ STRAIGHT, PREMUL = 0, 1  # alpha_mode selectors: 1 and 0
 
 def image(fmt, w, h, alpha=False, mode=STRAIGHT, pitch=0, pad=0, fill=0, seed=1,
           size_kind=0):
-    """An image spec: pitch kinds 0 +row, 1 -row, 2 +padded, 3 -padded, 4 zero."""
+    """An image plan: pitch kinds 0 +row, 1 -row, 2 +padded, 3 -padded, 4 zero."""
     return struct.pack('<BBHHBBBBBBBI', fmt, size_kind, (w - 1) % 65536, (h - 1) % 65536,
                        pitch, pad, 3 if alpha else 0, mode, pitch, pad, fill, seed)
 
@@ -80,8 +80,8 @@ def rectangle(flags, dst, src, d, s, line_sel=None, nulls=0):
 def multisrc(flags, dst, d, s, sources, line_sel=None):
     line_sel = line_sel or lines()
     out = header(flags, line_sel) + struct.pack('<B', len(sources) + 2) + dst + rect_coords(d, s)
-    for kind, ox, oy, spec in sources:
-        out += struct.pack('<Bii', kind, ox, oy) + spec
+    for kind, ox, oy, plan in sources:
+        out += struct.pack('<Bii', kind, ox, oy) + plan
     return out
 
 

@@ -66,7 +66,7 @@ namespace {
 
 enum : unsigned { in_warp = 1, in_scale = 2, in_both = 3 };
 
-struct option_spec {
+struct option_def {
     const char *name;
     const char *value_name; // nullptr: a switch without value
     unsigned commands;
@@ -86,8 +86,8 @@ bool parse_field(const std::string &text, field_choice &field) {
     return true;
 }
 
-const std::vector<option_spec> &option_table() {
-    static const std::vector<option_spec> table = {
+const std::vector<option_def> &option_table() {
+    static const std::vector<option_def> table = {
         {"--format", "NAME", in_both,
          [](command_line &c, const std::string &v) {
              c.format = v;
@@ -264,31 +264,31 @@ parse_result parse_command_line(const std::vector<std::string> &args) {
         }
         const size_t eq = word.find('=');
         const std::string name = word.substr(0, eq);
-        const option_spec *spec = nullptr;
-        for (const option_spec &o : option_table())
-            if (name == o.name) spec = &o;
-        if (!spec) return fail(cmd + ": unknown option '" + name + "'");
-        if (!(spec->commands & mask))
+        const option_def *def = nullptr;
+        for (const option_def &o : option_table())
+            if (name == o.name) def = &o;
+        if (!def) return fail(cmd + ": unknown option '" + name + "'");
+        if (!(def->commands & mask))
             return fail(cmd + ": option " + name + " belongs to " +
-                        (spec->commands == in_warp ? "warp" : "scale"));
+                        (def->commands == in_warp ? "warp" : "scale"));
         for (const std::string &s : seen)
             if (s == name) return fail(cmd + ": option " + name + " given twice");
         seen.push_back(name);
         std::string value;
-        if (!spec->value_name) {
+        if (!def->value_name) {
             if (eq != std::string::npos) return fail(cmd + ": option " + name + " takes no value");
         } else if (eq != std::string::npos) {
             value = word.substr(eq + 1);
         } else if (i + 1 < args.size()) {
             value = args[++i];
         } else {
-            return fail(cmd + ": option " + name + " needs a value (" + spec->value_name + ")");
+            return fail(cmd + ": option " + name + " needs a value (" + def->value_name + ")");
         }
-        if (!spec->store(c, value)) {
+        if (!def->store(c, value)) {
             if (name == "--format")
                 return fail(cmd + ": unknown format '" + value + "' (known: " + format_names() +
                             ")");
-            return fail(cmd + ": " + name + " needs " + spec->expect + ", got '" + value + "'");
+            return fail(cmd + ": " + name + " needs " + def->expect + ", got '" + value + "'");
         }
     }
     if (files.size() != 2)
