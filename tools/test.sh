@@ -68,7 +68,7 @@ run_sanitizers() {
     step "ThreadSanitizer (threaded tests)"
     configure "$out/tsan" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTOVREL_SANITIZE=thread \
       -DTOVREL_BUILD_TOOLS=OFF
-    cmake --build "$out/tsan" -j "$jobs"
+    cmake --build "$out/tsan" -j "$jobs" --target threads_tests
     TSAN_OPTIONS=halt_on_error=1 ctest --test-dir "$out/tsan" -j "$jobs" -R '[Tt]hread' \
       --output-on-failure --timeout 1200
   fi
