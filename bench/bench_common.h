@@ -19,6 +19,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -77,6 +79,18 @@ inline void fill_texture(image &img, uint32_t seed) {
                 p[4 * x + k] = uint8_t(c[k] < 0 ? 0 : c[k] > 255 ? 255 : c[k]);
         }
     }
+}
+
+// One texture per size and seed, made once and shared by every
+// implementation of a workload (the same bytes for all of them).
+inline const image &cached_texture(int32_t w, int32_t h, uint32_t seed) {
+    static std::map<std::pair<int32_t, int32_t>, std::unique_ptr<image>> cache;
+    auto &slot = cache[{w, h}];
+    if (!slot) {
+        slot = std::make_unique<image>(w, h);
+        fill_texture(*slot, seed ^ uint32_t(w * 31 + h));
+    }
+    return *slot;
 }
 
 inline void fill_bytes(image &img, uint8_t value) {

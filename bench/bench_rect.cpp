@@ -27,15 +27,7 @@ struct rect_case {
     int32_t dw, dh; // destination
 };
 
-const image &texture(int32_t w, int32_t h) {
-    static std::map<std::pair<int32_t, int32_t>, std::unique_ptr<image>> cache;
-    auto &slot = cache[{w, h}];
-    if (!slot) {
-        slot = std::make_unique<image>(w, h);
-        bench::fill_texture(*slot, 0x5ca1u ^ uint32_t(w * 31 + h));
-    }
-    return *slot;
-}
+const image &texture(int32_t w, int32_t h) { return bench::cached_texture(w, h, 0x5ca1u); }
 
 cv::Mat as_mat(const image &img) {
     return cv::Mat(img.height, img.width, CV_8UC4, img.pixels, size_t(img.pitch));
