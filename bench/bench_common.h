@@ -11,6 +11,8 @@
 
 #include <tovrel.h>
 
+#include <benchmark/benchmark.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cmath>
@@ -313,6 +315,15 @@ private:
     bool quit_ = false;
     std::thread thread_;
 };
+
+// Runs the registered benchmarks with the command line's options.
+inline int run_benchmarks(int argc, char **argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
 
 } // namespace bench
 

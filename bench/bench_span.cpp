@@ -17,6 +17,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "bench_common.h"
 #include "span/rgbq_renderers.h"
 
 namespace {
@@ -149,9 +150,5 @@ void register_all() {
 
 int main(int argc, char **argv) {
     register_all();
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return bench::run_benchmarks(argc, argv);
 }

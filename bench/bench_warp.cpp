@@ -328,9 +328,5 @@ int main(int argc, char **argv) {
     cv::setNumThreads(1);
     bench::report_counter::install();
     register_all();
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return bench::run_benchmarks(argc, argv);
 }
