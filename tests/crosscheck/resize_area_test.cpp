@@ -1,17 +1,12 @@
 // map_rectangle against OpenCV's INTER_AREA on integer-aligned RGBQ
-// reductions by whole factors k.
-//
-// Both compute exact area means, so they can differ only by
-// - rounding: tovrel rounds half up, OpenCV to nearest (half to even), and
-//   each result is within 0.5 of the true mean: 1 unit;
-// - the step rounding: x_step = 4096 / k + 0.99 truncated is exact for
-//   k = 2, 4, 8 but for other k exceeds 4096 / k by up to one unit, so
-//   destination pixel j starts j * (k * x_step - 4096) / x_step source
-//   pixels early (likewise vertically with y_step and 2048). On an image
-//   whose components change by at most g per source pixel, a footprint
-//   moved by d changes the mean by at most g * d.
-// Bound: |difference| <= 1 + gx * dx + gy * dy, with dx, dy the largest
-// drifts over the destination.
+// reductions by whole factors k. Both are exact area means, differing by
+// - rounding (half up against half to even): 1 unit;
+// - the step: x_step = trunc(4096 / k + 0.99) is exact for k = 2, 4, 8 but
+//   otherwise up to one unit long, so destination pixel j starts
+//   j * (k * x_step - 4096) / x_step source pixels early (likewise y_step
+//   with 2048). Where components change by at most g per source pixel, that
+//   moves the mean by at most g * drift.
+// Bound: |difference| <= 1 + gx * dx + gy * dy, dx, dy the largest drifts.
 #include <gtest/gtest.h>
 
 #include <opencv2/imgproc.hpp>
@@ -52,9 +47,8 @@ TEST_P(ResizeArea, AgreesWithinTheStepRounding) {
 
     image_descriptor s{}, d{};
     s.width = sw, s.height = sh, s.format = TOVREL_FORMAT_RGBQ, s.pixels = src.data;
-    s.pitch = int32_t(src.step);
     d.width = dw, d.height = dh, d.format = TOVREL_FORMAT_RGBQ, d.pixels = ours.data;
-    d.pitch = int32_t(ours.step);
+    s.pitch = int32_t(src.step), d.pitch = int32_t(ours.step);
     map_rectangle(&d, 0, 0, float(dw), float(dh), &s, 0, 0, float(sw), float(sh), 0, 0, 1);
 
     const int x_step = int(4096.0 / k + 0.99), y_step = int(2048.0 / k + 0.99);
@@ -74,10 +68,8 @@ INSTANTIATE_TEST_SUITE_P(Factors, ResizeArea,
                                            area_case{8, false}, area_case{3, true},
                                            area_case{5, true}, area_case{6, true}),
                          [](const auto &info) {
-                             std::string name = std::to_string(info.param.k);
-                             name.insert(0, 1, 'k');
-                             name.append(info.param.smooth ? "_smooth" : "_random");
-                             return name;
+                             return std::string(info.param.smooth ? "smooth_k" : "random_k") +
+                                    std::to_string(info.param.k);
                          });
 
 } // namespace

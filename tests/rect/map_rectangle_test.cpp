@@ -24,8 +24,9 @@ rect_geometry setup(int32_t dw, int32_t dh, int32_t sw, int32_t sh, rect_coords 
 
 TEST(RectSetup, StepsRoundUpUnlessWithinAHundredth) {
     EXPECT_EQ(setup(9999, 9, 9999, 9, {0, 0, 16, 1, 0, 0, 9, 1}).x_step, 7282); // 7281.78
-    EXPECT_EQ(setup(2000, 720, 2000, 1080, {0, 0, 1280, 720, 0, 0, 1920, 1080}).x_step, 2731);
-    EXPECT_EQ(setup(2000, 720, 2000, 1080, {0, 0, 1280, 720, 0, 0, 1920, 1080}).y_step, 1366);
+    const rect_geometry hd = setup(2000, 720, 2000, 1080, {0, 0, 1280, 720, 0, 0, 1920, 1080});
+    EXPECT_EQ(hd.x_step, 2731);
+    EXPECT_EQ(hd.y_step, 1366);
     EXPECT_EQ(setup(99, 99, 99, 99, {0, 0, 3, 3, 0, 0, 3, 3}).y_step, 2048);
     EXPECT_EQ(setup(99, 99, 99, 99, {0, 0, 3, 1, 0, 0, 2.99998f, 1}).x_step, 4097);  // 4096.027
     EXPECT_EQ(setup(99, 99, 99, 99, {0, 0, 3, 1, 0, 0, 2.999996f, 1}).x_step, 4096); // 4096.005
@@ -107,11 +108,9 @@ TEST(RectDraw, KernelCallsStayInsideTheImages) {
     }
 }
 
-// Drawing, by pixel values.
 TEST(MapRectangle, ClippedSourceStarts) {
     image src(4, 4), dst(6, 6);
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 4; ++x) src.px(x, y)[0] = uint8_t(10 * y + x + 1);
+    for (int i = 0; i < 16; ++i) src.px(i % 4, i / 4)[0] = uint8_t(10 * (i / 4) + i % 4 + 1);
     dst.fill(255);
     map_rectangle(&dst.desc, 0, 0, 6, 6, &src.desc, -2, -2, 4, 4, 0, 0, 1);
     for (int y = 0; y < 6; ++y) {
@@ -145,10 +144,8 @@ TEST_P(RectFields, LinesAndWeights) {
     image src(1, 8), dst(1, 8);
     for (int y = 0; y < 8; ++y) src.px(0, y)[0] = uint8_t(20 * y + 7);
     dst.fill(1);
-    if (src_field)
-        map_rectangle(&dst.desc, 0, 0, 1, 4, &src.desc, 0, 0, 1, 8, k.flags, 0, 1);
-    else
-        map_rectangle(&dst.desc, 0, 0, 1, 8, &src.desc, 0, 0, 1, 4, k.flags, 0, 1);
+    const float dst_y1 = src_field ? 4 : 8; // a field addresses 4 of the 8 lines
+    map_rectangle(&dst.desc, 0, 0, 1, dst_y1, &src.desc, 0, 0, 1, 12 - dst_y1, k.flags, 0, 1);
     const int s_a = src.px(0, k.a)[0], s_b = src.px(0, k.b)[0];
     EXPECT_EQ(dst.px(0, k.line)[0], (s_a * k.wa + s_b * (2048 - k.wa) + 1024) >> 11);
     if (!src_field) { // the other field is untouched

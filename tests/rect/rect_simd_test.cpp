@@ -1,5 +1,4 @@
-// SSE2 and AVX2 against the scalar statement: whole-pixel runs and whole calls must
-// give the same bytes. Seeded; the seed is printed for replay.
+// SSE2 and AVX2 against the scalar statement, by runs and by whole calls.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,5 +1,4 @@
-// Helpers of the rectangle tests: images with guard bytes, a buffer whose
-// end touches an inaccessible page, and a report capture.
+// Rectangle test helpers: guarded images, a page-fenced buffer, report capture.
 #pragma once
 
 #include <cstdint>
@@ -22,8 +21,8 @@ namespace rect_test {
 constexpr uint8_t guard_byte = 0xA5;
 constexpr int32_t guard_bytes = 64;
 
-// An RGBQ image with an optional w12b plane. Each line is followed by guard
-// bytes, and the whole image is framed by them.
+// An RGBQ image with an optional w12b plane; guard bytes after each line and
+// around the whole.
 struct image {
     int32_t w, h, pitch, alpha_pitch;
     std::vector<uint8_t> bytes;
@@ -34,17 +33,12 @@ struct image {
         : w(width), h(height), pitch(width * 4 + 12), alpha_pitch(width * 2 + 6),
           bytes(size_t(pitch) * height + 2 * guard_bytes, guard_byte),
           alpha(with_alpha ? size_t(alpha_pitch / 2) * height + guard_bytes : 0, 0xA5A5) {
-        desc.width = width;
-        desc.height = height;
-        desc.format = TOVREL_FORMAT_RGBQ;
-        desc.alpha_mode = TOVREL_ALPHA_STRAIGHT;
-        desc.pixels = bytes.data() + guard_bytes;
+        desc.width = width, desc.height = height, desc.format = TOVREL_FORMAT_RGBQ;
+        desc.alpha_mode = TOVREL_ALPHA_STRAIGHT, desc.pixels = bytes.data() + guard_bytes;
         desc.pitch = pitch;
-        if (with_alpha) {
-            desc.alpha_kind = TOVREL_ALPHA_W12B;
-            desc.alpha = alpha.data() + guard_bytes / 2;
+        if (with_alpha)
+            desc.alpha_kind = TOVREL_ALPHA_W12B, desc.alpha = alpha.data() + guard_bytes / 2,
             desc.alpha_pitch = alpha_pitch;
-        }
         fill(0);
         fill_alpha(0);
     }
@@ -54,16 +48,13 @@ struct image {
         for (int32_t y = 0; y < h; ++y) std::memset(px(0, y), v, size_t(w) * 4);
     }
     void fill_alpha(uint16_t v) {
-        if (alpha.empty()) return;
-        for (int32_t y = 0; y < h; ++y)
-            for (int32_t x = 0; x < w; ++x) a(x, y) = v;
+        for (int32_t i = 0; !alpha.empty() && i < w * h; ++i) a(i % w, i / w) = v;
     }
     void randomize(std::mt19937 &rng, uint16_t max_alpha = 4096) {
-        for (int32_t y = 0; y < h; ++y)
-            for (int32_t x = 0; x < w; ++x) {
-                for (int c = 0; c < 4; ++c) px(x, y)[c] = uint8_t(rng());
-                if (!alpha.empty()) a(x, y) = uint16_t(rng() % (max_alpha + 1u));
-            }
+        for (int32_t i = 0; i < w * h; ++i) {
+            for (int c = 0; c < 4; ++c) px(i % w, i / w)[c] = uint8_t(rng());
+            if (!alpha.empty()) a(i % w, i / w) = uint16_t(rng() % (max_alpha + 1u));
+        }
     }
     // Every byte and alpha word outside the pixels still holds its guard.
     bool guards_intact() const {
@@ -80,8 +71,7 @@ struct image {
     }
 };
 
-// Memory whose last byte is followed by an inaccessible page, so that any
-// read past `size` bytes faults.
+// `size` bytes followed by an inaccessible page: any read past them faults.
 class fenced_buffer {
 public:
     explicit fenced_buffer(size_t size) : size_(size) {
