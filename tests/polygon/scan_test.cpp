@@ -121,24 +121,21 @@ TEST_P(Fill, MatchesEvenOddAtPixelCentres) {
         }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Shapes, Fill,
-    ::testing::Values(
-        // Edges through pixel centres: left edge drawn, right edge not.
-        shape{"centres", {at(2.5f, 1.5f), at(5.5f, 1.5f), at(5.5f, 4.5f), at(2.5f, 4.5f)}},
-        shape{"triangle", {at(3.2f, 1.1f), at(20.7f, 6.3f), at(7.9f, 17.6f)}},
-        shape{
-            "concave",
-            {at(1.3f, 1.2f), at(22.1f, 2.7f), at(12.2f, 8.4f), at(21.6f, 18.3f), at(2.2f, 16.9f)}},
-        shape{
-            "pentagram",
-            {at(12.1f, 0.7f), at(18.9f, 18.8f), at(1.3f, 7.4f), at(22.8f, 7.2f), at(5.2f, 19.1f)}},
-        shape{"bowtie", {at(2.3f, 2.2f), at(21.4f, 17.6f), at(21.1f, 1.9f), at(2.6f, 18.1f)}},
-        shape{"clipped", {at(-5.3f, -7.1f), at(30.2f, -2.9f), at(26.4f, 27.3f), at(-3.7f, 23.2f)}},
-        shape{"off_left", {at(-9.f, 2.f), at(-1.f, 3.f), at(-4.f, 9.f)}},
-        shape{"off_bottom", {at(3.f, 21.f), at(9.f, 29.f), at(1.f, 26.f)}},
-        shape{"within_a_line", {at(1.f, 3.2f), at(9.f, 3.4f), at(5.f, 3.3f)}}),
-    [](const ::testing::TestParamInfo<shape> &i) { return std::string(i.param.name); });
+// Edges through pixel centres ("centres"): left edge drawn, right edge not.
+const shape shapes[] = {
+    {"centres", {at(2.5f, 1.5f), at(5.5f, 1.5f), at(5.5f, 4.5f), at(2.5f, 4.5f)}},
+    {"triangle", {at(3.2f, 1.1f), at(20.7f, 6.3f), at(7.9f, 17.6f)}},
+    {"concave",
+     {at(1.3f, 1.2f), at(22.1f, 2.7f), at(12.2f, 8.4f), at(21.6f, 18.3f), at(2.2f, 16.9f)}},
+    {"pentagram",
+     {at(12.1f, 0.7f), at(18.9f, 18.8f), at(1.3f, 7.4f), at(22.8f, 7.2f), at(5.2f, 19.1f)}},
+    {"bowtie", {at(2.3f, 2.2f), at(21.4f, 17.6f), at(21.1f, 1.9f), at(2.6f, 18.1f)}},
+    {"clipped", {at(-5.3f, -7.1f), at(30.2f, -2.9f), at(26.4f, 27.3f), at(-3.7f, 23.2f)}},
+    {"off_left", {at(-9.f, 2.f), at(-1.f, 3.f), at(-4.f, 9.f)}},
+    {"off_bottom", {at(3.f, 21.f), at(9.f, 29.f), at(1.f, 26.f)}},
+    {"within_a_line", {at(1.f, 3.2f), at(9.f, 3.4f), at(5.f, 3.3f)}}};
+INSTANTIATE_TEST_SUITE_P(Shapes, Fill, ::testing::ValuesIn(shapes),
+                         [](const auto &i) { return std::string(i.param.name); });
 
 TEST(Scan, SharedEdgeCoversEachPixelOnce) {
     const map_vertex a = at(1.3f, 1.1f), b = at(13.7f, 2.2f), c = at(14.9f, 12.4f),
