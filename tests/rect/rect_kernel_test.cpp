@@ -7,30 +7,48 @@ using rect_test::image;
 
 namespace {
 
-// 1:1 placed at (3, 2) and 2:1: every pixel is its source block's rounded
+// 1:1 placed at (4, 2) and 2:1: every pixel is its source block's rounded
 // mean ((sum * 2^23 / k^2 + 2^22) >> 23), the rest of the frame untouched.
-TEST(RectRgbq, WholeFactorsAreExactBlockMeans) {
+// In 4:2:2 the chroma of a pair is the mean over the source pixels of both
+// its pixels, each bringing the chroma of its own source pair.
+class WholeFactors : public ::testing::TestWithParam<uint8_t> {};
+
+TEST_P(WholeFactors, AreExactBlockMeans) {
+    const uint8_t format = GetParam();
+    const bool pairs = format != TOVREL_FORMAT_RGBQ;
     for (int k : {1, 2}) {
         std::mt19937 rng(7 + k);
-        image src(12, 8), dst(20, 12);
+        image src(12, 8, false, format), dst(20, 12, false, format);
         src.randomize(rng);
         dst.fill(77);
-        const int x0 = k == 1 ? 3 : 0, y0 = k == 1 ? 2 : 0, w = 12 / k, h = 8 / k;
+        const int x0 = k == 1 ? 4 : 0, y0 = k == 1 ? 2 : 0, w = 12 / k, h = 8 / k;
         map_rectangle(&dst.desc, float(x0), float(y0), float(x0 + w), float(y0 + h), &src.desc, 0,
                       0, 12, 8, 0, 0, 1);
-        for (int i = 0; i < 20 * 12 * 4; ++i) {
-            const int c = i % 4, x = i / 4 % 20, y = i / 80, sx = (x - x0) * k, sy = (y - y0) * k;
-            int want = 77;
+        for (int i = 0; i < 20 * 12 * 3; ++i) {
+            const int c = i % 3, x = i / 3 % 20, y = i / 60, sy = (y - y0) * k;
+            const bool chroma = pairs && c != 0;
+            // Source pixels of the pixel (or of its pair), counted per line.
+            const int n = chroma ? 2 * k : k, sx = chroma ? (x / 2 * 2 - x0) * k : (x - x0) * k;
+            int64_t want = 77;
             if (x >= x0 && x < x0 + w && y >= y0 && y < y0 + h) {
-                int sum = 0;
-                for (int j = 0; j < k * k; ++j) sum += src.px(sx + j % k, sy + j / k)[c];
-                want = int((int64_t{sum} * (1 << 23) / (k * k) + (1 << 22)) >> 23);
+                int64_t sum = 0;
+                for (int j = 0; j < n * k; ++j) sum += src.get(sx + j % n, sy + j / n, c);
+                want = (sum * (1 << 24) / (n * k) + (1 << 23)) >> 24;
             }
-            ASSERT_EQ(dst.px(x, y)[c], want) << "k " << k << " at " << x << "," << y;
+            ASSERT_EQ(dst.get(x, y, c), want) << "k " << k << " c " << c << " at " << x << "," << y;
         }
         EXPECT_TRUE(dst.guards_intact());
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Formats, WholeFactors,
+                         ::testing::Values(TOVREL_FORMAT_RGBQ, TOVREL_FORMAT_YUY2,
+                                           TOVREL_FORMAT_W210),
+                         [](const auto &info) {
+                             return std::string(info.param == TOVREL_FORMAT_RGBQ   ? "RGBQ"
+                                                : info.param == TOVREL_FORMAT_YUY2 ? "YUY2"
+                                                                                   : "W210");
+                         });
 
 // Two-line rectangles over one destination line pattern: partial pixels,
 // tiling seams and the first-column rules. Component 0 of every pixel of
