@@ -177,6 +177,19 @@ struct report_capture {
     }
 };
 
+inline std::string format_name(uint8_t format) {
+    switch (format) {
+    case TOVREL_FORMAT_RGBQ:
+        return "RGBQ";
+    case TOVREL_FORMAT_YUY2:
+        return "YUY2";
+    case TOVREL_FORMAT_W210:
+        return "W210";
+    default:
+        return "yuvq";
+    }
+}
+
 inline uint32_t test_seed() {
     return std::random_device{}();
 }
