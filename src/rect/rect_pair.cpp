@@ -8,6 +8,8 @@
 #include <tovrel.h>
 
 #include "rect/rect_pair_walk.h"
+#include "rect/rect_rgbq.h"
+#include "rect/rect_rgbq_simd.h"
 
 namespace tovrel {
 namespace {
@@ -40,35 +42,53 @@ using policy_at = std::tuple_element_t<I, pair_policies>;
 template <src_kind S, class D, size_t I>
 using kind_at = pair_kind<S, D, policy_at<I>::src>;
 
-// The kernel of one role shape (1, 2, or 0 for any).
-template <src_kind S, class D, size_t I, int Shape>
-constexpr rect_kernel kernel() {
-    using K = kind_at<S, D, I>;
-    return &rect::pair_kernel<K, policy_at<I>, Shape, rect::vblend_set_c<K>>;
+#if defined(__SSE2__)
+// A YUY2 pair holds four bytes like an RGBQ pixel, and its pre-pass sums
+// (sample * row weight, unshifted) are the RGBQ column sums.
+constexpr rect::vblend_set vblend_yuy2_sse2{rect::vblend_yuy2_sse2, rect::vblend_yuy2_sse2,
+                                            rect::vblend_yuy2_sse2, rect::vblend_yuy2_sse2};
+#endif
+
+// The pre-pass routines of a kind, scalar or in SIMD where they exist.
+template <class K, bool Simd>
+constexpr const rect::vblend_set &vblend_of() {
+#if defined(__SSE2__)
+    if constexpr (Simd && K::source == src_kind::yuy2 && !K::quad) return vblend_yuy2_sse2;
+#endif
+    return rect::vblend_set_c<K>;
 }
 
-template <src_kind S, class D, size_t I>
+// The kernel of one role shape (1, 2, or 0 for any).
+template <src_kind S, class D, size_t I, int Shape, bool Simd = false>
+constexpr rect_kernel kernel() {
+    using K = kind_at<S, D, I>;
+    return &rect::pair_kernel<K, policy_at<I>, Shape, vblend_of<K, Simd>()>;
+}
+
+template <src_kind S, class D, size_t I, bool Simd>
 rect_kernel_set set_of() {
     using P = policy_at<I>;
     rect_kernel_set set =
-        rect_uniform_set(kernel<S, D, I, 0>(), P::src != src_none, P::dst != dst_none);
+        rect_uniform_set(kernel<S, D, I, 0, Simd>(), P::src != src_none, P::dst != dst_none);
     if constexpr (I == pair_plain) {
         // rect_*_row1 and rect_*_row2 on whole and partial lines; rect_*_rows
         // for three and more rows.
         for (int32_t base : {int32_t{0}, int32_t{rect_role_count}}) {
-            set.slots[size_t(base + rect_role_row1)] = kernel<S, D, I, 1>();
-            set.slots[size_t(base + rect_role_row2)] = kernel<S, D, I, 2>();
+            set.slots[size_t(base + rect_role_row1)] = kernel<S, D, I, 1, Simd>();
+            set.slots[size_t(base + rect_role_row2)] = kernel<S, D, I, 2, Simd>();
         }
     }
     set.line_pixels = kind_at<S, D, I>::capacity;
     return set;
 }
 
-template <src_kind S, class D, size_t... I>
+template <src_kind S, class D, bool Simd = false, size_t... I>
 constexpr std::array<rect_kernel_set (*)(), pair_kernel_count> sets(std::index_sequence<I...>) {
-    return {&set_of<S, D, I>...};
+    return {&set_of<S, D, I, Simd>...};
 }
 
+constexpr auto yuy2_simd_sets =
+    sets<src_kind::yuy2, rect::yuy2_format, true>(std::make_index_sequence<pair_kernel_count>{});
 constexpr auto yuy2_sets =
     sets<src_kind::yuy2, rect::yuy2_format>(std::make_index_sequence<pair_kernel_count>{});
 constexpr auto w210_sets =
@@ -94,7 +114,7 @@ bool rect_pair_kernels(uint8_t src_format, uint8_t dst_format, int32_t index, co
     const size_t i = size_t(index);
     switch (src_format) {
     case TOVREL_FORMAT_YUY2:
-        *out = yuy2_sets[i]();
+        *out = c.isa != rect_isa::c ? yuy2_simd_sets[i]() : yuy2_sets[i]();
         return true;
     case TOVREL_FORMAT_W210:
         *out = w210_sets[i]();

@@ -144,6 +144,12 @@ void vblend_c(uint32_t *buf, const uint8_t *src, const uint16_t *alpha, int32_t 
     }
 }
 
+#if defined(__SSE2__)
+// YUY2 without source alpha in SSE2 (every shape); the same sums as vblend_c.
+void vblend_yuy2_sse2(uint32_t *buf, const uint8_t *src, const uint16_t *alpha, int32_t first,
+                      int32_t count, const rect_rows &rows);
+#endif
+
 struct vblend_set {
     vblend_fn one, two, three, many;
     vblend_fn of(const rect_rows &rows) const {
