@@ -194,8 +194,9 @@ struct pair_column {
     void next() { ++i; }
 };
 
-// The line operations of one pair kernel for area_walk.
-template <class K, class P>
+// The line operations of one pair kernel for area_walk (Step: a fixed
+// x_step, else 0).
+template <class K, class P, int32_t Step = 0>
 struct pair_line {
     using D = typename K::dst;
     using sample = typename D::sample;
@@ -212,7 +213,8 @@ struct pair_line {
     uint16_t *da; // the current pixel's alpha word
     int32_t odd;  // the current pixel is the second of its pair
     pair_column<K> col;
-    int32_t x_step;
+    int32_t x_step_arg;
+    int32_t x_step() const { return Step != 0 ? Step : x_step_arg; }
     // The open pair: chroma sums, covered weight k (2^bits per pixel), the
     // old-chroma weights rest and total of the straight rules, pixels
     // covered, any of them partial.
@@ -293,7 +295,7 @@ struct pair_line {
     // pair. K is on the 2^23 scale.
     void pixel(int32_t cover, uint32_t K23, bool pixel_edge) {
         pair_sums acc;
-        area_gather(acc, col, cover, x_step);
+        area_gather(acc, col, cover, x_step());
         u += acc.u;
         v += acc.v;
         edge = edge || pixel_edge;
@@ -369,8 +371,8 @@ struct pair_line {
         if (odd && n > 0) pixel(pixel_units, full_weight, false), --n;
         for (; n >= 2; n -= 2) {
             pair_sums a0, a1;
-            area_gather(a0, col, pixel_units, x_step);
-            area_gather(a1, col, pixel_units, x_step);
+            area_gather(a0, col, pixel_units, x_step());
+            area_gather(a1, col, pixel_units, x_step());
             pair[0] = sample((a0.y + half) >> B);
             pair[2] = sample((a1.y + half) >> B);
             pair[1] = sample((a0.u + a1.u + full) >> (B + 1));
@@ -387,8 +389,9 @@ struct pair_line {
 };
 
 // One destination line (the rect_kernel contract). Shape 1 and 2 are the
-// one- and two-row kernels; 0 serves every role.
-template <class K, class P, int Shape, const vblend_set &V>
+// one- and two-row kernels; 0 serves every role. Step not 0 is a kernel for
+// that x_step only (the 1:1 kernels), its walk unrolled for it.
+template <class K, class P, int Shape, const vblend_set &V, int32_t Step = 0>
 void pair_kernel(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t line_weight,
                  int32_t width, const uint8_t *src, int32_t src_pitch, const uint16_t *src_alpha,
                  int32_t src_alpha_pitch, int32_t x_step, int32_t y_step, int32_t first_column_run,
@@ -410,7 +413,8 @@ void pair_kernel(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t
 
     const int32_t odd = int32_t((reinterpret_cast<uintptr_t>(dst) / D::pixel_bytes) & 1);
     auto *d = reinterpret_cast<typename D::sample *>(dst) - 2 * odd;
-    pair_line<K, P> ops{d, dst_alpha, odd, {buf, K::quad ? 0 : first, first_column_run}, x_step};
+    pair_line<K, P, Step> ops{
+        d, dst_alpha, odd, {buf, K::quad ? 0 : first, first_column_run}, x_step};
     area_walk(ops, first_width, line_weight, width);
 }
 

@@ -105,16 +105,25 @@ float random_coord(std::mt19937 &rng, int32_t size) {
 }
 
 // Whole calls with random rectangles, flags, alpha kinds and line phases:
-// the fast paths of every kernel give exactly the bytes of the walk.
-TEST(RectRgbqSimd, CallsMatchScalarKernels) {
+// the fast paths and SIMD pre-passes of every kernel give exactly the bytes
+// of the scalar statement. yuvq sources draw into YUY2 and W210.
+class RectSimdCalls : public ::testing::TestWithParam<uint8_t> {};
+
+TEST_P(RectSimdCalls, MatchScalarKernels) {
+    const uint8_t format = GetParam();
+    const bool yuvq = format == TOVREL_FORMAT_YUVQ;
     const uint32_t seed = rect_test::test_seed();
-    std::printf("RectRgbqSimd.CallsMatchScalarKernels seed %u\n", seed);
+    std::printf("RectSimdCalls.MatchScalarKernels/%s seed %u\n",
+                rect_test::format_name(format).c_str(), seed);
     SCOPED_TRACE(seed);
     std::mt19937 rng(seed);
     for (int iter = 0; iter < 1500; ++iter) {
-        const bool src_alpha = rng() % 3 == 0, dst_alpha = rng() % 3 == 0;
-        image src(1 + rng() % 70, 1 + rng() % 40, src_alpha);
-        image dst_c(1 + rng() % 70, 1 + rng() % 40, dst_alpha);
+        const bool src_alpha = yuvq || rng() % 3 == 0, dst_alpha = yuvq || rng() % 3 == 0;
+        const uint8_t dst_format =
+            yuvq ? (rng() % 2 ? TOVREL_FORMAT_YUY2 : TOVREL_FORMAT_W210) : format;
+        const int32_t pairs = format == TOVREL_FORMAT_RGBQ ? 1 : 2;
+        image src(pairs * (1 + rng() % 70 / pairs), 1 + rng() % 40, src_alpha, format);
+        image dst_c(pairs * (1 + rng() % 70 / pairs), 1 + rng() % 40, dst_alpha, dst_format);
         src.randomize(rng);
         dst_c.randomize(rng);
         src.desc.alpha_mode = uint8_t(rng() % 2);
@@ -152,6 +161,11 @@ TEST(RectRgbqSimd, CallsMatchScalarKernels) {
         }
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Formats, RectSimdCalls,
+                         ::testing::Values(TOVREL_FORMAT_RGBQ, TOVREL_FORMAT_YUY2,
+                                           TOVREL_FORMAT_W210, TOVREL_FORMAT_YUVQ),
+                         [](const auto &info) { return rect_test::format_name(info.param); });
 
 } // namespace
 
