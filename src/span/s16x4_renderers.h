@@ -20,4 +20,11 @@ extern const affine_renderer_table s16x4a_over_affine_span_renderers;
 renderer_table_pair s16x4_span_renderers();
 renderer_table_pair s16x4a_over_span_renderers();
 
+// Scalar statements of every slot of both pairs; the SSE2 members of the
+// tables above (slots 1, 2, 11, 12) match them bit for bit.
+extern const persp_renderer_table s16x4_persp_span_renderers_c;
+extern const affine_renderer_table s16x4_affine_span_renderers_c;
+extern const persp_renderer_table s16x4a_over_persp_span_renderers_c;
+extern const affine_renderer_table s16x4a_over_affine_span_renderers_c;
+
 } // namespace tovrel

@@ -93,10 +93,4 @@ struct s16x4_traits {
     }
 };
 
-// Pair H copies into the line; pair I lays the texture over it.
-template <int Slot>
-using s16x4_member = members<s16x4_traits<false>, Slot, member_kind::scalar>;
-template <int Slot>
-using s16x4a_over_member = members<s16x4_traits<true>, Slot, member_kind::scalar>;
-
 } // namespace tovrel::span

@@ -60,7 +60,8 @@ const family families[] = {
      8,
      [] {
          return std::vector<tables>{
-             {"h", &s16x4_persp_span_renderers, &s16x4_affine_span_renderers}};
+             {"sse2", &s16x4_persp_span_renderers, &s16x4_affine_span_renderers},
+             {"c", &s16x4_persp_span_renderers_c, &s16x4_affine_span_renderers_c}};
      },
      [](int) { return false; },
      {32767, -32768, -300, 1},
