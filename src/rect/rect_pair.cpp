@@ -50,11 +50,15 @@ constexpr rect::vblend_set vblend_yuy2_sse2{rect::vblend_yuy2_sse2, rect::vblend
                                             rect::vblend_yuy2_sse2, rect::vblend_yuy2_sse2};
 #endif
 
-// The pre-pass routines of a kind, scalar or in SIMD where they exist.
+// The pre-pass routines of a kind, scalar or in SIMD: YUY2 pairs on the
+// RGBQ column sums, W210 pairs and every kind with source alpha by rows.
 template <class K, bool Simd>
 constexpr const rect::vblend_set &vblend_of() {
 #if defined(__SSE2__)
-    if constexpr (Simd && K::source == src_kind::yuy2 && !K::quad) return vblend_yuy2_sse2;
+    if constexpr (Simd && K::source == src_kind::yuy2 && !K::quad)
+        return vblend_yuy2_sse2;
+    else if constexpr (Simd && (!K::quad || K::alpha != src_alpha_rule::none))
+        return rect::vblend_set_c<K, rect::vblend_row_sse2<K>>;
 #endif
     return rect::vblend_set_c<K>;
 }

@@ -121,26 +121,29 @@ inline void vblend_row(uint32_t *buf, const uint8_t *row, const uint16_t *arow, 
 }
 
 // The four pre-pass routines: one row, two, three, and first + middle_rows
-// + last. Rows = 0 is the last.
+// + last (Rows = 0), each row added by Row (vblend_row or a SIMD statement
+// of it).
 using vblend_fn = void (*)(uint32_t *buf, const uint8_t *src, const uint16_t *alpha, int32_t first,
                            int32_t count, const rect_rows &rows);
+using vblend_row_fn = void (*)(uint32_t *buf, const uint8_t *row, const uint16_t *arow,
+                               int32_t first, int32_t count, uint32_t w, bool init);
 
-template <class K, int Rows>
+template <class K, int Rows, vblend_row_fn Row = vblend_row<K>>
 void vblend_c(uint32_t *buf, const uint8_t *src, const uint16_t *alpha, int32_t first,
               int32_t count, const rect_rows &rows) {
-    vblend_row<K>(buf, src, alpha, first, count, uint32_t(rows.first_weight), true);
+    Row(buf, src, alpha, first, count, uint32_t(rows.first_weight), true);
     int32_t middle = Rows == 1 ? 0 : Rows == 2 ? 0 : Rows == 3 ? 1 : rows.middle;
     for (int32_t m = 0; m < middle; ++m) {
         src += rows.pitch;
         if constexpr (K::alpha != src_alpha_rule::none)
             alpha = byte_offset(alpha, rows.alpha_pitch);
-        vblend_row<K>(buf, src, alpha, first, count, uint32_t(rows.middle_weight), false);
+        Row(buf, src, alpha, first, count, uint32_t(rows.middle_weight), false);
     }
     if (Rows != 1 && rows.last_weight != 0) {
         src += rows.pitch;
         if constexpr (K::alpha != src_alpha_rule::none)
             alpha = byte_offset(alpha, rows.alpha_pitch);
-        vblend_row<K>(buf, src, alpha, first, count, uint32_t(rows.last_weight), false);
+        Row(buf, src, alpha, first, count, uint32_t(rows.last_weight), false);
     }
 }
 
@@ -148,6 +151,12 @@ void vblend_c(uint32_t *buf, const uint8_t *src, const uint16_t *alpha, int32_t 
 // YUY2 without source alpha in SSE2 (every shape); the same sums as vblend_c.
 void vblend_yuy2_sse2(uint32_t *buf, const uint8_t *src, const uint16_t *alpha, int32_t first,
                       int32_t count, const rect_rows &rows);
+
+// One source row in SSE2, the same sums as vblend_row<K>: for W210 without
+// source alpha and for every kind with source alpha (rect_pair_sse2.cpp).
+template <class K>
+void vblend_row_sse2(uint32_t *buf, const uint8_t *row, const uint16_t *arow, int32_t first,
+                     int32_t count, uint32_t w, bool init);
 #endif
 
 struct vblend_set {
@@ -159,9 +168,9 @@ struct vblend_set {
     }
 };
 
-template <class K>
-inline constexpr vblend_set vblend_set_c{vblend_c<K, 1>, vblend_c<K, 2>, vblend_c<K, 3>,
-                                         vblend_c<K, 0>};
+template <class K, vblend_row_fn Row = vblend_row<K>>
+inline constexpr vblend_set vblend_set_c{vblend_c<K, 1, Row>, vblend_c<K, 2, Row>,
+                                         vblend_c<K, 3, Row>, vblend_c<K, 0, Row>};
 
 // Sums of one destination pixel: luma, the alpha weight (straight: on the
 // 2^bits scale; premultiplied: alpha * weight in 64 bits, before the shift).

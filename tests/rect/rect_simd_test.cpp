@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "rect/rect_map.h"
+#include "rect/rect_pair_walk.h"
 #include "rect/rect_rgbq.h"
 #include "rect/rect_rgbq_simd.h"
 #include "rect_test_util.h"
@@ -160,6 +161,80 @@ TEST_P(RectSimdCalls, MatchScalarKernels) {
             ASSERT_EQ(dst_c.alpha, dst.alpha) << "isa " << int(isa) << " iteration " << iter;
         }
     }
+}
+
+// The pre-pass routines of every source kind against their scalar
+// statement: random and extreme samples and alpha words (out of range
+// included), every row shape, both pair phases, guard lanes around the sums.
+template <class K>
+void check_vblend(const char *name, const vblend_set &simd, std::mt19937 &rng) {
+    const vblend_set &scalar = vblend_set_c<K>;
+    constexpr int32_t pb = K::src_pixel_bytes, guard = 8;
+    for (int iter = 0; iter < 400; ++iter) {
+        const int32_t first = K::source == src_kind::yuvq ? 0 : int32_t(rng() % 2);
+        const int32_t count = 1 + int32_t(rng() % (iter % 4 == 0 ? 600 : 40));
+        const int32_t pixels = (first + count + 1) / 2 * 2;
+        const int32_t lanes = K::quad ? 4 * count : 2 * pixels;
+        rect_rows rows{};
+        auto weight = [&] { return rng() % 4 == 0 ? 2048 : 1 + int32_t(rng() % 2048); };
+        rows.first_weight = weight(), rows.middle_weight = weight(), rows.last_weight = weight();
+        const int shape = int(rng() % 4);
+        rows.middle = shape < 2 ? 0 : shape == 2 ? 1 : 2 + int32_t(rng() % 5);
+        if (shape == 0) rows.last_weight = 0;
+        const int32_t lines = 1 + rows.middle + (rows.last_weight != 0);
+        const int32_t stride = pixels * pb + 4 * int32_t(rng() % 3);
+        rows.pitch = rng() % 2 ? stride : -stride;
+        rows.alpha_pitch = (rng() % 2 ? 2 : -2) * (count + int32_t(rng() % 3));
+        const int worst = int(rng() % 6); // 0: every bit set, 1: in range, full
+        std::vector<uint8_t> px(size_t(lines) * stride);
+        std::vector<uint16_t> al(size_t(lines) * size_t(std::abs(rows.alpha_pitch)) / 2);
+        for (auto &b : px) b = worst == 0 ? 0xFF : uint8_t(rng());
+        if (worst == 1)
+            for (size_t i = 0; i + 1 < px.size(); i += 2) {
+                const uint16_t v = pb == 4 && K::source != src_kind::yuvq ? 1023 : 0xFFFF;
+                std::memcpy(&px[i], &v, 2);
+            }
+        for (auto &a : al)
+            a = worst == 0   ? 0xFFFF
+                : worst == 1 ? 4096
+                             : uint16_t(rng() % (rng() % 4 ? 4097 : 65536));
+        const uint8_t *row = rows.pitch > 0 ? px.data() : px.data() + size_t(lines - 1) * stride;
+        const uint16_t *arow = rows.alpha_pitch > 0
+                                   ? al.data()
+                                   : al.data() + al.size() - size_t(-rows.alpha_pitch) / 2;
+        std::vector<uint32_t> out_c(size_t(lanes + 2 * guard), 0xA5A5A5A5u), out = out_c;
+        scalar.of(rows)(out_c.data() + guard, row, arow, first, count, rows);
+        simd.of(rows)(out.data() + guard, row, arow, first, count, rows);
+        ASSERT_EQ(out_c, out) << name << " iteration " << iter << " first " << first << " count "
+                              << count << " rows " << rows.first_weight << "+" << rows.middle << "x"
+                              << rows.middle_weight << "+" << rows.last_weight;
+    }
+}
+
+TEST(RectPairSimd, PrePassMatchesScalarStatement) {
+    const uint32_t seed = rect_test::test_seed();
+    std::printf("RectPairSimd.PrePassMatchesScalarStatement seed %u\n", seed);
+    SCOPED_TRACE(seed);
+    std::mt19937 rng(seed);
+    constexpr auto none = src_alpha_rule::none, straight = src_alpha_rule::straight,
+                   premul = src_alpha_rule::premul;
+    using yuy2 = pair_kind<src_kind::yuy2, yuy2_format, none>;
+    check_vblend<yuy2>(
+        "yuy2", vblend_set{vblend_yuy2_sse2, vblend_yuy2_sse2, vblend_yuy2_sse2, vblend_yuy2_sse2},
+        rng);
+    auto by_rows = [&](auto kind, const char *name) {
+        using K = decltype(kind);
+        check_vblend<K>(name, vblend_set_c<K, vblend_row_sse2<K>>, rng);
+    };
+    by_rows(pair_kind<src_kind::w210, w210_format, none>{}, "w210");
+    by_rows(pair_kind<src_kind::yuy2, yuy2_format, straight>{}, "yuy2 straight");
+    by_rows(pair_kind<src_kind::yuy2, yuy2_format, premul>{}, "yuy2 premul");
+    by_rows(pair_kind<src_kind::w210, w210_format, straight>{}, "w210 straight");
+    by_rows(pair_kind<src_kind::w210, w210_format, premul>{}, "w210 premul");
+    by_rows(pair_kind<src_kind::yuvq, yuy2_format, straight>{}, "yuvq to yuy2 straight");
+    by_rows(pair_kind<src_kind::yuvq, yuy2_format, premul>{}, "yuvq to yuy2 premul");
+    by_rows(pair_kind<src_kind::yuvq, w210_format, straight>{}, "yuvq to w210 straight");
+    by_rows(pair_kind<src_kind::yuvq, w210_format, premul>{}, "yuvq to w210 premul");
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, RectSimdCalls,
