@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "rect/rect_walk.h"
 
@@ -397,17 +398,12 @@ struct pair_line {
     }
 };
 
-// One destination line (the rect_kernel contract). Shape 1 and 2 are the
-// one- and two-row kernels; 0 serves every role. Step not 0 is a kernel for
-// that x_step only (the 1:1 kernels), its walk unrolled for it.
-template <class K, class P, int Shape, const vblend_set &V, int32_t Step = 0>
-void pair_kernel(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t line_weight,
-                 int32_t width, const uint8_t *src, int32_t src_pitch, const uint16_t *src_alpha,
-                 int32_t src_alpha_pitch, int32_t x_step, int32_t y_step, int32_t first_column_run,
-                 int32_t first_row_weight, int32_t middle_rows, int32_t last_row_weight) {
+// The general line: pre-pass into the line buffer, then the area walk.
+template <class K, class P, int Shape, const vblend_set &V, int32_t Step>
+void pair_walk_line(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t line_weight,
+                    int32_t width, const uint8_t *src, const uint16_t *src_alpha, int32_t x_step,
+                    int32_t first_column_run, const rect_rows &rows) {
     using D = typename K::dst;
-    const rect_rows rows{src_pitch,   src_alpha_pitch, first_row_weight,
-                         middle_rows, y_step,          last_row_weight};
     // Pixels read: the first column, then one per x_step of the rest.
     const int32_t count =
         1 + (width > first_column_run ? (width - first_column_run - 1) / x_step + 1 : 0);
@@ -425,6 +421,47 @@ void pair_kernel(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t
     pair_line<K, P, Step> ops{
         d, dst_alpha, odd, {buf, K::quad ? 0 : first, first_column_run}, x_step};
     area_walk(ops, first_width, line_weight, width);
+}
+
+// One destination line (the rect_kernel contract). Shape 1 and 2 are the
+// one- and two-row kernels; 0 serves every role. Step not 0 is a kernel for
+// that x_step only (the 1:1 kernels), its walk unrolled for it.
+template <class K, class P, int Shape, const vblend_set &V, int32_t Step = 0>
+void pair_kernel(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t line_weight,
+                 int32_t width, const uint8_t *src, int32_t src_pitch, const uint16_t *src_alpha,
+                 int32_t src_alpha_pitch, int32_t x_step, int32_t y_step, int32_t first_column_run,
+                 int32_t first_row_weight, int32_t middle_rows, int32_t last_row_weight) {
+    using D = typename K::dst;
+    const rect_rows rows{src_pitch,   src_alpha_pitch, first_row_weight,
+                         middle_rows, y_step,          last_row_weight};
+    auto walk = pair_walk_line<K, P, Shape, V, Step>;
+    if constexpr (Shape == 1 && !K::quad && P::whole_first) {
+        // One source row, 1:1 and aligned on whole pixels, the source pixel
+        // in the same place of its pair as the destination's: each whole
+        // destination pair is its source pair ((s * 2^23 + 2^22) >> 23 = s
+        // for luma, (2 * s * 2^23 + 2^23) >> 24 = s for chroma), so whole
+        // pairs are copied; the walk draws an odd first pixel and the end.
+        constexpr int32_t pb = D::pixel_bytes;
+        const bool odd = ((reinterpret_cast<uintptr_t>(dst) / pb) & 1) != 0;
+        if (line_weight == rect_whole_line && x_step == pixel_units &&
+            first_column_run == pixel_units && first_width == pixel_units &&
+            odd == (((reinterpret_cast<uintptr_t>(src) / pb) & 1) != 0)) {
+            if (odd) {
+                walk(dst, dst_alpha, pixel_units, line_weight, pixel_units, src, src_alpha, x_step,
+                     pixel_units, rows);
+                dst += pb, src += pb, width -= pixel_units;
+            }
+            const int32_t pairs = width / (2 * pixel_units);
+            std::memcpy(dst, src, size_t(pairs) * 2 * pb);
+            dst += pairs * 2 * pb, src += pairs * 2 * pb, width -= pairs * 2 * pixel_units;
+            if (width > 0)
+                walk(dst, dst_alpha, width < pixel_units ? width : pixel_units, line_weight, width,
+                     src, src_alpha, x_step, pixel_units, rows);
+            return;
+        }
+    }
+    walk(dst, dst_alpha, first_width, line_weight, width, src, src_alpha, x_step, first_column_run,
+         rows);
 }
 
 } // namespace tovrel::rect

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "rect/rect_map.h"
+#include "rect/rect_pair.h"
 #include "rect/rect_pair_walk.h"
 #include "rect/rect_rgbq.h"
 #include "rect/rect_rgbq_simd.h"
@@ -235,6 +236,65 @@ TEST(RectPairSimd, PrePassMatchesScalarStatement) {
     by_rows(pair_kind<src_kind::yuvq, yuy2_format, premul>{}, "yuvq to yuy2 premul");
     by_rows(pair_kind<src_kind::yuvq, w210_format, straight>{}, "yuvq to w210 straight");
     by_rows(pair_kind<src_kind::yuvq, w210_format, premul>{}, "yuvq to w210 premul");
+}
+
+// The kernels for a fixed step against the general walk of the same set:
+// the aligned 1:1 copy of the YUY2 and W210 one-row kernels (against the
+// any-row kernel), and the 1:1 tiled yuvq kernels (against the set chosen
+// for another step), on random 1:1 lines in every pair phase.
+TEST(RectPairKernels, FixedStepKernelsMatchTheWalk) {
+    const uint32_t seed = rect_test::test_seed();
+    std::printf("RectPairKernels.FixedStepKernelsMatchTheWalk seed %u\n", seed);
+    SCOPED_TRACE(seed);
+    std::mt19937 rng(seed);
+    using namespace tovrel;
+    for (int iter = 0; iter < 3000; ++iter) {
+        const int kind = iter % 6; // 0, 1: YUY2, W210; 2..5: yuvq into YUY2, W210, tiled
+        const bool yuvq = kind >= 2, w210 = kind == 1 || kind == 3 || kind == 5;
+        const uint8_t dst_format = w210 ? TOVREL_FORMAT_W210 : TOVREL_FORMAT_YUY2;
+        const int32_t index = !yuvq      ? pair_plain
+                              : kind < 4 ? paira_to_alpha_straight_tile
+                                         : paira_to_alpha_premul_tile;
+        const uint8_t src_format = yuvq ? TOVREL_FORMAT_YUVQ : dst_format;
+        rect_choice one{rect_isa::c, 4096, 2048, 4096, 4096, 0, 0, 0}, other = one;
+        other.x_step = 4097;
+        rect_kernel_set fixed{}, general{};
+        ASSERT_TRUE(rect_pair_kernels(src_format, dst_format, index, one, &fixed));
+        ASSERT_TRUE(rect_pair_kernels(src_format, dst_format, index, other, &general));
+        const int32_t role = yuvq ? int32_t(rng() % 2) : rect_role_row1;
+        const rect_kernel k_fixed = fixed.slots[size_t(role)];
+        const rect_kernel k_general =
+            yuvq ? general.slots[size_t(role)] : general.slots[size_t(rect_role_rows)];
+        // A line of up to 40 pixels in whole and fractional units.
+        const int32_t first_width = rng() % 3 ? 4096 : 1 + int32_t(rng() % 4096);
+        const int32_t width = first_width + (rng() % 4 ? 4096 * int32_t(rng() % 40) : 0) +
+                              (rng() % 2 ? int32_t(rng() % 4096) : 0);
+        const int32_t run = yuvq && rng() % 2 ? 1 + int32_t(rng() % 4096) : 4096;
+        const int32_t w0 = role == rect_role_row1 ? 2048 : 1 + int32_t(rng() % 2047);
+        const int32_t dst_odd = int32_t(rng() % 2), src_odd = int32_t(rng() % 2);
+        const int32_t spb = yuvq || w210 ? 4 : 2, dpb = w210 ? 4 : 2, pixels = 48;
+        std::vector<uint8_t> src(size_t(2 * pixels * spb)), dst_a(size_t(pixels * dpb) + 64);
+        std::vector<uint16_t> src_alpha(size_t(2 * pixels)), da_a(size_t(pixels) + 16);
+        for (auto &b : src) b = uint8_t(rng());
+        if (w210 && !yuvq)
+            for (size_t i = 1; i < src.size(); i += 2) src[i] &= 3;
+        for (auto &b : dst_a) b = uint8_t(rng());
+        if (w210)
+            for (size_t i = 1; i < dst_a.size(); i += 2) dst_a[i] &= 3;
+        for (auto &a : src_alpha) a = uint16_t(rng() % 4097);
+        for (auto &a : da_a) a = uint16_t(rng() % 4097);
+        std::vector<uint8_t> dst_b = dst_a;
+        std::vector<uint16_t> da_b = da_a;
+        auto call = [&](rect_kernel k, std::vector<uint8_t> &d, std::vector<uint16_t> &da) {
+            k(d.data() + 32 + dst_odd * dpb, da.data() + 8, first_width, 2048, width,
+              src.data() + (yuvq ? 0 : src_odd * spb), pixels * spb, src_alpha.data(), pixels * 2,
+              4096, 2048, run, w0, 0, 2048 - w0);
+        };
+        call(k_fixed, dst_a, da_a);
+        call(k_general, dst_b, da_b);
+        ASSERT_EQ(dst_a, dst_b) << "iteration " << iter << " kind " << kind << " role " << role;
+        ASSERT_EQ(da_a, da_b) << "iteration " << iter << " kind " << kind;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, RectSimdCalls,
