@@ -272,6 +272,14 @@ TEST(RectPair, YuvqConversion) {
               "map_rectangle: a line reads 4201 source pixels, more than the 4096 of the line "
               "buffer\n");
     EXPECT_EQ(dst.a(0, 0), 0);
+    // 4:2:2 lines start on whole pairs.
+    image pairs(8, 2, false, TOVREL_FORMAT_W210), out(8, 2, false, TOVREL_FORMAT_W210);
+    pairs.desc.pitch -= 4;
+    cap.lines.clear();
+    map_rectangle(&out.desc, 0, 0, 4, 1, &pairs.desc, 0, 0, 4, 1, 0, 0, 1);
+    EXPECT_EQ(cap.all(), "map_rectangle: YUY2 and W210 pixel addresses and pitches must be "
+                         "multiples of a pixel pair (4 and 8 bytes)\n");
+    EXPECT_EQ(out.get(0, 0, 0), 0u);
 }
 
 } // namespace
