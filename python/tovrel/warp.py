@@ -1,0 +1,235 @@
+"""Warps and resizing in OpenCV's conventions.
+
+warp_affine(src, M, dsize) and warp_perspective(src, H, dsize) take the
+forward matrices of cv2.warpAffine and cv2.warpPerspective (source pixel to
+destination pixel, pixel centres at whole numbers) and draw the whole
+source, area-filtered by its minification, into the quadrilateral it maps
+to. resize(src, dsize) scales with exact area weights.
+
+Arrays: uint8 (H, W, 4) is drawn as RGBQ in place; uint8 (H, W, 3) and
+(H, W) are widened to four components for the call and narrowed back
+(a copy each way); any other array or Image is drawn in its own format.
+"""
+
+import numpy as np
+
+from . import core
+from .core import Image, as_image, check_destination
+from .formats import BY_NAME
+
+# Destination polygons are cut to the frame plus this margin (in pixels),
+# so that coordinates stay small whatever the matrix; edges beyond it never
+# touch a destination pixel.
+_GUARD = 64.0
+# The library draws at most this many vertices; a quadrilateral cut by one
+# horizon and four guard lines has at most nine.
+_MAX_VERTICES = 30
+
+
+class _Drawable:
+    """An input array as the library draws it, and the way back."""
+
+    def __init__(self, array, what):
+        self.widened = None
+        if isinstance(array, np.ndarray) and array.dtype == np.uint8 and (
+                array.ndim == 2 or (array.ndim == 3 and array.shape[2] in (1, 3))):
+            self.widened = array.shape[2] if array.ndim == 3 else 0
+            wide = np.empty(array.shape[:2] + (4,), np.uint8)
+            wide[..., :3] = array.reshape(array.shape[:2] + (-1,))
+            wide[..., 3] = 255
+            array = wide
+        self.image = as_image(array, what)
+
+    def like(self, image, height, width, background):
+        """A new destination in the source's format, filled with `background`."""
+        f = image.format
+        out = np.empty(f.shape(height, width), f.dtype)
+        _fill(out, background, f, self.widened)
+        return Image(out, f)
+
+    def narrow(self, pixels):
+        if self.widened is None:
+            return pixels
+        if self.widened == 0:
+            return np.ascontiguousarray(pixels[..., 0])
+        return np.ascontiguousarray(pixels[..., :self.widened])
+
+
+def _fill(pixels, background, f, widened):
+    """Fills a new destination with `background`: one value, or one per
+    component of the array as handed in."""
+    value = np.atleast_1d(np.asarray(0 if background is None else background, np.float64))
+    given = f.channels if widened is None else max(widened, 1)
+    if value.ndim != 1 or value.size not in (1, given):
+        raise ValueError(f"background is one value or {given} (one per component), "
+                         f"got {background!r}")
+    info = np.iinfo(f.dtype)
+    if not np.all(np.isfinite(value)) or value.min() < info.min or value.max() > info.max:
+        raise ValueError(f"background {background!r} does not fit in {f.dtype.name}")
+    if widened is not None:  # the fourth component of a widened image is padding
+        value = np.append(np.broadcast_to(value, 3), 255)
+    pixels[...] = value.astype(f.dtype)
+
+
+def _size(dsize, dst):
+    if dsize is None:
+        if dst is None:
+            raise ValueError("give dsize=(width, height) or a destination array")
+        return None
+    try:
+        width, height = (int(v) for v in dsize)
+    except (TypeError, ValueError):
+        raise TypeError(f"dsize is (width, height), got {dsize!r}") from None
+    if width < 1 or height < 1:
+        raise ValueError(f"dsize must be positive, got {dsize!r}")
+    return width, height
+
+
+def _destination(source, dsize, dst, background):
+    """The Image drawn into: `dst` as given, or a new array of the source's
+    format filled with `background`."""
+    size = _size(dsize, dst)
+    if dst is None:
+        return source.like(source.image, size[1], size[0], background)
+    out = as_image(dst, "dst")
+    if out.format != source.image.format or source.widened is not None:
+        raise ValueError(f"dst is {out.format.name}, but the source is drawn as "
+                         f"{source.image.format.name}" + (
+                             " (widened from fewer components: leave dst out)"
+                             if source.widened is not None else ""))
+    if size is not None and size != (out.width, out.height):
+        raise ValueError(f"dsize {size} is not the size of dst ({out.width}, {out.height})")
+    if background is not None:
+        raise ValueError("background fills a new destination; a given dst keeps its pixels "
+                         "outside the picture")
+    check_destination(out, [source.image])
+    return out
+
+
+def _matrix(m, rows, name):
+    try:
+        a = np.array(m, dtype=np.float64)
+    except (TypeError, ValueError):
+        raise TypeError(f"{name} must be a {rows}x3 matrix of numbers") from None
+    if a.shape != (rows, 3):
+        raise ValueError(f"{name} must be a {rows}x3 matrix, got shape {a.shape}")
+    if not np.all(np.isfinite(a)):
+        raise ValueError(f"{name} has values that are not finite")
+    if rows == 2:
+        a = np.vstack([a, [0.0, 0.0, 1.0]])
+    det = np.linalg.det(a)
+    scale = np.abs(a).max()
+    if not abs(det) > 1e-12 * scale ** 3:
+        raise ValueError(f"{name} is not invertible (determinant {det:.3g})")
+    return a
+
+
+def _clip(points, keep):
+    """Sutherland-Hodgman: the part of a polygon (rows of attributes) where
+    keep(row) >= 0; keep is linear in the attributes."""
+    out = []
+    n = len(points)
+    for i in range(n):
+        a, b = points[i - 1], points[i]
+        ka, kb = keep(a), keep(b)
+        if ka >= 0:
+            out.append(a)
+        if (ka >= 0) != (kb >= 0):
+            out.append(a + (b - a) * (ka / (ka - kb)))
+    return out
+
+
+def polygon_vertices(h, src_width, src_height, dst_width, dst_height):
+    """Vertex arrays (rows u, v, w, x, y) that draw the source rectangle
+    through the forward homography `h` (OpenCV pixel centres), one per sheet
+    of the projection: a source that crosses the horizon shows on both sides
+    of it, as in OpenCV."""
+    corners = np.array([[0, 0], [src_width, 0], [src_width, src_height], [0, src_height]],
+                       dtype=np.float64)
+    depth = h[2]
+    reach = abs(depth[0]) * src_width + abs(depth[1]) * src_height + abs(depth[2])
+    eps = 1e-9 * reach
+    guard = ((1, 0, _GUARD), (-1, 0, dst_width + _GUARD), (0, 1, _GUARD),
+             (0, -1, dst_height + _GUARD))
+    pieces = []
+    for sign in (1.0, -1.0):
+        def z(p, sign=sign):
+            return sign * (depth[0] * (p[0] - 0.5) + depth[1] * (p[1] - 0.5) + depth[2])
+
+        sheet = _clip(list(corners), lambda p: z(p) - eps)
+        if len(sheet) < 3:
+            continue
+        # Screen-linear attributes: x, y, u w, v w, w with w = 1 / depth.
+        screen = []
+        for p in sheet:
+            hx, hy, hz = (sign * h) @ (p[0] - 0.5, p[1] - 0.5, 1.0)
+            w = 1.0 / hz
+            screen.append(np.array([hx * w + 0.5, hy * w + 0.5, p[0] * w, p[1] * w, w]))
+        for ax, ay, c in guard:
+            screen = _clip(screen, lambda q: ax * q[0] + ay * q[1] + c)
+        if len(screen) < 3:
+            continue
+        s = np.array(screen)
+        w = s[:, 4] / s[:, 4].max()  # well scaled; all exactly 1 for an affine map
+        w = np.where(np.isclose(w, 1.0, rtol=0, atol=1e-12), 1.0, w)
+        pieces.append(np.column_stack([s[:, 2] / s[:, 4], s[:, 3] / s[:, 4], w,
+                                       s[:, 0], s[:, 1]]))
+    for p in pieces:
+        assert len(p) <= _MAX_VERTICES
+    return pieces
+
+
+def _threads(threads, height):
+    threads = core._whole(threads, "threads", 1)
+    return max(1, min(threads, height))
+
+
+def _flags(edge_aa, filter):
+    return (core.MAP_EDGE_AA if edge_aa else 0) | (0 if filter else core.MAP_NO_FILTER)
+
+
+def warp_perspective(src, H, dsize=None, dst=None, *, inverse_map=False, edge_aa=True,
+                     filter=True, background=None, threads=1):
+    """cv2.warpPerspective(src, H, dsize) with area filtering: H maps source
+    pixels to destination pixels (or the reverse with inverse_map=True, like
+    cv2.WARP_INVERSE_MAP). edge_aa anti-aliases the picture's edges against
+    the background; filter=False samples the nearest texel (no area filter).
+    Pixels outside the picture are `background` (default 0) in a new array
+    and keep their values in a given `dst`.
+    threads > 1 splits the destination lines among Python threads. Returns
+    the destination array."""
+    return _warp(src, _matrix(H, 3, "H"), dsize, dst, inverse_map, edge_aa, filter,
+                 background, threads)
+
+
+def warp_affine(src, M, dsize=None, dst=None, *, inverse_map=False, edge_aa=True,
+                filter=True, background=None, threads=1):
+    """cv2.warpAffine(src, M, dsize) with area filtering; M is OpenCV's
+    forward 2x3 matrix. The options are those of warp_perspective."""
+    return _warp(src, _matrix(M, 2, "M"), dsize, dst, inverse_map, edge_aa, filter,
+                 background, threads)
+
+
+def _warp(src, h, dsize, dst, inverse_map, edge_aa, filter, background, threads):
+    source = _Drawable(src, "src")
+    out = _destination(source, dsize, dst, background)
+    if inverse_map:
+        h = np.linalg.inv(h)
+    threads = _threads(threads, out.height)
+    calls = [core.polygon_call(out, source.image, v, _flags(edge_aa, filter))
+             for v in polygon_vertices(h, source.image.width, source.image.height,
+                                       out.width, out.height)]
+    for call in calls:
+        core.run_split(call, threads)
+    return source.narrow(out.pixels)
+
+
+def resize(src, dsize=None, dst=None, *, threads=1):
+    """cv2.resize(src, dsize, interpolation=cv2.INTER_AREA), with exact
+    area weights at any ratio, up or down. Returns the destination array."""
+    source = _Drawable(src, "src")
+    out = _destination(source, dsize, dst, None)
+    call = core.rectangle_call(out, (0, 0, out.width, out.height), source.image,
+                               (0, 0, source.image.width, source.image.height), 0)
+    core.run_split(call, _threads(threads, out.height))
+    return source.narrow(out.pixels)
