@@ -7,6 +7,7 @@ import sys
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(HERE))
 sys.path.insert(0, os.path.dirname(HERE))
+sys.path.insert(0, os.path.join(os.path.dirname(HERE), "examples"))
 
 _built = os.path.join(ROOT, "build", "src", "libtovrel.so")
 if not os.environ.get("TOVREL_LIBRARY") and os.path.exists(_built):

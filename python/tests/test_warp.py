@@ -3,6 +3,7 @@
 import numpy as np
 import pytest
 
+import moire
 import tovrel
 
 try:
@@ -74,29 +75,28 @@ def test_warp_perspective_agrees_with_cv2_linear():
 
 
 @needs_cv2
-def test_zone_plate_minified_four_to_one_shows_no_moire():
-    # A zone plate whose frequency reaches the source's Nyquist limit at
-    # radius n/2, minified 4:1 and turned 10 degrees. Wherever the source
-    # frequency lies above the destination's Nyquist limit (1/8 cycle per
-    # source pixel) an ideal result is flat grey: every bit of energy left
-    # there is aliasing. Measured: tovrel keeps 5.7% of cv2.warpAffine's
+def test_zone_plate_minified_four_to_one_shows_no_moire(tmp_path):
+    # The example's zone plate reaches the source's Nyquist limit at radius
+    # n/2 and is minified 4:1 and turned 10 degrees. Wherever its frequency
+    # lies above the destination's Nyquist limit (1/8 cycle per source
+    # pixel) an ideal result is flat grey: all energy left there is
+    # aliasing. Measured: tovrel keeps 5.7% of cv2.warpAffine's
     # (INTER_LINEAR) energy in that band; at most 10% is accepted. Below a
-    # quarter of that limit both keep the pattern.
-    n, d = 1024, 256
-    k = np.pi / n
-    y, x = np.mgrid[0:n, 0:n] + 0.5 - n / 2
-    plate = np.rint(127.5 + 127.5 * np.cos(k * (x * x + y * y))).astype(np.uint8)
-    m = cv2.getRotationMatrix2D(((n - 1) / 2, (n - 1) / 2), 10, 0.25)
-    m[:, 2] += (d - n) / 2
-    ours = tovrel.warp_affine(plate, m, (d, d)).astype(float) - 127.5
-    theirs = cv2.warpAffine(plate, m, (d, d), flags=cv2.INTER_LINEAR).astype(float) - 127.5
+    # quarter of that limit both keep the rings.
+    plate, k = moire.zone_plate()
+    d = moire.SIZE // moire.DIVISOR
+    name, theirs, ours = moire.pair(plate, moire.rotation(), d)
+    assert name == "opencv"
+    ours, theirs = ours - 127.5, theirs - 127.5
     y, x = np.mgrid[0:d, 0:d] - (d - 1) / 2
-    radius = 4 * np.hypot(x, y)  # in source pixels
+    radius = moire.DIVISOR * np.hypot(x, y)  # in source pixels
     frequency = k * radius / np.pi  # cycles per source pixel
-    high = (frequency > 1 / 8) & (radius < n / 2 - 8)
+    high = (frequency > 1 / 8) & (radius < moire.SIZE / 2 - 8)
     low = frequency < 1 / 32
     assert (ours ** 2)[high].mean() <= 0.10 * (theirs ** 2)[high].mean()
     assert (ours ** 2)[low].mean() >= 0.9 * (theirs ** 2)[low].mean()
+    moire.main(str(tmp_path))
+    assert sorted(p.name for p in tmp_path.iterdir()) == ["moire_opencv.png", "moire_tovrel.png"]
 
 
 @needs_cv2
