@@ -11,6 +11,8 @@ Arrays: uint8 (H, W, 4) is drawn as RGBQ in place; uint8 (H, W, 3) and
 (a copy each way); any other array or Image is drawn in its own format.
 """
 
+import math
+
 import numpy as np
 
 from . import core
@@ -106,76 +108,89 @@ def _destination(source, dsize, dst, background):
     return out
 
 
+def _det3(a):
+    return (a[0][0] * (a[1][1] * a[2][2] - a[1][2] * a[2][1])
+            - a[0][1] * (a[1][0] * a[2][2] - a[1][2] * a[2][0])
+            + a[0][2] * (a[1][0] * a[2][1] - a[1][1] * a[2][0]))
+
+
 def _matrix(m, rows, name):
+    """The 3x3 matrix (as nested lists) of an OpenCV 2x3 or 3x3 one."""
     try:
-        a = np.array(m, dtype=np.float64)
+        a = np.asarray(m, dtype=np.float64)
     except (TypeError, ValueError):
         raise TypeError(f"{name} must be a {rows}x3 matrix of numbers") from None
     if a.shape != (rows, 3):
         raise ValueError(f"{name} must be a {rows}x3 matrix, got shape {a.shape}")
-    if not np.all(np.isfinite(a)):
+    a = a.tolist() + ([[0.0, 0.0, 1.0]] if rows == 2 else [])
+    if not all(map(math.isfinite, a[0] + a[1] + a[2])):
         raise ValueError(f"{name} has values that are not finite")
-    if rows == 2:
-        a = np.vstack([a, [0.0, 0.0, 1.0]])
-    det = np.linalg.det(a)
-    scale = np.abs(a).max()
+    det, scale = _det3(a), max(abs(x) for row in a for x in row)
     if not abs(det) > 1e-12 * scale ** 3:
         raise ValueError(f"{name} is not invertible (determinant {det:.3g})")
     return a
 
 
+def _inverse(a):
+    return np.linalg.inv(np.array(a)).tolist()
+
+
 def _clip(points, keep):
-    """Sutherland-Hodgman: the part of a polygon (rows of attributes) where
-    keep(row) >= 0; keep is linear in the attributes."""
+    """Sutherland-Hodgman: the part of a polygon (tuples of attributes) where
+    keep(point) >= 0; keep is linear in the attributes."""
     out = []
-    n = len(points)
-    for i in range(n):
-        a, b = points[i - 1], points[i]
-        ka, kb = keep(a), keep(b)
+    a = points[-1]
+    ka = keep(a)
+    for b in points:
+        kb = keep(b)
         if ka >= 0:
             out.append(a)
         if (ka >= 0) != (kb >= 0):
-            out.append(a + (b - a) * (ka / (ka - kb)))
+            t = ka / (ka - kb)
+            out.append(tuple(p + (q - p) * t for p, q in zip(a, b)))
+        a, ka = b, kb
     return out
 
 
 def polygon_vertices(h, src_width, src_height, dst_width, dst_height):
     """Vertex arrays (rows u, v, w, x, y) that draw the source rectangle
-    through the forward homography `h` (OpenCV pixel centres), one per sheet
-    of the projection: a source that crosses the horizon shows on both sides
-    of it, as in OpenCV."""
-    corners = np.array([[0, 0], [src_width, 0], [src_width, src_height], [0, src_height]],
-                       dtype=np.float64)
-    depth = h[2]
-    reach = abs(depth[0]) * src_width + abs(depth[1]) * src_height + abs(depth[2])
-    eps = 1e-9 * reach
-    guard = ((1, 0, _GUARD), (-1, 0, dst_width + _GUARD), (0, 1, _GUARD),
-             (0, -1, dst_height + _GUARD))
+    through the forward homography `h` (3x3, OpenCV pixel centres), one per
+    sheet of the projection: a source that crosses the horizon shows on
+    both sides of it, as in OpenCV."""
+    (a, b, c), (d, e, f), (g, i, j) = h
+    corners = [(0.0, 0.0), (float(src_width), 0.0), (float(src_width), float(src_height)),
+               (0.0, float(src_height))]
+    eps = 1e-9 * (abs(g) * src_width + abs(i) * src_height + abs(j))
+    low_x, low_y = -_GUARD, -_GUARD
+    high_x, high_y = dst_width + _GUARD, dst_height + _GUARD
     pieces = []
     for sign in (1.0, -1.0):
-        def z(p, sign=sign):
-            return sign * (depth[0] * (p[0] - 0.5) + depth[1] * (p[1] - 0.5) + depth[2])
+        def depth(p, sign=sign):
+            return sign * (g * (p[0] - 0.5) + i * (p[1] - 0.5) + j)
 
-        sheet = _clip(list(corners), lambda p: z(p) - eps)
-        if len(sheet) < 3:
-            continue
+        sheet = corners
+        if any(depth(p) < eps for p in sheet):
+            sheet = _clip(sheet, lambda p: depth(p) - eps)
+            if len(sheet) < 3:
+                continue
         # Screen-linear attributes: x, y, u w, v w, w with w = 1 / depth.
         screen = []
-        for p in sheet:
-            hx, hy, hz = (sign * h) @ (p[0] - 0.5, p[1] - 0.5, 1.0)
-            w = 1.0 / hz
-            screen.append(np.array([hx * w + 0.5, hy * w + 0.5, p[0] * w, p[1] * w, w]))
-        for ax, ay, c in guard:
-            screen = _clip(screen, lambda q: ax * q[0] + ay * q[1] + c)
+        for u, v in sheet:
+            w = 1.0 / depth((u, v))
+            su, sv = (u - 0.5) * sign * w, (v - 0.5) * sign * w
+            screen.append((a * su + b * sv + c * sign * w + 0.5,
+                           d * su + e * sv + f * sign * w + 0.5, u * w, v * w, w))
+        for axis, limit, side in ((0, low_x, 1), (0, high_x, -1), (1, low_y, 1),
+                                  (1, high_y, -1)):
+            if any((q[axis] - limit) * side < 0 for q in screen):
+                screen = _clip(screen, lambda q: (q[axis] - limit) * side)
         if len(screen) < 3:
             continue
-        s = np.array(screen)
-        w = s[:, 4] / s[:, 4].max()  # well scaled; all exactly 1 for an affine map
-        w = np.where(np.isclose(w, 1.0, rtol=0, atol=1e-12), 1.0, w)
-        pieces.append(np.column_stack([s[:, 2] / s[:, 4], s[:, 3] / s[:, 4], w,
-                                       s[:, 0], s[:, 1]]))
-    for p in pieces:
-        assert len(p) <= _MAX_VERTICES
+        top = max(q[4] for q in screen)
+        # Weights scaled to at most 1; exactly 1 everywhere for an affine map.
+        pieces.append(np.array([(q[2] / q[4], q[3] / q[4], q[4] / top, q[0], q[1])
+                                for q in screen]))
+    assert all(len(p) <= _MAX_VERTICES for p in pieces)
     return pieces
 
 
@@ -214,7 +229,7 @@ def _warp(src, h, dsize, dst, inverse_map, edge_aa, filter, background, threads)
     source = _Drawable(src, "src")
     out = _destination(source, dsize, dst, background)
     if inverse_map:
-        h = np.linalg.inv(h)
+        h = _inverse(h)
     threads = _threads(threads, out.height)
     calls = [core.polygon_call(out, source.image, v, _flags(edge_aa, filter))
              for v in polygon_vertices(h, source.image.width, source.image.height,
