@@ -5,7 +5,7 @@ looks for the library in $TOVREL_LIBRARY, beside this package, then on the
 system's library path.
 """
 
-from ._library import LibraryNotFound, TovrelError, library_path
+from ._library import LibraryNotFound, TovrelError, TovrelWarning, library_path
 from .formats import FORMATS, Format
 from .core import (ALPHA_ONE, MAP_EDGE_AA, MAP_FIELD_BOTTOM, MAP_FIELD_TOP, MAP_NO_FILTER,
                    MAP_TILE, RECT_DST_FIELD_BOTTOM, RECT_DST_FIELD_TOP, RECT_SRC_FIELD_BOTTOM,
@@ -14,7 +14,7 @@ from .core import (ALPHA_ONE, MAP_EDGE_AA, MAP_FIELD_BOTTOM, MAP_FIELD_TOP, MAP_
 from .warp import resize, warp_affine, warp_perspective
 
 __all__ = [
-    "LibraryNotFound", "TovrelError", "library_path", "FORMATS", "Format", "Image",
+    "LibraryNotFound", "TovrelError", "TovrelWarning", "library_path", "FORMATS", "Format", "Image",
     "map_polygon", "map_rectangle", "multisrc_map_rectangle", "warp_affine", "warp_perspective",
     "resize", "ALPHA_ONE",
     "MAP_NO_FILTER", "MAP_EDGE_AA", "MAP_FIELD_TOP", "MAP_FIELD_BOTTOM", "MAP_TILE",

@@ -12,6 +12,7 @@ import ctypes.util
 import os
 import sys
 import threading
+import warnings
 
 ENV_VARIABLE = "TOVREL_LIBRARY"
 
@@ -35,6 +36,11 @@ class TovrelError(RuntimeError):
     def __init__(self, lines):
         self.lines = tuple(lines)
         super().__init__(" / ".join(self.lines))
+
+
+class TovrelWarning(UserWarning):
+    """A report line of the library that came outside a call of this
+    package (a call made by other code in the process)."""
 
 
 class ImageDescriptor(ctypes.Structure):
@@ -63,7 +69,8 @@ _DESC_P = ctypes.POINTER(ImageDescriptor)
 _SINK = ctypes.CFUNCTYPE(None, ctypes.c_char_p, ctypes.c_void_p)
 
 # Report lines of the call running on this thread. The library calls the
-# sink on the thread that made the call, one whole line at a time.
+# sink on the thread that made the call, one whole line at a time; a line
+# from a call this package did not make becomes a warning.
 _reports = threading.local()
 
 
@@ -72,6 +79,8 @@ def _on_report(line, _user):
     pending = getattr(_reports, "lines", None)
     if pending is not None:
         pending.append(text)
+    else:
+        warnings.warn(text, TovrelWarning, stacklevel=1)
 
 
 _sink = _SINK(_on_report)  # kept alive for as long as the library is loaded
