@@ -47,6 +47,17 @@ def test_one_to_one_copies_whatever_the_pitch(layout):
     assert (rect == src).all() and (poly[:-1, :-1] == src[:-1, :-1]).all()
 
 
+@pytest.mark.parametrize("shrink", [1, 2], ids=["1:1", "2:1"])
+def test_sources_placed_side_by_side_draw_as_one(shrink):
+    whole = rgbq(6, 16)
+    parts = [tovrel.Image(whole[:, :8].copy()), tovrel.Image(whole[:, 8:].copy(), origin=(8, 0))]
+    w, h = 16 // shrink, 6 // shrink
+    one, two = np.zeros((h, w, 4), np.uint8), np.zeros((h, w, 4), np.uint8)
+    tovrel.map_rectangle(one, (0, 0, w, h), whole, (0, 0, 16, 6))
+    tovrel.multisrc_map_rectangle(two, (0, 0, w, h), parts, (0, 0, 16, 6))
+    assert (one == two).all()
+
+
 @pytest.mark.parametrize("opacity,expect", [(0, "old"), (tovrel.ALPHA_ONE, "src")],
                          ids=["transparent", "opaque"])
 def test_source_alpha_plane(opacity, expect):
