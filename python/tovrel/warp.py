@@ -24,8 +24,16 @@ from .formats import BY_NAME
 # touch a destination pixel.
 _GUARD = 64.0
 # The library draws at most this many vertices; a quadrilateral cut by one
-# horizon and four guard lines has at most nine.
+# horizon, four guard lines and two band lines has at most eleven.
 _MAX_VERTICES = 30
+# The library chooses one filter footprint per polygon, from its overall
+# minification. A perspective picture whose weights w (and so its scale)
+# vary more than this ratio is drawn as bands, cut at whole lines or
+# columns, each with its own footprint: the far end of a plane is filtered
+# as strongly as it is minified. Bands meet without seams (each
+# destination pixel belongs to exactly one band).
+_BAND_RATIO = 1.25
+_MOST_BANDS = 32
 
 
 class _Drawable:
@@ -186,12 +194,40 @@ def polygon_vertices(h, src_width, src_height, dst_width, dst_height):
                 screen = _clip(screen, lambda q: (q[axis] - limit) * side)
         if len(screen) < 3:
             continue
-        top = max(q[4] for q in screen)
-        # Weights scaled to at most 1; exactly 1 everywhere for an affine map.
-        pieces.append(np.array([(q[2] / q[4], q[3] / q[4], q[4] / top, q[0], q[1])
-                                for q in screen]))
+        for band in _bands(screen):
+            top = max(q[4] for q in band)
+            # Weights scaled to at most 1; exactly 1 everywhere for an affine map.
+            pieces.append(np.array([(q[2] / q[4], q[3] / q[4], q[4] / top, q[0], q[1])
+                                    for q in band]))
     assert all(len(p) <= _MAX_VERTICES for p in pieces)
     return pieces
+
+
+def _bands(screen):
+    """A screen polygon (x, y, u w, v w, w) cut into bands of whole lines or
+    columns across which w varies by about _BAND_RATIO at most."""
+    low = min(screen, key=lambda q: q[4])
+    high = max(screen, key=lambda q: q[4])
+    if high[4] <= _BAND_RATIO * low[4]:
+        return [screen]
+    # Cut across the direction in which w changes most between its extremes.
+    axis = 0 if abs(high[0] - low[0]) > abs(high[1] - low[1]) else 1
+    t0, t1 = low[axis], high[axis]
+    count = min(_MOST_BANDS, math.ceil(math.log(high[4] / low[4]) / math.log(_BAND_RATIO)))
+    # Boundaries at geometric steps of w, w taken as linear from low to high.
+    cuts = sorted({round(t0 + (t1 - t0) * (low[4] * (high[4] / low[4]) ** (k / count) - low[4])
+                         / (high[4] - low[4])) for k in range(1, count)})
+    start, end = min(q[axis] for q in screen), max(q[axis] for q in screen)
+    cuts = [c for c in cuts if start < c < end]
+    bands, rest = [], screen
+    for c in cuts:
+        part = _clip(rest, lambda q: c - q[axis])
+        rest = _clip(rest, lambda q: q[axis] - c)
+        if len(part) >= 3:
+            bands.append(part)
+    if len(rest) >= 3:
+        bands.append(rest)
+    return bands
 
 
 def _threads(threads, height):
@@ -234,8 +270,11 @@ def _warp(src, h, dsize, dst, inverse_map, edge_aa, filter, background, threads)
     calls = [core.polygon_call(out, source.image, v, _flags(edge_aa, filter))
              for v in polygon_vertices(h, source.image.width, source.image.height,
                                        out.width, out.height)]
-    for call in calls:
-        core.run_split(call, threads)
+
+    def draw(phase, period):
+        return [line for call in calls for line in call(phase, period)]
+
+    core.run_split(draw, threads)
     return source.narrow(out.pixels)
 
 
