@@ -17,7 +17,6 @@ import numpy as np
 
 from . import core
 from .core import Image, as_image, check_destination
-from .formats import BY_NAME
 
 # Destination polygons are cut to the frame plus this margin (in pixels),
 # so that coordinates stay small whatever the matrix; edges beyond it never
@@ -50,9 +49,9 @@ class _Drawable:
             array = wide
         self.image = as_image(array, what)
 
-    def like(self, image, height, width, background):
+    def like(self, height, width, background):
         """A new destination in the source's format, filled with `background`."""
-        f = image.format
+        f = self.image.format
         out = np.empty(f.shape(height, width), f.dtype)
         _fill(out, background, f, self.widened)
         return Image(out, f)
@@ -70,6 +69,8 @@ def _fill(pixels, background, f, widened):
     component of the array as handed in."""
     value = np.atleast_1d(np.asarray(0 if background is None else background, np.float64))
     given = f.channels if widened is None else max(widened, 1)
+    if widened is not None and value.size == 4:  # an OpenCV Scalar
+        value = value[:given]
     if value.ndim != 1 or value.size not in (1, given):
         raise ValueError(f"background is one value or {given} (one per component), "
                          f"got {background!r}")
@@ -100,7 +101,7 @@ def _destination(source, dsize, dst, background):
     format filled with `background`."""
     size = _size(dsize, dst)
     if dst is None:
-        return source.like(source.image, size[1], size[0], background)
+        return source.like(size[1], size[0], background)
     out = as_image(dst, "dst")
     if out.format != source.image.format or source.widened is not None:
         raise ValueError(f"dst is {out.format.name}, but the source is drawn as "
