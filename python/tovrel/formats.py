@@ -18,6 +18,7 @@ class Format:
     channels: int  # length of the last axis; 1 means a 2-D array
     pair: bool = False  # 4:2:2: two pixels share one chroma pair (Y0 U Y1 V)
     inferred: bool = True  # chosen for arrays of its dtype and channels when no format is named
+    black: tuple = (0,)  # a black pixel: zero luma and neutral chroma
 
     @property
     def bytes_per_pixel(self):
@@ -31,10 +32,10 @@ _u8, _u16, _i16 = np.dtype(np.uint8), np.dtype("<u2"), np.dtype("<i2")
 
 FORMATS = (
     Format("RGBQ", 1, _u8, 4),
-    Format("YUY2", 2, _u8, 2, pair=True),
+    Format("YUY2", 2, _u8, 2, pair=True, black=(0, 128)),
     Format("WORD", 3, _u16, 1),
     Format("YUVQ", 4, _u8, 4, inferred=False),  # rectangle sources only
-    Format("W210", 6, _u16, 2, pair=True),
+    Format("W210", 6, _u16, 2, pair=True, black=(0, 512)),
     Format("S16X4A", 10, _i16, 4, inferred=False),  # 4th component premultiplied alpha
     Format("S16X4", 11, _i16, 4),
 )

@@ -67,7 +67,8 @@ class _Drawable:
 def _fill(pixels, background, f, widened):
     """Fills a new destination with `background`: one value, or one per
     component of the array as handed in."""
-    value = np.atleast_1d(np.asarray(0 if background is None else background, np.float64))
+    value = np.atleast_1d(np.asarray(f.black if background is None else background,
+                                     np.float64))
     given = f.channels if widened is None else max(widened, 1)
     if widened is not None and value.size == 4:  # an OpenCV Scalar
         value = value[:given]
@@ -246,8 +247,9 @@ def warp_perspective(src, H, dsize=None, dst=None, *, inverse_map=False, edge_aa
     pixels to destination pixels (or the reverse with inverse_map=True, like
     cv2.WARP_INVERSE_MAP). edge_aa anti-aliases the picture's edges against
     the background; filter=False samples the nearest texel (no area filter).
-    Pixels outside the picture are `background` (default 0) in a new array
-    and keep their values in a given `dst`.
+    Pixels outside the picture are `background` in a new array (default
+    black: 0, with neutral chroma in YUY2 and W210) and keep their values
+    in a given `dst`.
     threads > 1 splits the destination lines among Python threads. Returns
     the destination array."""
     return _warp(src, _matrix(H, 3, "H"), dsize, dst, inverse_map, edge_aa, filter,
