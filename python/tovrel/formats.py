@@ -54,7 +54,8 @@ def lookup(name):
 
 
 def layouts():
-    return ", ".join(f"{f.name} {f.dtype.name} {f.shape('H', 'W')}" for f in FORMATS)
+    return ", ".join(f"{f.name} {f.dtype.name} ({', '.join(map(str, f.shape('H', 'W')))})"
+                     for f in FORMATS)
 
 
 def infer(array):
