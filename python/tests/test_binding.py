@@ -1,7 +1,9 @@
 """The thin layer: records, array layouts, alpha planes, refusals, loading."""
 
+import ctypes.util
 import os
 import re
+import shutil
 import subprocess
 import sys
 
@@ -144,11 +146,22 @@ def test_bad_input_raises_and_touches_nothing(call, error, words):
     assert (dst == before).all()
 
 
-def test_missing_library_names_what_was_tried():
-    env = dict(os.environ, TOVREL_LIBRARY="/nonexistent/libtovrel.so")
-    run = subprocess.run([sys.executable, "-c", "import tovrel; tovrel.library_path()"],
-                         env=env, cwd=os.path.dirname(os.path.dirname(__file__)),
-                         capture_output=True, text=True)
-    assert run.returncode != 0
-    assert "LibraryNotFound" in run.stderr and "TOVREL_LIBRARY=/nonexistent/libtovrel.so" in \
-        run.stderr
+def _load_in(directory, env):
+    return subprocess.run([sys.executable, "-c", "import tovrel; print(tovrel.library_path())"],
+                          env=env, cwd=directory, capture_output=True, text=True)
+
+
+def test_library_is_found_beside_the_package_or_names_what_was_tried(tmp_path):
+    library = os.environ["TOVREL_LIBRARY"]
+    shutil.copytree(os.path.join(os.path.dirname(tovrel.__file__)), tmp_path / "tovrel",
+                    ignore=shutil.ignore_patterns("__pycache__"))
+    env = {k: v for k, v in os.environ.items() if k != "TOVREL_LIBRARY"}
+    if ctypes.util.find_library("tovrel") is None:  # not installed on the system
+        missing = _load_in(tmp_path, env)
+        assert missing.returncode != 0 and "LibraryNotFound" in missing.stderr
+        assert str(tmp_path / "tovrel" / "libtovrel.so") in missing.stderr
+    os.symlink(os.path.realpath(library), tmp_path / "tovrel" / "libtovrel.so")
+    beside = _load_in(tmp_path, env)
+    assert beside.stdout.strip() == str(tmp_path / "tovrel" / "libtovrel.so"), beside.stderr
+    named = _load_in(tmp_path, dict(env, TOVREL_LIBRARY="/nonexistent/libtovrel.so"))
+    assert "TOVREL_LIBRARY=/nonexistent/libtovrel.so" in named.stderr
