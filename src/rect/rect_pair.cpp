@@ -55,7 +55,7 @@ constexpr const rect::vblend_set &vblend_of() {
 template <src_kind S, class D, size_t I, int Shape, bool Simd, int32_t Step = 0>
 constexpr rect_kernel kernel() {
     using K = kind_at<S, D, I>;
-    return &rect::pair_kernel<K, policy_at<I>, Shape, vblend_of<K, Simd>(), Step>;
+    return &rect::pair_kernel<K, policy_at<I>, Shape, vblend_of<K, Simd>(), Step, Simd>;
 }
 
 template <src_kind S, class D, size_t I, bool Simd>
