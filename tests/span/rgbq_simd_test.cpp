@@ -37,9 +37,10 @@ protected:
         ASSERT_TRUE(want.untouched_outside(a.x0, end)) << what << ": " << a.describe();
         const auto d = std::mismatch(want.store.begin(), want.store.end(), got.store.begin());
         ASSERT_TRUE(d.first == want.store.end())
-            << what << ": first difference at x=" << (d.first - want.store.begin()) - want.guard
-            << std::hex << " want " << *d.first << " got " << *d.second << std::dec << ", pitch "
-            << t.pitch << ", " << a.describe();
+            << what
+            << ": first difference at x=" << (d.first - want.store.begin()) / want.unit - want.guard
+            << std::hex << " want " << int(*d.first) << " got " << int(*d.second) << std::dec
+            << ", pitch " << t.pitch << ", " << a.describe();
     }
     // A span through texel position (u0, v0) at x0 with steps du, dv and w(x0) = w0.
     span_args through(const texture &t, int32_t x0, int32_t len, float u0, float v0, float du,
