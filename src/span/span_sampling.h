@@ -309,6 +309,12 @@ struct pair_sampler {
             Traits::store(v_dst, Traits::template normalise<Slot, Kind, true>(r.c[1]));
         }
     }
+
+    // The even pixel of a pair: its Y at dst, the pair's U and V after it.
+    static void luma_chroma(uint8_t *dst, const texture_ref &t, texel_pos pos) {
+        luma(dst, t, pos);
+        chroma(dst + sample_bytes, dst + 3 * sample_bytes, t, pos);
+    }
 };
 
 // The pixel-pair walk of the 4:2:2 families. Pixel x's Y is at unit x,
@@ -319,28 +325,24 @@ struct pair_sampler {
 //    the even pixel's position only.
 //  - A trailing even pixel writes its Y and the pair's U and V at its own
 //    position, and leaves the second Y (outside the span) alone.
-// `next()` gives the position of the next pixel in increasing x.
-template <class Traits, int Slot, member_kind Kind, class Next>
+// `next()` gives the position of the next pixel in increasing x; the
+// Sampler (pair_sampler or a SIMD form of it) writes `luma` alone or
+// `luma_chroma` for an even pixel.
+template <class Sampler, class Next>
 inline void walk_pairs(uint8_t *out, int32_t x, int64_t n, const texture_ref &t, Next next) {
-    using ps = pair_sampler<Traits, Slot, Kind>;
-    constexpr int sb = ps::sample_bytes, unit = ps::unit;
+    constexpr int sb = Sampler::sample_bytes, unit = 2 * sb;
     uint8_t *dst = out + static_cast<ptrdiff_t>(x) * unit;
     if (x & 1) {
-        ps::luma(dst, t, next());
+        Sampler::luma(dst, t, next());
         dst += unit;
         --n;
     }
     for (; n >= 2; n -= 2, dst += 2 * unit) {
         const texel_pos even = next(), odd = next();
-        ps::luma(dst, t, even);
-        ps::chroma(dst + sb, dst + 3 * sb, t, even);
-        ps::luma(dst + 2 * sb, t, odd);
+        Sampler::luma_chroma(dst, t, even);
+        Sampler::luma(dst + 2 * sb, t, odd);
     }
-    if (n == 1) {
-        const texel_pos even = next();
-        ps::luma(dst, t, even);
-        ps::chroma(dst + sb, dst + 3 * sb, t, even);
-    }
+    if (n == 1) Sampler::luma_chroma(dst, t, next());
 }
 
 // One texel unit per pixel (RGBQ): traits give `unit_shift` (log2 bytes
@@ -393,7 +395,7 @@ void render_span(const span_rows *line, int32_t x0, int32_t x1, const texture_re
             // Pixel x0 is written before the end is tested.
             single_walk<P> walk(k, x0);
             const int64_t n = static_cast<int64_t>(x1) - x0;
-            walk_pairs<Traits, Slot, Kind>(out, x0, n < 1 ? 1 : n, *texture, [&] {
+            walk_pairs<pair_sampler<Traits, Slot, Kind>>(out, x0, n < 1 ? 1 : n, *texture, [&] {
                 const texel_pos pos = walk.current();
                 walk.step();
                 return pos;
@@ -401,8 +403,8 @@ void render_span(const span_rows *line, int32_t x0, int32_t x1, const texture_re
         } else if (x0 < x1) {
             const double_walk<P> walk{k};
             int32_t x = x0;
-            walk_pairs<Traits, Slot, Kind>(out, x0, static_cast<int64_t>(x1) - x0, *texture,
-                                           [&] { return walk.at(x++); });
+            walk_pairs<pair_sampler<Traits, Slot, Kind>>(out, x0, static_cast<int64_t>(x1) - x0,
+                                                         *texture, [&] { return walk.at(x++); });
         }
     } else {
         render_units<Traits, Slot, Kind, P>(line, x0, x1, texture, k);

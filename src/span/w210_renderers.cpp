@@ -13,7 +13,7 @@ constinit const affine_renderer_table w210_affine_span_renderers_c =
 static_assert(span::members_complete<span::w210_member>());
 
 renderer_table_pair w210_span_renderers() {
-    return {&w210_persp_span_renderers_c, &w210_affine_span_renderers_c};
+    return {&w210_persp_span_renderers, &w210_affine_span_renderers};
 }
 
 bool w210_slot_is_packed(int slot) {

@@ -7,8 +7,12 @@
 
 namespace tovrel {
 
+// The SSE2 tables: packed slots in SSE2, scalar slots as below.
+extern const persp_renderer_table w210_persp_span_renderers;
+extern const affine_renderer_table w210_affine_span_renderers;
+
 // The scalar statements of every slot (packed slots: the plain C form of
-// their packed arithmetic).
+// their packed arithmetic). Every SIMD member matches them bit for bit.
 extern const persp_renderer_table w210_persp_span_renderers_c;
 extern const affine_renderer_table w210_affine_span_renderers_c;
 

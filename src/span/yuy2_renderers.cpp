@@ -13,7 +13,7 @@ constinit const affine_renderer_table yuy2_affine_span_renderers_c =
 static_assert(span::members_complete<span::yuy2_member>());
 
 renderer_table_pair yuy2_span_renderers() {
-    return {&yuy2_persp_span_renderers_c, &yuy2_affine_span_renderers_c};
+    return {&yuy2_persp_span_renderers, &yuy2_affine_span_renderers};
 }
 
 bool yuy2_slot_is_packed(int slot) {

@@ -23,18 +23,16 @@ const std::vector<family> &family_list() {
          rgbq_slot_is_packed},
         {"yuy2", 2, true, 1, 255,
          [] {
-             const renderer_table_pair d = yuy2_span_renderers();
              return std::vector<tables>{
-                 {"dispatched", d.persp, d.affine},
+                 {"sse2", &yuy2_persp_span_renderers, &yuy2_affine_span_renderers},
                  {"c", &yuy2_persp_span_renderers_c, &yuy2_affine_span_renderers_c}};
          },
          yuy2_slot_is_packed},
         // 10-bit samples: larger words overflow the reciprocal forms.
         {"w210", 4, true, 2, 1023,
          [] {
-             const renderer_table_pair d = w210_span_renderers();
              return std::vector<tables>{
-                 {"dispatched", d.persp, d.affine},
+                 {"sse2", &w210_persp_span_renderers, &w210_affine_span_renderers},
                  {"c", &w210_persp_span_renderers_c, &w210_affine_span_renderers_c}};
          },
          w210_slot_is_packed},
