@@ -32,33 +32,20 @@ int32_t weight(int d, int n, int32_t f, bool packed) {
     return half[2 * d] + half[2 * d + 1];
 }
 
-// Normalisation of a sum r of weights totalling `total`: exact rounded
-// division, or for packed members whose total is not a power of two the
-// shift and multiply-high by K = round(65536 / (total >> s)). 8-bit
-// families shift 49152 by 10 and slot 13's 98304 by 11, except YUY2 slot
-// 6's chroma; W210 always by the larger shift.
-int64_t normalised(int64_t r, int64_t total, int slot, bool packed, bool eight_bit, bool chroma) {
-    if (!packed || (total & (total - 1)) == 0) return (r + total / 2) / total;
-    const auto [s, k] =
-        total == 49152
-            ? eight_bit && !(slot == 6 && chroma) ? std::pair{10, 1365} : std::pair{11, 2730}
-        : total == 98304  ? eight_bit && slot == 13 ? std::pair{11, 1365} : std::pair{12, 2730}
-         : total == 147456 ? std::pair{13, 3641}
-                          : std::pair{13, 2730};
-    return (((r + total / 2) >> s) * k) >> 16;
-}
-
 class Slot : public testing::TestWithParam<std::tuple<family, int>> {
 protected:
     const family &f() const { return std::get<0>(GetParam()); }
     int slot() const { return std::get<1>(GetParam()); }
 };
 
-// Sample i of a line or texel unit.
+// Sample i of a line or texel unit, and a value as that sample stores it.
 int32_t sample(const uint8_t *p, int sample_bytes, int i) {
     uint16_t v = 0;
     std::memcpy(&v, p + i * sample_bytes, size_t(sample_bytes));
     return v;
+}
+int64_t stored(int64_t v, int sample_bytes) {
+    return v & ((int64_t(1) << (8 * sample_bytes)) - 1);
 }
 
 // One texel set among zeros: RGBQ's four channels each get the product of
@@ -73,10 +60,8 @@ TEST_P(Slot, SingleTexelGivesFootprintWeight) {
     const bool packed = f.packed(slot);
     const int64_t total = 128 * s.cols * std::array{128, packed ? 384 : 192, 256, 512}[s.hc];
     const int sb = f.sample_bytes, n = f.unit / sb;
-    const std::array<uint16_t, 4> value =
-        f.pairs ? std::array<uint16_t, 4>{uint16_t(f.max_value), uint16_t(f.max_value * 100 / 255)}
-                : std::array<uint16_t, 4>{255, 1, 100, 37};
-    uint8_t unit[4] = {};
+    const std::array<int32_t, 4> value = f.single;
+    uint8_t unit[8] = {};
     for (int c = 0; c < n; ++c) std::memcpy(unit + c * sb, &value[size_t(c)], size_t(sb));
     texture t = f.make_texture(18, 14, 8);
     for (const tables &impl : f.implementations())
@@ -107,9 +92,10 @@ TEST_P(Slot, SingleTexelGivesFootprintWeight) {
                                 const int64_t wv =
                                     weight(dr, rows, rows ? (iv >> 9) & 127 : iv & 65535, packed);
                                 auto want = [&](int64_t wt, int32_t v, bool chroma) {
-                                    return slot ? normalised(wt * v, total, slot, packed, sb == 1,
-                                                             chroma)
-                                                : wt * v;
+                                    return stored(
+                                        slot ? f.normalise(slot, packed, wt * v, total, chroma)
+                                             : wt * v,
+                                        sb);
                                 };
                                 // Single-texel weights for slot 0: the texel under
                                 // the sample, and for chroma its pair's column.
@@ -151,18 +137,7 @@ TEST_P(Slot, UniformTextureAndSpanBounds) {
     const int slot = Slot::slot();
     std::mt19937 rng(test_seed() + uint32_t(slot));
     texture t = f.make_texture(30, 24, 0, true);
-    // Patterns of one texel (RGBQ) or one pair (Y0 U Y1 V with Y0 = Y1).
-    auto pattern = [&](uint32_t y, uint32_t u, uint32_t v) -> uint64_t {
-        if (!f.pairs) return y;
-        const int b = 8 * f.sample_bytes;
-        return uint64_t(y) | uint64_t(u) << b | uint64_t(y) << 2 * b | uint64_t(v) << 3 * b;
-    };
-    const uint32_t m = uint32_t(f.max_value);
-    std::vector<uint64_t> values = {pattern(f.pairs ? m : 0xFFFFFFFFu, m, m), 0,
-                                    pattern(rng() % (m + 1), rng() % (m + 1), rng() % (m + 1)),
-                                    pattern(rng() % (m + 1), rng() % (m + 1), rng() % (m + 1))};
-    if (!f.pairs) values.push_back(0x01FE807Fu), values.push_back(rng());
-    for (uint64_t value : values) {
+    for (uint64_t value : f.uniform(rng)) {
         t.fill(value, f.pairs);
         for (const tables &impl : f.implementations())
             for (bool persp : {false, true})

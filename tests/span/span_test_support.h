@@ -23,10 +23,10 @@ inline uint32_t test_seed() {
     return s ? static_cast<uint32_t>(std::strtoul(s, nullptr, 0)) : 0x5eed1234u;
 }
 
-// A texture of `unit`-byte texel columns (RGBQ and W210 4, YUY2 2) whose
-// rows lie `pitch` bytes apart (negative: bottom-up). The storage holds
-// exactly the bytes the rows span, so that a sanitizer catches any read
-// outside them.
+// A texture of `unit`-byte texel columns (RGBQ and W210 4, YUY2 2,
+// S16X4A / S16X4 8) whose rows lie `pitch` bytes apart (negative:
+// bottom-up). The storage holds exactly the bytes the rows span, so that a
+// sanitizer catches any read outside them.
 struct texture {
     int32_t width, height, pitch, unit;
     std::vector<uint8_t> bytes;
@@ -37,9 +37,9 @@ struct texture {
         ref = {bytes.data() + (p < 0 ? bytes.size() - size_t(w) * size_t(u) : 0), p, nullptr, 0};
     }
     uint8_t *texel(int32_t col, int32_t row) {
-        return const_cast<uint8_t *>(ref.base) + ptrdiff_t(row) * pitch + col * unit;
+        return const_cast<uint8_t *>(ref.base) + ptrdiff_t(row) * pitch + ptrdiff_t(col) * unit;
     }
-    // Every texel from `pattern`: RGBQ its low 4 bytes; 4:2:2 one pair, the
+    // Every texel from `pattern`: one texel its low `unit` bytes; 4:2:2 one pair, the
     // low 2 * unit bytes (even column first).
     void fill(uint64_t pattern, bool pairs = false) {
         for (int32_t r = 0; r < height; ++r)
@@ -105,8 +105,8 @@ struct guarded_line {
         rows.pixels = store.data() + guard * unit;
     }
     // Pixel x's unit, little-endian.
-    uint32_t at(int32_t x) const {
-        uint32_t v = 0;
+    uint64_t at(int32_t x) const {
+        uint64_t v = 0;
         std::memcpy(&v, &store[size_t(x + guard) * size_t(unit)], size_t(unit));
         return v;
     }
@@ -147,12 +147,19 @@ struct tables {
 // slots. Rows of family_list() parameterise the span tests.
 struct family {
     const char *name;
-    int unit;          // bytes per texel column and per destination pixel
-    bool pairs;        // 4:2:2: columns share U and V in pairs
-    int sample_bytes;  // 1 or 2
-    int32_t max_value; // largest sample value kept exactly by every slot
+    int unit;         // bytes per texel column and per destination pixel
+    bool pairs;       // 4:2:2: columns share U and V in pairs
+    int sample_bytes; // 1 or 2
     std::vector<tables> (*implementations)();
     bool (*packed)(int slot);
+    // Samples of the single-texel test: four components, or 4:2:2 Y and
+    // its chroma sample.
+    std::array<int32_t, 4> single;
+    // The result for a weighted sum r of weights totalling `total` that
+    // does not wrap (chroma: of a 4:2:2 pair).
+    int64_t (*normalise)(int slot, bool packed, int64_t r, int64_t total, bool chroma);
+    // Texels (4:2:2: pairs Y0 U Y1 V with Y0 = Y1) that every slot keeps.
+    std::vector<uint64_t> (*uniform)(std::mt19937 &rng);
     texture make_texture(int32_t w, int32_t h, int32_t pitch_pad, bool bottom_up = false) const {
         const int32_t p = w * unit + pitch_pad;
         return texture(w, h, bottom_up ? -p : p, unit);
