@@ -166,6 +166,137 @@ struct pair_packed {
     }
 };
 
+// One-column footprints (slots 1, 6, 11, 16), two whole pairs at once with
+// one pixel per 32-bit lane. Per lane and virtual row the two taps of a
+// row are gathered as a word pair: Y of columns cu and cu + 1 for luma;
+// for the even pixels U (and V) of the pair of cu and of the pair of
+// cu + 1 (the same pair when cu is even, where the second weight is 0):
+//   luma   (128 - fu, fu) * row weight
+//   chroma (128 - parity * fu, parity * fu) * row weight
+// so one pmaddwd per virtual row gives four lumas, and one more the U and
+// V of both pairs. The normalisation is the statement's, lane for lane:
+// (R + T/2) >> s with paddd / psrad, packssdw, pmulhw, packuswb.
+template <class Traits, int Slot>
+struct pair_one_column {
+    using fp = footprint<Slot>;
+    using simd = pair_packed<Traits, Slot>;
+    static constexpr int sb = simd::sample_bytes;
+
+    static uint64_t load_bits(const uint8_t *p) {
+        uint64_t v = 0;
+        __builtin_memcpy(&v, p, 4 * sb);
+        return v;
+    }
+    // Words (Y of the column at p, Y of the next column).
+    __attribute__((always_inline)) static int32_t luma_taps(const uint8_t *p) {
+        const uint64_t v = load_bits(p);
+        constexpr int b = 8 * sb;
+        constexpr uint64_t m = (uint64_t(1) << b) - 1;
+        return static_cast<int32_t>((v & m) | ((v >> 2 * b) & m) << 16);
+    }
+    // Words (U of pair a, U of pair b) and (V of pair a, V of pair b).
+    __attribute__((always_inline)) static void chroma_taps(const uint8_t *a, const uint8_t *b,
+                                                           int32_t &u, int32_t &v) {
+        const uint64_t x = load_bits(a), y = load_bits(b);
+        constexpr int w = 8 * sb;
+        constexpr uint64_t m = (uint64_t(1) << w) - 1;
+        u = static_cast<int32_t>(((x >> w) & m) | ((y >> w) & m) << 16);
+        v = static_cast<int32_t>(((x >> 3 * w) & m) | ((y >> 3 * w) & m) << 16);
+    }
+
+    template <bool Chroma>
+    static __m128i normalise(__m128i r) {
+        constexpr packed_scale s = pair_packed_scale<Slot, Traits::eight_bit, Chroma>();
+        r = _mm_srai_epi32(_mm_add_epi32(r, _mm_set1_epi32(s.round)), s.shift);
+        __m128i w = _mm_packs_epi32(r, r);
+        if constexpr (s.k != 0) w = _mm_mulhi_epi16(w, _mm_set1_epi16(static_cast<int16_t>(s.k)));
+        return w;
+    }
+
+    // Pixels 0 .. 3 at positions (iu, iv), pixel 0 even.
+    static void two_pairs(uint8_t *dst, const texture_ref &t, __m128i iu, __m128i iv) {
+        const int32_t unit_pitch = static_cast<int16_t>(t.pitch >> Traits::unit_shift);
+        const ptrdiff_t rb = static_cast<ptrdiff_t>(unit_pitch) << Traits::unit_shift;
+        // Index cu + cv * unit pitch from (cu, cv) as int16 pairs, one pmaddwd.
+        alignas(16) int32_t index[4], shift[4] = {};
+        const __m128i cu_cv =
+            _mm_or_si128(_mm_srli_epi32(iu, 16), _mm_and_si128(iv, _mm_set1_epi32(-65536)));
+        _mm_store_si128(reinterpret_cast<__m128i *>(index),
+                        _mm_madd_epi16(cu_cv, _mm_set1_epi32(int32_t(
+                                                  uint32_t(uint16_t(unit_pitch)) << 16 | 1u))));
+        const __m128i m127 = _mm_set1_epi32(127), w128 = _mm_set1_epi32(128);
+        const __m128i fu = _mm_and_si128(_mm_srli_epi32(iu, 9), m127);
+        const __m128i odd = _mm_and_si128(_mm_srli_epi32(iu, 16), _mm_set1_epi32(1));
+        const __m128i fu_odd = _mm_and_si128(fu, _mm_sub_epi32(_mm_setzero_si128(), odd));
+        const __m128i wu = _mm_or_si128(_mm_sub_epi32(w128, fu), _mm_slli_epi32(fu, 16));
+        // Chroma lanes: U and V of pixel 0, U and V of pixel 2.
+        const __m128i wc = _mm_shuffle_epi32(
+            _mm_or_si128(_mm_sub_epi32(w128, fu_odd), _mm_slli_epi32(fu_odd, 16)), 0xA0);
+        // Row weights of the virtual rows; for 1.5 rows the third and
+        // fourth start one row lower past one half (`shift` rows).
+        __m128i wr[simd::virtual_rows];
+        if constexpr (fp::one_and_half) {
+            const __m128i f16 = _mm_and_si128(iv, _mm_set1_epi32(65535));
+            const __m128i g =
+                _mm_srli_epi32(_mm_and_si128(_mm_slli_epi32(iv, 1), _mm_set1_epi32(65535)), 9);
+            const __m128i upper = _mm_srai_epi32(_mm_slli_epi32(f16, 16), 31); // f16 >= 32768
+            const __m128i g0 = _mm_sub_epi32(w128, g);
+            wr[0] = _mm_or_si128(_mm_andnot_si128(upper, w128), _mm_and_si128(upper, g0));
+            wr[1] = w128;
+            wr[2] = _mm_or_si128(_mm_andnot_si128(upper, g0), _mm_and_si128(upper, w128));
+            wr[3] = g;
+            _mm_store_si128(reinterpret_cast<__m128i *>(shift),
+                            _mm_sub_epi32(_mm_setzero_si128(), upper));
+        } else {
+            const __m128i fv = _mm_and_si128(_mm_srli_epi32(iv, 9), m127);
+            for (int j = 0; j < simd::virtual_rows; ++j)
+                wr[j] = j == 0 ? _mm_sub_epi32(w128, fv) : j == fp::rows ? fv : w128;
+        }
+        asm("" : "+m"(index), "+m"(shift));
+        const uint8_t *texel[4], *pair[4], *second[4];
+        alignas(16) int32_t parity[4];
+        _mm_store_si128(reinterpret_cast<__m128i *>(parity), odd);
+        for (int i = 0; i < 4; ++i) {
+            texel[i] = t.base + (static_cast<ptrdiff_t>(index[i]) << Traits::unit_shift);
+            pair[i] = texel[i] - parity[i] * 2 * sb;
+            second[i] = pair[i] + parity[i] * 4 * sb; // the pair of cu + 1
+        }
+        // As in the RGBQ members: a slanted walk reads, on the next lines,
+        // texels a few columns either side of these in every row it
+        // crosses, which the hardware prefetchers do not follow.
+        for (const uint8_t *q :
+             {texel[1] - 128, texel[1] + 128, texel[1] + rb - 128, texel[1] + rb + 128})
+            _mm_prefetch(reinterpret_cast<const char *>(q), _MM_HINT_T0);
+        __m128i luma = _mm_setzero_si128(), chroma = _mm_setzero_si128();
+        for (int j = 0; j < simd::virtual_rows; ++j) {
+            const __m128i w = _mm_or_si128(wr[j], _mm_slli_epi32(wr[j], 16));
+            // Row of virtual row j in lane i.
+            auto row = [&](int i) {
+                if constexpr (fp::one_and_half)
+                    return (j < 2 ? j : j - 2 + shift[i]) * rb;
+                else
+                    return j * rb;
+            };
+            const __m128i y =
+                _mm_setr_epi32(luma_taps(texel[0] + row(0)), luma_taps(texel[1] + row(1)),
+                               luma_taps(texel[2] + row(2)), luma_taps(texel[3] + row(3)));
+            luma = _mm_add_epi32(luma, _mm_madd_epi16(y, _mm_mullo_epi16(wu, w)));
+            int32_t u0, v0, u2, v2;
+            chroma_taps(pair[0] + row(0), second[0] + row(0), u0, v0);
+            chroma_taps(pair[2] + row(2), second[2] + row(2), u2, v2);
+            chroma = _mm_add_epi32(chroma,
+                                   _mm_madd_epi16(_mm_setr_epi32(u0, v0, u2, v2),
+                                                  _mm_mullo_epi16(wc, _mm_shuffle_epi32(w, 0xA0))));
+        }
+        // Words Y0 U0 Y1 V0 Y2 U1 Y3 V1.
+        const __m128i words = _mm_unpacklo_epi16(normalise<false>(luma), normalise<true>(chroma));
+        if constexpr (sb == 1)
+            _mm_storel_epi64(reinterpret_cast<__m128i *>(dst), _mm_packus_epi16(words, words));
+        else
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), words);
+    }
+};
+
 // The sampler the pair walk calls: the SIMD sums, the scalar statement's
 // normalisation and store; slot 0 copies as the statement does.
 template <class Traits, int Slot>
@@ -203,29 +334,61 @@ struct pair_packed_sampler {
     }
 };
 
-// Positions four at a time from the vector walk, consumed one by one.
+// The pair walk of the packed members: positions four at a time from the
+// vector walk. One-column footprints render runs of two whole pairs from
+// them at once; the leading odd pixel, other footprints and the last
+// pixels go through the sampler one pixel at a time.
 template <class Traits, int Slot, projection P>
 void render_pairs_packed(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
                          const span_coefficients &k) {
+    using sampler = pair_packed_sampler<Traits, Slot>;
+    constexpr int sb = sampler::sample_bytes, unit = 2 * sb;
+    constexpr bool whole_pairs = Slot != 0 && footprint<Slot>::width == 1;
+    const texture_ref &t = *texture;
     walk<P> w(k, x0);
+    uint8_t *dst = static_cast<uint8_t *>(line->pixels) + static_cast<ptrdiff_t>(x0) * unit;
+    // Pixel x0 is written even when x1 <= x0.
+    int64_t n = std::max<int64_t>(static_cast<int64_t>(x1) - x0, 1);
     alignas(16) int32_t iu[4], iv[4];
-    int used = 4;
-    auto next = [&] {
-        if (used == 4) {
+    auto next_four = [&] {
+        __m128i u, v;
+        w.template next<lanes4>(u, v);
+        _mm_store_si128(reinterpret_cast<__m128i *>(iu), u);
+        _mm_store_si128(reinterpret_cast<__m128i *>(iv), v);
+    };
+    if (x0 & 1) {
+        // Lane 0 of a copy of the walk is pixel x0's position.
+        walk<P> first = w;
+        __m128i u, v;
+        first.template next<lanes4>(u, v);
+        sampler::luma(dst, t, {_mm_cvtsi128_si32(u), _mm_cvtsi128_si32(v)});
+        w.advance();
+        dst += unit;
+        --n;
+    }
+    if constexpr (whole_pairs) {
+        for (; n >= 4; n -= 4, dst += 4 * unit) {
             __m128i u, v;
             w.template next<lanes4>(u, v);
-            _mm_store_si128(reinterpret_cast<__m128i *>(iu), u);
-            _mm_store_si128(reinterpret_cast<__m128i *>(iv), v);
-            used = 0;
+            pair_one_column<Traits, Slot>::two_pairs(dst, t, u, v);
         }
-        const texel_pos pos{iu[used], iv[used]};
-        ++used;
-        return pos;
-    };
-    // Pixel x0 is written even when x1 <= x0.
-    const int64_t n = static_cast<int64_t>(x1) - x0;
-    walk_pairs<pair_packed_sampler<Traits, Slot>>(static_cast<uint8_t *>(line->pixels), x0,
-                                                  n < 1 ? 1 : n, *texture, next);
+    }
+    for (; n >= 2; dst += 4 * unit) {
+        next_four();
+        sampler::luma_chroma(dst, t, {iu[0], iv[0]});
+        sampler::luma(dst + 2 * sb, t, {iu[1], iv[1]});
+        if (n >= 4) {
+            sampler::luma_chroma(dst + 2 * unit, t, {iu[2], iv[2]});
+            sampler::luma(dst + 2 * unit + 2 * sb, t, {iu[3], iv[3]});
+        } else if (n == 3) {
+            sampler::luma_chroma(dst + 2 * unit, t, {iu[2], iv[2]});
+        }
+        n -= 4;
+    }
+    if (n == 1) {
+        next_four();
+        sampler::luma_chroma(dst, t, {iu[0], iv[0]});
+    }
 }
 
 template <class Traits, int Slot>

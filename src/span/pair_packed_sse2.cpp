@@ -2,6 +2,8 @@
 // pair_packed_kernel.h, the scalar slots from the sampling statement.
 #include <immintrin.h>
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
