@@ -338,9 +338,17 @@ struct pair_packed_sampler {
 // vector walk. One-column footprints render runs of two whole pairs from
 // them at once; the leading odd pixel, other footprints and the last
 // pixels go through the sampler one pixel at a time.
-template <class Traits, int Slot, projection P>
-void render_pairs_packed(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                         const span_coefficients &k) {
+template <class Traits, int Slot>
+struct pair_packed_span {
+    template <projection P>
+    static void run(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
+                    const span_coefficients &k);
+};
+
+template <class Traits, int Slot>
+template <projection P>
+void pair_packed_span<Traits, Slot>::run(const span_rows *line, int32_t x0, int32_t x1,
+                                         const texture_ref *texture, const span_coefficients &k) {
     using sampler = pair_packed_sampler<Traits, Slot>;
     constexpr int sb = sampler::sample_bytes, unit = 2 * sb;
     constexpr bool whole_pairs = Slot != 0 && footprint<Slot>::width == 1;
@@ -392,17 +400,4 @@ void render_pairs_packed(const span_rows *line, int32_t x0, int32_t x1, const te
 }
 
 template <class Traits, int Slot>
-struct pair_packed_members {
-    static void persp(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                      float u_max, float v_max, float u_step, float v_step, float u_base,
-                      float v_base, float w_step, float w_base) {
-        const span_coefficients k{u_max, v_max, u_step, v_step, u_base, v_base, w_step, w_base};
-        render_pairs_packed<Traits, Slot, projection::perspective>(line, x0, x1, texture, k);
-    }
-    static void affine(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                       float u_max, float v_max, float u_step, float v_step, float u_base,
-                       float v_base) {
-        const span_coefficients k{u_max, v_max, u_step, v_step, u_base, v_base, 0.0f, 0.0f};
-        render_pairs_packed<Traits, Slot, projection::affine>(line, x0, x1, texture, k);
-    }
-};
+struct pair_packed_members : contract_members<pair_packed_span<Traits, Slot>> {};

@@ -411,22 +411,36 @@ void render_span(const span_rows *line, int32_t x0, int32_t x1, const texture_re
     }
 }
 
-// Table members with the contract's signatures.
-template <class Traits, int Slot, member_kind Kind>
-struct members {
+// Table members with the contract's signatures around a span routine
+// R::run<P>(line, x0, x1, texture, coefficients).
+template <class R>
+struct contract_members {
     static void persp(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
                       float u_max, float v_max, float u_step, float v_step, float u_base,
                       float v_base, float w_step, float w_base) {
         const span_coefficients k{u_max, v_max, u_step, v_step, u_base, v_base, w_step, w_base};
-        render_span<Traits, Slot, Kind, projection::perspective>(line, x0, x1, texture, k);
+        R::template run<projection::perspective>(line, x0, x1, texture, k);
     }
     static void affine(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
                        float u_max, float v_max, float u_step, float v_step, float u_base,
                        float v_base) {
         const span_coefficients k{u_max, v_max, u_step, v_step, u_base, v_base, 0.0f, 0.0f};
-        render_span<Traits, Slot, Kind, projection::affine>(line, x0, x1, texture, k);
+        R::template run<projection::affine>(line, x0, x1, texture, k);
     }
 };
+
+template <class Traits, int Slot, member_kind Kind>
+struct sampled_span {
+    template <projection P>
+    static void run(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
+                    const span_coefficients &k) {
+        render_span<Traits, Slot, Kind, P>(line, x0, x1, texture, k);
+    }
+};
+
+// The members of the sampling statement.
+template <class Traits, int Slot, member_kind Kind>
+struct members : contract_members<sampled_span<Traits, Slot, Kind>> {};
 
 // Builds a table from Member<Slot>::persp or ::affine for every slot.
 template <template <int> class Member>
