@@ -279,6 +279,18 @@ void rect_map_rectangle(rect_isa isa, const image_descriptor *destination, const
         if (missing != nullptr) diag_report("%s", missing);
         return;
     }
+    if (set.line_pixels != 0) {
+        // Source pixels a line reads, with one more for pair alignment.
+        const int64_t reads =
+            2 +
+            (g.width > g.first_column_run ? (g.width - g.first_column_run - 1) / g.x_step + 1 : 0);
+        if (reads > set.line_pixels) {
+            diag_report("map_rectangle: a line reads %lld source pixels, more than the %d of "
+                        "the line buffer\n",
+                        static_cast<long long>(reads), set.line_pixels);
+            return;
+        }
+    }
     if (destination->pixels == nullptr || source->pixels == nullptr) {
         diag_report("map_rectangle: null pixel address in %s descriptor\n",
                     destination->pixels == nullptr ? "the destination" : "the source");
