@@ -3,6 +3,7 @@
 
 #include <array>
 
+#include "rect/rect_exact_ratio.h"
 #include "rect/rect_pair.h"
 #include "rect/rect_rgbq.h"
 
@@ -221,9 +222,14 @@ void choose_rgbq(const rect_choice &c, rect_kernel_set *out) {
 }
 
 // YUY2 and W210 into their own format, and yuvq into the destination's.
+// Aligned YUY2 and W210 enlargements by one of the exact ratios, without
+// alpha, then take the unrolled kernels for the whole-line one-row and
+// two-row roles.
 template <uint8_t Src, uint8_t Dst, int32_t Index>
 void choose_pair(const rect_choice &c, rect_kernel_set *out) {
     rect_pair_kernels(Src, Dst, Index, c, out);
+    if constexpr (Src != YUVQ && (Index == pair_plain || Index == pair_tile))
+        rect_exact_ratio_kernels(Src, c, &out->slots[rect_role_row1], &out->slots[rect_role_row2]);
 }
 
 constexpr op_entry op_entries[] = {

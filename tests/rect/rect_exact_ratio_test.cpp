@@ -5,6 +5,8 @@
 #include <tuple>
 
 #include "rect/rect_exact_ratio.h"
+#include "rect/rect_map.h"
+#include "rect/rect_pair.h"
 #include "rect_test_util.h"
 
 namespace {
@@ -16,51 +18,78 @@ struct ratio_case {
     exact_ratio index;
     int64_t num, den; // destination pixels per source pixels
     int32_t x_step, group;
+    // Most units a general walk's source boundary lies past the groups' one
+    // inside the whole-group line nearest 1920 pixels: its rounded step
+    // drifts (by a quarter pixel at 4/3).
+    int64_t drift_1920;
 };
 const ratio_case ratios[] = {
-    {"x16_9", x16_9, 16, 9, 7282, 32}, {"x2", x2, 2, 1, 8192, 4},
-    {"x8_3", x8_3, 8, 3, 10923, 16},   {"x9_8", x9_8, 9, 8, 4608, 18},
-    {"x3_2", x3_2, 3, 2, 6144, 6},     {"x4_3", x4_3, 4, 3, 5462, 8},
+    {"x16_9", x16_9, 16, 9, 7282, 32, 240}, {"x2", x2, 2, 1, 8192, 4, 0},
+    {"x8_3", x8_3, 8, 3, 10923, 16, 240},   {"x9_8", x9_8, 9, 8, 4608, 18, 0},
+    {"x3_2", x3_2, 3, 2, 6144, 6, 0},       {"x4_3", x4_3, 4, 3, 5462, 8, 958},
 };
 
 // Where source pixel i starts, in 1/4096 destination pixel: the exact ratio
 // rounded to the nearest unit; 4/3 keeps its tabled thirds, every three
 // source pixels at 0, 5462 and 10924 (weights 1366/2730 and 2732/1364).
-int64_t start(const ratio_case &r, int64_t i) {
+// The general walk places it at i * x_step.
+int64_t start(const ratio_case &r, int64_t i, bool general) {
+    if (general) return i * r.x_step;
     if (r.index == x4_3) return i / 3 * 16384 + i % 3 * 5462;
     return (2 * i * 4096 * r.num + r.den) / (2 * r.den);
 }
 
-// Output sample n of a line of `px` destination pixels from blended source
-// samples s: luma over pixels (of 4096), chroma over pairs (of 8192).
-uint32_t area_rule(const ratio_case &r, const std::vector<uint32_t> &s, int64_t n) {
+// Output sample n (luma over a pixel of 4096, chroma over a pair of 8192)
+// from source samples s on a `scale` (the vertical weights they carry), and
+// the largest distance between the exact and general source boundaries
+// inside its span.
+struct area_value {
+    uint32_t value;
+    int64_t drift;
+};
+area_value area_rule(const ratio_case &r, const std::vector<uint32_t> &s, int64_t n, bool general,
+                     uint64_t scale) {
     const bool luma = n % 2 == 0;
     const int64_t span = luma ? 4096 : 8192, lo = luma ? n / 2 * 4096 : n / 4 * 8192;
+    const int64_t stride = luma ? 1 : 2, pixels = int64_t(s.size()) / 2;
     uint64_t sum = 0;
-    for (int64_t i = 0; i < int64_t(s.size()) / 2; i += luma ? 1 : 2) {
-        const int64_t a = std::max(start(r, i), lo),
-                      b = std::min(start(r, i + (luma ? 1 : 2)), lo + span);
-        if (b > a) sum += (luma ? s[2 * i] : s[2 * i + n % 4]) * uint64_t(b - a);
+    int64_t drift = 0;
+    for (int64_t i = std::max<int64_t>(0, lo / r.x_step - 2) / 2 * 2; i < pixels; i += stride) {
+        const int64_t a = std::max(start(r, i, general), lo),
+                      b = std::min(start(r, i + stride, general), lo + span);
+        if (b > a) sum += (luma ? s[size_t(2 * i)] : s[size_t(2 * i + n % 4)]) * uint64_t(b - a);
+        const int64_t e = start(r, i, false), g = start(r, i, true);
+        if (std::max(e, g) > lo && std::min(e, g) < lo + span) drift = std::max(drift, g - e);
+        if (a >= lo + span) break;
     }
-    return uint32_t((sum + span / 2) / span);
+    return {uint32_t((sum + span * scale / 2) / (span * scale)), drift};
 }
 
 class ExactRatio : public ::testing::TestWithParam<std::tuple<ratio_case, uint8_t>> {};
 
-TEST_P(ExactRatio, EqualsAreaRuleOfItsRatio) {
+// The exact kernel is the area rule of its ratio, on source rows blended
+// and rounded first; the general kernel is the area rule of its rounded
+// step on the unrounded blend (W210 products shifted by 2). The two agree
+// within one wherever the step's drift moves a sample by less than half a
+// unit; past that they part by the drift, stated here per sample.
+TEST_P(ExactRatio, AreaRuleOfItsRatioAndTheGeneralKernel) {
     const auto &[r, format] = GetParam();
     const bool w210 = format == TOVREL_FORMAT_W210;
-    const int32_t bps = w210 ? 2 : 1, max = w210 ? 1023 : 255;
+    const int32_t bps = w210 ? 2 : 1, max = w210 ? 1023 : 255, sh = w210 ? 2 : 0;
     const exact_ratio_kernels k = (w210 ? rect_exact_ratio_w210 : rect_exact_ratio_yuy2)[r.index];
+    rect_kernel_set general{};
+    rect_choice choice{rect_isa::c, r.x_step, 2048, r.x_step, 4096, 0, 0, 0};
+    ASSERT_TRUE(rect_pair_kernels(format, format, pair_plain, choice, &general));
     std::mt19937 rng(uint32_t(r.x_step) + format);
-    for (int groups = 1; groups <= 3; ++groups)
+    const int32_t wide = (1920 + r.group / 2) / r.group;
+    for (int32_t groups : {1, 2, 3, wide})
         for (int pattern = 0; pattern < 3; ++pattern)
             for (bool two : {false, true}) {
                 // A rest of 3 pixels after the groups stays as it was.
                 const int32_t px = groups * r.group, src_n = int32_t(px * r.den / r.num) * 2;
                 const int32_t line = src_n * bps;
                 rect_test::fenced_buffer mem(size_t(2 * line)); // lower line ends on the fence
-                std::vector<uint32_t> blended(static_cast<size_t>(src_n));
+                std::vector<uint32_t> exact_in(static_cast<size_t>(src_n)), general_in(exact_in);
                 const uint32_t first = two ? 1 + rng() % 2047 : 2048, last = 2048 - first;
                 for (int32_t i = 0; i < 2 * src_n; ++i) {
                     const uint32_t v = pattern == 0   ? rng() % (max + 1)
@@ -73,22 +102,45 @@ TEST_P(ExactRatio, EqualsAreaRuleOfItsRatio) {
                     uint32_t u = 0, l = 0;
                     std::memcpy(&u, upper + i * bps, size_t(bps));
                     if (two) std::memcpy(&l, upper + line + i * bps, size_t(bps));
-                    blended[size_t(i)] = two ? (u * first + l * last + 1024) >> 11 : u;
+                    exact_in[size_t(i)] = (u * first + l * last + 1024) >> 11;
+                    general_in[size_t(i)] = ((u * first) >> sh) + ((l * last) >> sh);
                 }
-                std::vector<uint8_t> out(size_t(2 * (px + 3) * bps + 64), 0xA5);
-                (two ? k.row2 : k.row1)(out.data() + 32, nullptr, 4096, 2048, (px + 3) * 4096,
-                                        upper, line, nullptr, 0, r.x_step, 2048, r.x_step,
-                                        int32_t(first), 0, int32_t(last));
+                const int32_t role = two ? rect_role_row2 : rect_role_row1;
+                std::vector<uint8_t> out[2];
+                for (int g = 0; g < 2; ++g) {
+                    out[g].assign(size_t(2 * (px + 3) * bps + 64), 0xA5);
+                    const int32_t width = g ? px * 4096 : (px + 3) * 4096;
+                    (g     ? general.slots[size_t(role)]
+                     : two ? k.row2
+                           : k.row1)(out[g].data() + 32, nullptr, 4096, 2048, width, upper, line,
+                                     nullptr, 0, r.x_step, 2048, r.x_step, int32_t(first), 0,
+                                     int32_t(last));
+                }
+                const auto at = [&](int g, int32_t n) {
+                    uint32_t v = 0;
+                    std::memcpy(&v, out[g].data() + 32 + n * bps, size_t(bps));
+                    return v;
+                };
+                int64_t drift = 0;
                 for (int32_t n = 0; n < 2 * px; ++n) {
-                    uint32_t got = 0;
-                    std::memcpy(&got, out.data() + 32 + n * bps, size_t(bps));
-                    ASSERT_EQ(got, area_rule(r, blended, n))
-                        << groups << " groups, pattern " << pattern << ", two rows " << two
-                        << ", sample " << n;
+                    const auto e = area_rule(r, exact_in, n, false, 1);
+                    const auto g = area_rule(r, general_in, n, true, uint64_t(2048 >> sh));
+                    const std::string where = std::to_string(groups) + " groups, pattern " +
+                                              std::to_string(pattern) + ", two rows " +
+                                              std::to_string(two) + ", sample " + std::to_string(n);
+                    ASSERT_EQ(at(0, n), e.value) << where;
+                    ASSERT_EQ(at(1, n), g.value) << where;
+                    if (e.drift * max * 2 < (n % 2 == 0 ? 4096 : 8192)) {
+                        ASSERT_LE(std::abs(int64_t(at(0, n)) - at(1, n)), 1) << where;
+                    }
+                    drift = std::max(drift, e.drift);
                 }
-                for (size_t b = 0; b < out.size(); ++b) {
+                if (groups == wide) {
+                    EXPECT_EQ(drift, r.drift_1920);
+                }
+                for (size_t b = 0; b < out[0].size(); ++b) {
                     const bool outside = b < 32 || b >= size_t(32 + 2 * px * bps);
-                    ASSERT_TRUE(!outside || out[b] == 0xA5) << "byte " << b;
+                    ASSERT_TRUE(!outside || out[0][b] == 0xA5) << "byte " << b;
                 }
             }
 }
@@ -145,6 +197,38 @@ TEST(ExactRatio, SelectionNeedsEveryCondition) {
             w.format == TOVREL_FORMAT_W210 ? rect_exact_ratio_w210 : rect_exact_ratio_yuy2;
         EXPECT_EQ(k1, t[size_t(w.expected)].row1) << w.what;
         EXPECT_EQ(k2, t[size_t(w.expected)].row2) << w.what;
+    }
+}
+
+// A scale of 1.7778 both ways on an aligned YUY2 rectangle: 64 pixels wide
+// (two 16/9 groups) takes the 16/9 kernels for its whole one- and two-row
+// lines, 62 pixels wide the general ones, and the two agree within one.
+TEST(ExactRatio, ScaleOf1_7778TakesTheGroupsOnlyWhenWhole) {
+    std::mt19937 rng(rect_test::test_seed());
+    rect_test::image src(40, 8, false, TOVREL_FORMAT_YUY2);
+    src.randomize(rng);
+    std::vector<rect_test::image> out;
+    for (int32_t px : {64, 62}) {
+        out.emplace_back(68, 8, false, TOVREL_FORMAT_YUY2);
+        const float scale = 1.7778f;
+        const rect_coords c{2, 0, 2 + float(px), 8, 4, 0, 4 + px / scale, 8 / scale};
+        rect_geometry g;
+        ASSERT_EQ(rect_setup(out.back().desc, src.desc, c, 0, &g), rect_setup_status::draw);
+        ASSERT_EQ(g.x_step, 7282);
+        const rect_choice choice{rect_isa::c,   g.x_step, g.y_step,     g.first_column_run,
+                                 g.first_width, g.width,  g.src_column, g.dst_column};
+        rect_kernel_set set;
+        const char *missing = nullptr;
+        ASSERT_TRUE(rect_op_kernels(rect_op::yuy2, choice, &set, &missing));
+        const bool exact = set.slots[rect_role_row1] == rect_exact_ratio_yuy2[x16_9].row1;
+        EXPECT_EQ(exact, px == 64);
+        EXPECT_EQ(set.slots[rect_role_row2] == rect_exact_ratio_yuy2[x16_9].row2, px == 64);
+        rect_map_rectangle(rect_isa::c, &out.back().desc, c, &src.desc, 0, 0, 1);
+    }
+    for (int32_t i = 0; i < 62 * 8 * 3; ++i) {
+        const int32_t x = 2 + i / 3 % 62, y = i / 186, ch = i % 3;
+        ASSERT_LE(std::abs(int32_t(out[0].get(x, y, ch)) - int32_t(out[1].get(x, y, ch))), 1)
+            << x << "," << y << " component " << ch;
     }
 }
 
