@@ -1,5 +1,7 @@
 # Peer libraries of the benchmarks, all from Debian (tools/setup.sh):
-# OpenCV (libopencv-dev), pixman (libpixman-1-dev), libyuv (libyuv-dev).
+# OpenCV (libopencv-dev), pixman (libpixman-1-dev), libyuv (libyuv-dev),
+# and libswscale (libswscale-dev), which is optional: without it
+# bench_exact_ratio runs without its swscale entries.
 # Per executable: TOVREL_BENCH_PEER_LIBS_<name> and
 # TOVREL_BENCH_PEER_INCLUDES_<name>.
 find_package(OpenCV REQUIRED COMPONENTS core imgproc)
@@ -15,3 +17,9 @@ set(TOVREL_BENCH_PEER_INCLUDES_bench_warp ${OpenCV_INCLUDE_DIRS})
 
 set(TOVREL_BENCH_PEER_LIBS_bench_rect opencv_core opencv_imgproc ${TOVREL_LIBYUV_LIB})
 set(TOVREL_BENCH_PEER_INCLUDES_bench_rect ${OpenCV_INCLUDE_DIRS} ${TOVREL_LIBYUV_INCLUDE})
+
+pkg_check_modules(TOVREL_SWSCALE IMPORTED_TARGET libswscale libavutil)
+if(TOVREL_SWSCALE_FOUND)
+  set(TOVREL_BENCH_PEER_LIBS_bench_exact_ratio PkgConfig::TOVREL_SWSCALE)
+  set(TOVREL_BENCH_PEER_DEFINES_bench_exact_ratio TOVREL_BENCH_HAVE_SWSCALE)
+endif()

@@ -37,10 +37,15 @@ using exact_ratio_table = std::array<exact_ratio_kernels, exact_ratio_count>;
 // 4096, first_column_run == x_step and pair-aligned src and dst.
 extern const exact_ratio_table rect_exact_ratio_yuy2;
 extern const exact_ratio_table rect_exact_ratio_w210;
+#if defined(__SSE2__)
+// The same kernels with AVX2, for processors that have it.
+extern const exact_ratio_table rect_exact_ratio_yuy2_avx2;
+extern const exact_ratio_table rect_exact_ratio_w210_avx2;
+#endif
 
-// True, with the one-row and two-row kernels, when the choice is an aligned
-// YUY2 or W210 rectangle at one of the six steps whose width is a whole
-// number of groups.
+// True, with the one-row and two-row kernels of the choice's instruction
+// set, when the choice is an aligned YUY2 or W210 rectangle at one of the
+// six steps whose width is a whole number of groups.
 bool rect_exact_ratio_kernels(uint8_t format, const rect_choice &c, rect_kernel *row1,
                               rect_kernel *row2);
 
