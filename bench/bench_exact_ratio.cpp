@@ -2,7 +2,8 @@
 // rectangle, and whole YUY2 frames enlarged 4/3 and 2 beside libswscale
 // (yuyv422 to yuyv422, SWS_BILINEAR and SWS_AREA), in one run, one thread.
 //
-// Names are "<workload>/<implementation>". Kernel workloads call one
+// Names are "<workload>/<implementation>". Kernel workloads (exact_c,
+// exact_avx2 and the general kernel of the role) call one
 // routine per destination line of a 1920-pixel-wide (whole groups)
 // rectangle of 270 lines: the one-row role on one source line, the
 // two-row role on two lines weighted 1536/512.
@@ -10,6 +11,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <utility>
 #include <vector>
 
 #include "rect/rect_exact_ratio.h"
@@ -63,24 +65,19 @@ struct frame {
 constexpr const char *ratio_names[exact_ratio_count] = {"x16_9", "x2",   "x8_3",
                                                         "x9_8",  "x3_2", "x4_3"};
 
-void bm_kernel(benchmark::State &state, exact_ratio r, uint8_t format, bool two, bool exact) {
+// The exact kernels of `isa`, or (general) the general kernel of the role.
+void bm_kernel(benchmark::State &state, exact_ratio r, uint8_t format, bool two, bool general,
+               rect_isa isa) {
     const exact_ratio_group &g = rect_exact_ratio_groups[size_t(r)];
     const int32_t groups = (1920 + g.dst / 2) / g.dst, lines = 270;
     const int32_t bpp = format == TOVREL_FORMAT_W210 ? 4 : 2;
     frame src(groups * g.src, lines + 1, bpp), dst(groups * g.dst, lines, bpp);
-    const rect_choice choice{rect_isa_supported(rect_isa::avx2) ? rect_isa::avx2 : rect_isa::c,
-                             g.x_step,
-                             2048,
-                             g.x_step,
-                             4096,
-                             groups * g.dst * 4096,
-                             0,
-                             0};
+    const rect_choice choice{isa, g.x_step, 2048, g.x_step, 4096, groups * g.dst * 4096, 0, 0};
     rect_kernel_set set{};
     rect_pair_kernels(format, format, pair_plain, choice, &set);
     const size_t role = two ? rect_role_row2 : rect_role_row1;
     rect_kernel k = set.slots[role];
-    if (exact) {
+    if (!general) {
         rect_kernel ks[2];
         if (!rect_exact_ratio_kernels(format, choice, &ks[0], &ks[1])) {
             state.SkipWithError("no exact-ratio kernels for this rectangle");
@@ -148,10 +145,15 @@ void register_all() {
                 const std::string name = std::string("kernel_") + ratio_names[r] +
                                          (format == TOVREL_FORMAT_W210 ? "_w210" : "_yuy2") +
                                          (two ? "_row2" : "_row1");
-                for (bool exact : {true, false})
-                    add(name + (exact ? "/exact" : "/general"), [=](benchmark::State &s) {
-                        bm_kernel(s, exact_ratio(r), format, two, exact);
-                    });
+                for (auto [impl, isa] :
+                     {std::pair{"/exact_c", rect_isa::c}, std::pair{"/exact_avx2", rect_isa::avx2}})
+                    if (rect_isa_supported(isa))
+                        add(name + impl, [=](benchmark::State &s) {
+                            bm_kernel(s, exact_ratio(r), format, two, false, isa);
+                        });
+                add(name + "/general", [=](benchmark::State &s) {
+                    bm_kernel(s, exact_ratio(r), format, two, true, rect_isa::c);
+                });
             }
     for (const frame_case &c : {frame_case{"yuy2_1440x1080_to_1080p", 1440, 1080, 1920, 1080},
                                 frame_case{"yuy2_960x540_to_1080p", 960, 540, 1920, 1080}}) {

@@ -47,16 +47,22 @@ const std::array<exact_ratio_group, exact_ratio_count> rect_exact_ratio_groups =
 const exact_ratio_table rect_exact_ratio_yuy2 = exact_ratio_set<uint8_t>::table;
 const exact_ratio_table rect_exact_ratio_w210 = exact_ratio_set<uint16_t>::table;
 
+const exact_ratio_table &rect_exact_ratio_table(uint8_t format, rect_isa isa) {
+    const bool yuy2 = format == TOVREL_FORMAT_YUY2;
+#if defined(__SSE2__)
+    if (isa == rect_isa::avx2)
+        return yuy2 ? rect_exact_ratio_yuy2_avx2 : rect_exact_ratio_w210_avx2;
+#else
+    (void)isa;
+#endif
+    return yuy2 ? rect_exact_ratio_yuy2 : rect_exact_ratio_w210;
+}
+
 bool rect_exact_ratio_kernels(uint8_t format, const rect_choice &c, rect_kernel *row1,
                               rect_kernel *row2) {
-    const bool yuy2 = format == TOVREL_FORMAT_YUY2;
-    const exact_ratio_table *table = yuy2 || format == TOVREL_FORMAT_W210
-                                         ? (yuy2 ? &rect_exact_ratio_yuy2 : &rect_exact_ratio_w210)
+    const exact_ratio_table *table = format == TOVREL_FORMAT_YUY2 || format == TOVREL_FORMAT_W210
+                                         ? &rect_exact_ratio_table(format, c.isa)
                                          : nullptr;
-#if defined(__SSE2__)
-    if (table != nullptr && c.isa == rect_isa::avx2)
-        table = yuy2 ? &rect_exact_ratio_yuy2_avx2 : &rect_exact_ratio_w210_avx2;
-#endif
     if (table == nullptr || c.first_column_run != c.x_step || c.first_width != unit ||
         (c.src_column & 1) != 0 || (c.dst_column & 1) != 0 || c.width <= 0)
         return false;

@@ -38,10 +38,15 @@ using exact_ratio_table = std::array<exact_ratio_kernels, exact_ratio_count>;
 extern const exact_ratio_table rect_exact_ratio_yuy2;
 extern const exact_ratio_table rect_exact_ratio_w210;
 #if defined(__SSE2__)
-// The same kernels with AVX2, for processors that have it.
+// The same kernels with AVX2, for processors that have it. (SSE2 has no
+// byte shuffle; built from word inserts they ran slower than the scalar
+// kernels, which therefore serve rect_isa::sse2.)
 extern const exact_ratio_table rect_exact_ratio_yuy2_avx2;
 extern const exact_ratio_table rect_exact_ratio_w210_avx2;
 #endif
+
+// The kernels of a format (YUY2 or W210) and instruction set.
+const exact_ratio_table &rect_exact_ratio_table(uint8_t format, rect_isa isa);
 
 // True, with the one-row and two-row kernels of the choice's instruction
 // set, when the choice is an aligned YUY2 or W210 rectangle at one of the
