@@ -85,7 +85,7 @@ exact_kernel_avx2(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_
     using L = step_layout<R, int32_t(sizeof(T)), TwoRow>;
     constexpr int32_t step_units = L::g.dst * L::groups * unit;
     // The blended rows of a step.
-    alignas(32) T blended[L::in];
+    alignas(16) T blended[L::in];
     const __m256i row_weights =
         _mm256_set1_epi32(int32_t(uint32_t(first_row_weight) | uint32_t(last_row_weight) << 16));
     int32_t left = width;
