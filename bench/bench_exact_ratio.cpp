@@ -152,7 +152,7 @@ void register_all() {
                             bm_kernel(s, exact_ratio(r), format, two, false, isa);
                         });
                 add(name + "/general", [=](benchmark::State &s) {
-                    bm_kernel(s, exact_ratio(r), format, two, true, rect_isa::c);
+                    bm_kernel(s, exact_ratio(r), format, two, true, rect_best_isa());
                 });
             }
     for (const frame_case &c : {frame_case{"yuy2_1440x1080_to_1080p", 1440, 1080, 1920, 1080},

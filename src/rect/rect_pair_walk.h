@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "rect/rect_walk.h"
 
@@ -121,28 +122,43 @@ inline void vblend_row(uint32_t *buf, const uint8_t *row, const uint16_t *arow, 
 }
 
 // The four pre-pass routines: one row, two, three, and first + middle_rows
-// + last. Rows = 0 is the last.
+// + last (Rows = 0), each row added by Row (vblend_row or a SIMD statement
+// of it).
 using vblend_fn = void (*)(uint32_t *buf, const uint8_t *src, const uint16_t *alpha, int32_t first,
                            int32_t count, const rect_rows &rows);
+using vblend_row_fn = void (*)(uint32_t *buf, const uint8_t *row, const uint16_t *arow,
+                               int32_t first, int32_t count, uint32_t w, bool init);
 
-template <class K, int Rows>
+template <class K, int Rows, vblend_row_fn Row = vblend_row<K>>
 void vblend_c(uint32_t *buf, const uint8_t *src, const uint16_t *alpha, int32_t first,
               int32_t count, const rect_rows &rows) {
-    vblend_row<K>(buf, src, alpha, first, count, uint32_t(rows.first_weight), true);
+    Row(buf, src, alpha, first, count, uint32_t(rows.first_weight), true);
     int32_t middle = Rows == 1 ? 0 : Rows == 2 ? 0 : Rows == 3 ? 1 : rows.middle;
     for (int32_t m = 0; m < middle; ++m) {
         src += rows.pitch;
         if constexpr (K::alpha != src_alpha_rule::none)
             alpha = byte_offset(alpha, rows.alpha_pitch);
-        vblend_row<K>(buf, src, alpha, first, count, uint32_t(rows.middle_weight), false);
+        Row(buf, src, alpha, first, count, uint32_t(rows.middle_weight), false);
     }
     if (Rows != 1 && rows.last_weight != 0) {
         src += rows.pitch;
         if constexpr (K::alpha != src_alpha_rule::none)
             alpha = byte_offset(alpha, rows.alpha_pitch);
-        vblend_row<K>(buf, src, alpha, first, count, uint32_t(rows.last_weight), false);
+        Row(buf, src, alpha, first, count, uint32_t(rows.last_weight), false);
     }
 }
+
+#if defined(__SSE2__)
+// YUY2 without source alpha in SSE2 (every shape); the same sums as vblend_c.
+void vblend_yuy2_sse2(uint32_t *buf, const uint8_t *src, const uint16_t *alpha, int32_t first,
+                      int32_t count, const rect_rows &rows);
+
+// One source row in SSE2, the same sums as vblend_row<K>: for W210 without
+// source alpha and for every kind with source alpha (rect_pair_sse2.cpp).
+template <class K>
+void vblend_row_sse2(uint32_t *buf, const uint8_t *row, const uint16_t *arow, int32_t first,
+                     int32_t count, uint32_t w, bool init);
+#endif
 
 struct vblend_set {
     vblend_fn one, two, three, many;
@@ -153,9 +169,9 @@ struct vblend_set {
     }
 };
 
-template <class K>
-inline constexpr vblend_set vblend_set_c{vblend_c<K, 1>, vblend_c<K, 2>, vblend_c<K, 3>,
-                                         vblend_c<K, 0>};
+template <class K, vblend_row_fn Row = vblend_row<K>>
+inline constexpr vblend_set vblend_set_c{vblend_c<K, 1, Row>, vblend_c<K, 2, Row>,
+                                         vblend_c<K, 3, Row>, vblend_c<K, 0, Row>};
 
 // Sums of one destination pixel: luma, the alpha weight (straight: on the
 // 2^bits scale; premultiplied: alpha * weight in 64 bits, before the shift).
@@ -188,8 +204,9 @@ struct pair_column {
     void next() { ++i; }
 };
 
-// The line operations of one pair kernel for area_walk.
-template <class K, class P>
+// The line operations of one pair kernel for area_walk (Step: a fixed
+// x_step, else 0).
+template <class K, class P, int32_t Step = 0>
 struct pair_line {
     using D = typename K::dst;
     using sample = typename D::sample;
@@ -206,7 +223,8 @@ struct pair_line {
     uint16_t *da; // the current pixel's alpha word
     int32_t odd;  // the current pixel is the second of its pair
     pair_column<K> col;
-    int32_t x_step;
+    int32_t x_step_arg;
+    int32_t x_step() const { return Step != 0 ? Step : x_step_arg; }
     // The open pair: chroma sums, covered weight k (2^bits per pixel), the
     // old-chroma weights rest and total of the straight rules, pixels
     // covered, any of them partial.
@@ -287,7 +305,7 @@ struct pair_line {
     // pair. K is on the 2^23 scale.
     void pixel(int32_t cover, uint32_t K23, bool pixel_edge) {
         pair_sums acc;
-        area_gather(acc, col, cover, x_step);
+        area_gather(acc, col, cover, x_step());
         u += acc.u;
         v += acc.v;
         edge = edge || pixel_edge;
@@ -363,8 +381,8 @@ struct pair_line {
         if (odd && n > 0) pixel(pixel_units, full_weight, false), --n;
         for (; n >= 2; n -= 2) {
             pair_sums a0, a1;
-            area_gather(a0, col, pixel_units, x_step);
-            area_gather(a1, col, pixel_units, x_step);
+            area_gather(a0, col, pixel_units, x_step());
+            area_gather(a1, col, pixel_units, x_step());
             pair[0] = sample((a0.y + half) >> B);
             pair[2] = sample((a1.y + half) >> B);
             pair[1] = sample((a0.u + a1.u + full) >> (B + 1));
@@ -380,16 +398,12 @@ struct pair_line {
     }
 };
 
-// One destination line (the rect_kernel contract). Shape 1 and 2 are the
-// one- and two-row kernels; 0 serves every role.
-template <class K, class P, int Shape, const vblend_set &V>
-void pair_kernel(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t line_weight,
-                 int32_t width, const uint8_t *src, int32_t src_pitch, const uint16_t *src_alpha,
-                 int32_t src_alpha_pitch, int32_t x_step, int32_t y_step, int32_t first_column_run,
-                 int32_t first_row_weight, int32_t middle_rows, int32_t last_row_weight) {
+// The general line: pre-pass into the line buffer, then the area walk.
+template <class K, class P, int Shape, const vblend_set &V, int32_t Step>
+void pair_walk_line(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t line_weight,
+                    int32_t width, const uint8_t *src, const uint16_t *src_alpha, int32_t x_step,
+                    int32_t first_column_run, const rect_rows &rows) {
     using D = typename K::dst;
-    const rect_rows rows{src_pitch,   src_alpha_pitch, first_row_weight,
-                         middle_rows, y_step,          last_row_weight};
     // Pixels read: the first column, then one per x_step of the rest.
     const int32_t count =
         1 + (width > first_column_run ? (width - first_column_run - 1) / x_step + 1 : 0);
@@ -404,8 +418,50 @@ void pair_kernel(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t
 
     const int32_t odd = int32_t((reinterpret_cast<uintptr_t>(dst) / D::pixel_bytes) & 1);
     auto *d = reinterpret_cast<typename D::sample *>(dst) - 2 * odd;
-    pair_line<K, P> ops{d, dst_alpha, odd, {buf, K::quad ? 0 : first, first_column_run}, x_step};
+    pair_line<K, P, Step> ops{
+        d, dst_alpha, odd, {buf, K::quad ? 0 : first, first_column_run}, x_step};
     area_walk(ops, first_width, line_weight, width);
+}
+
+// One destination line (the rect_kernel contract). Shape 1 and 2 are the
+// one- and two-row kernels; 0 serves every role. Step not 0 is a kernel for
+// that x_step only (the 1:1 kernels), its walk unrolled for it.
+template <class K, class P, int Shape, const vblend_set &V, int32_t Step = 0>
+void pair_kernel(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t line_weight,
+                 int32_t width, const uint8_t *src, int32_t src_pitch, const uint16_t *src_alpha,
+                 int32_t src_alpha_pitch, int32_t x_step, int32_t y_step, int32_t first_column_run,
+                 int32_t first_row_weight, int32_t middle_rows, int32_t last_row_weight) {
+    using D = typename K::dst;
+    const rect_rows rows{src_pitch,   src_alpha_pitch, first_row_weight,
+                         middle_rows, y_step,          last_row_weight};
+    auto walk = pair_walk_line<K, P, Shape, V, Step>;
+    if constexpr (Shape == 1 && !K::quad && P::whole_first) {
+        // One source row, 1:1 and aligned on whole pixels, the source pixel
+        // in the same place of its pair as the destination's: each whole
+        // destination pair is its source pair ((s * 2^23 + 2^22) >> 23 = s
+        // for luma, (2 * s * 2^23 + 2^23) >> 24 = s for chroma), so whole
+        // pairs are copied; the walk draws an odd first pixel and the end.
+        constexpr int32_t pb = D::pixel_bytes;
+        const bool odd = ((reinterpret_cast<uintptr_t>(dst) / pb) & 1) != 0;
+        if (line_weight == rect_whole_line && x_step == pixel_units &&
+            first_column_run == pixel_units && first_width == pixel_units &&
+            odd == (((reinterpret_cast<uintptr_t>(src) / pb) & 1) != 0)) {
+            if (odd) {
+                walk(dst, dst_alpha, pixel_units, line_weight, pixel_units, src, src_alpha, x_step,
+                     pixel_units, rows);
+                dst += pb, src += pb, width -= pixel_units;
+            }
+            const int32_t pairs = width / (2 * pixel_units);
+            std::memcpy(dst, src, size_t(pairs) * 2 * pb);
+            dst += pairs * 2 * pb, src += pairs * 2 * pb, width -= pairs * 2 * pixel_units;
+            if (width > 0)
+                walk(dst, dst_alpha, width < pixel_units ? width : pixel_units, line_weight, width,
+                     src, src_alpha, x_step, pixel_units, rows);
+            return;
+        }
+    }
+    walk(dst, dst_alpha, first_width, line_weight, width, src, src_alpha, x_step, first_column_run,
+         rows);
 }
 
 } // namespace tovrel::rect

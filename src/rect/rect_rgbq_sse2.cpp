@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "rect/rect_pair_walk.h"
 #include "rect/rect_rgbq.h"
 #include "rect/rect_rgbq_simd.h"
 
@@ -385,6 +386,11 @@ int32_t rgbq_hpass_down3_sse2(uint8_t *dst, int32_t m, const uint32_t *v, int32_
 
 void rgbq_vsum_sse2(uint32_t *v, const uint8_t *src, int32_t cols, const rect_rows &rows) {
     vsum(v, src, cols, rows);
+}
+
+void vblend_yuy2_sse2(uint32_t *buf, const uint8_t *src, const uint16_t *, int32_t first,
+                      int32_t count, const rect_rows &rows) {
+    vsum(buf, src, (first + count + 1) >> 1, rows);
 }
 
 void rgbq_run_columns(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_rows &rows,

@@ -221,15 +221,22 @@ void choose_rgbq(const rect_choice &c, rect_kernel_set *out) {
                             rect_rgbq_writes_dst_alpha(Index));
 }
 
-// YUY2 and W210 into their own format, and yuvq into the destination's.
-// Aligned YUY2 and W210 enlargements by one of the exact ratios, without
-// alpha, then take the unrolled kernels for the whole-line one-row and
-// two-row roles.
+// YUY2 and W210 into their own format with alpha, and yuvq into the
+// destination's.
 template <uint8_t Src, uint8_t Dst, int32_t Index>
 void choose_pair(const rect_choice &c, rect_kernel_set *out) {
     rect_pair_kernels(Src, Dst, Index, c, out);
-    if constexpr (Src != YUVQ && (Index == pair_plain || Index == pair_tile))
-        rect_exact_ratio_kernels(Src, c, &out->slots[rect_role_row1], &out->slots[rect_role_row2]);
+}
+
+// YUY2 and W210 without any alpha, plain (rect_*_row1/_row2/_rows) and
+// tiled (rect_*_tile): the general kernels. The exact-ratio kernels, when
+// the choice allows them, replace the whole-line one- and two-row slots
+// (rect_role_row1, rect_role_row2) of these two sets only.
+template <uint8_t Format, int32_t Index>
+void choose_plain(const rect_choice &c, rect_kernel_set *out) {
+    static_assert(Index == pair_plain || Index == pair_tile, "without alpha only");
+    rect_pair_kernels(Format, Format, Index, c, out);
+    rect_exact_ratio_kernels(Format, c, &out->slots[rect_role_row1], &out->slots[rect_role_row2]);
 }
 
 constexpr op_entry op_entries[] = {
@@ -254,8 +261,8 @@ constexpr op_entry op_entries[] = {
      choose_rgbq<rgbqa_to_alpha_straight_tile>, nullptr},
     {O::rgbqa_to_alpha_premul_tile, "rect_rgbqa_to_alpha_premul_tile",
      choose_rgbq<rgbqa_to_alpha_premul_tile>, nullptr},
-    {O::yuy2, "rect_yuy2_row1/row2/rows", choose_pair<YUY2, YUY2, pair_plain>, nullptr},
-    {O::yuy2_tile, "rect_yuy2_tile", choose_pair<YUY2, YUY2, pair_tile>, nullptr},
+    {O::yuy2, "rect_yuy2_row1/row2/rows", choose_plain<YUY2, pair_plain>, nullptr},
+    {O::yuy2_tile, "rect_yuy2_tile", choose_plain<YUY2, pair_tile>, nullptr},
     {O::yuy2_to_alpha_straight, "rect_yuy2_to_alpha_straight",
      choose_pair<YUY2, YUY2, pair_to_alpha_straight>, nullptr},
     {O::yuy2_to_alpha_premul, "rect_yuy2_to_alpha_premul",
@@ -276,8 +283,8 @@ constexpr op_entry op_entries[] = {
      choose_pair<YUY2, YUY2, paira_to_alpha_straight_tile>, nullptr},
     {O::yuy2a_to_alpha_premul_tile, "rect_yuy2a_to_alpha_premul_tile",
      choose_pair<YUY2, YUY2, paira_to_alpha_premul_tile>, nullptr},
-    {O::w210, "rect_w210_row1/row2/rows", choose_pair<W210, W210, pair_plain>, nullptr},
-    {O::w210_tile, "rect_w210_tile", choose_pair<W210, W210, pair_tile>, nullptr},
+    {O::w210, "rect_w210_row1/row2/rows", choose_plain<W210, pair_plain>, nullptr},
+    {O::w210_tile, "rect_w210_tile", choose_plain<W210, pair_tile>, nullptr},
     {O::w210_to_alpha_straight, "rect_w210_to_alpha_straight",
      choose_pair<W210, W210, pair_to_alpha_straight>, nullptr},
     {O::w210_to_alpha_premul, "rect_w210_to_alpha_premul",

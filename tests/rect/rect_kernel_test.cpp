@@ -242,19 +242,22 @@ TEST(RectPair, OddStartAndFullRange) {
     });
 }
 
-// yuvq with opaque alpha into YUY2 and W210 with alpha: luma copied (times
-// 4 into 10 bits), a pair's chroma the mean (the straight rule truncates) of its two pixels', the
-// fourth byte ignored; a line wider than the line buffer is refused.
+// yuvq with opaque alpha into YUY2 and W210 with alpha, over a clear
+// destination and tiled (the 1:1 kernels): luma copied (times 4 into 10
+// bits), a pair's chroma the mean (the straight rule truncates) of its two
+// pixels', the fourth byte ignored; a line wider than the line buffer is
+// refused.
 TEST(RectPair, YuvqConversion) {
-    for (uint8_t format : {TOVREL_FORMAT_YUY2, TOVREL_FORMAT_W210}) {
-        const uint32_t scale = format == TOVREL_FORMAT_W210 ? 4 : 1;
+    for (int i = 0; i < 4; ++i) {
+        const uint8_t format = i % 2 ? TOVREL_FORMAT_W210 : TOVREL_FORMAT_YUY2;
+        const uint32_t scale = format == TOVREL_FORMAT_W210 ? 4 : 1, flags = i < 2 ? 0 : RECT_TILE;
         image src(4, 1, true, TOVREL_FORMAT_YUVQ), dst(4, 1, true, format);
         const uint8_t px[4][4] = {
             {10, 20, 30, 1}, {50, 61, 70, 2}, {90, 100, 110, 3}, {7, 8, 9, 4}};
         for (int x = 0; x < 4; ++x)
             for (int c = 0; c < 4; ++c) src.px(x, 0)[c] = px[x][c];
         src.fill_alpha(4096);
-        map_rectangle(&dst.desc, 0, 0, 4, 1, &src.desc, 0, 0, 4, 1, 0, 0, 1);
+        map_rectangle(&dst.desc, 0, 0, 4, 1, &src.desc, 0, 0, 4, 1, flags, 0, 1);
         for (int x = 0; x < 4; ++x) {
             EXPECT_EQ(dst.get(x, 0, 0), px[x][0] * scale);
             for (int c = 1; c < 3; ++c)
@@ -269,6 +272,14 @@ TEST(RectPair, YuvqConversion) {
               "map_rectangle: a line reads 4201 source pixels, more than the 4096 of the line "
               "buffer\n");
     EXPECT_EQ(dst.a(0, 0), 0);
+    // 4:2:2 lines start on whole pairs.
+    image pairs(8, 2, false, TOVREL_FORMAT_W210), out(8, 2, false, TOVREL_FORMAT_W210);
+    pairs.desc.pitch -= 4;
+    cap.lines.clear();
+    map_rectangle(&out.desc, 0, 0, 4, 1, &pairs.desc, 0, 0, 4, 1, 0, 0, 1);
+    EXPECT_EQ(cap.all(), "map_rectangle: YUY2 and W210 pixel addresses and pitches must be "
+                         "multiples of a pixel pair (4 and 8 bytes)\n");
+    EXPECT_EQ(out.get(0, 0, 0), 0u);
 }
 
 } // namespace
