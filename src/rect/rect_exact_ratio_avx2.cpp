@@ -112,9 +112,14 @@ exact_kernel_avx2(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_
 
 template <class T>
 struct exact_ratio_set_avx2 {
+    // The YUY2 x2 one-row kernel is a plain replication of bytes, which the
+    // compiler vectorises in the scalar template faster than the shuffles
+    // run it; it stays scalar.
     template <exact_ratio R>
-    static constexpr exact_ratio_kernels pair = {&exact_kernel_avx2<T, R, false>,
-                                                 &exact_kernel_avx2<T, R, true>};
+    static constexpr rect_kernel row1 = sizeof(T) == 1 && R == x2 ? &exact_kernel<T, R, false>
+                                                                  : &exact_kernel_avx2<T, R, false>;
+    template <exact_ratio R>
+    static constexpr exact_ratio_kernels pair = {row1<R>, &exact_kernel_avx2<T, R, true>};
     static constexpr exact_ratio_table table = {
         {pair<x16_9>, pair<x2>, pair<x8_3>, pair<x9_8>, pair<x3_2>, pair<x4_3>}};
 };
