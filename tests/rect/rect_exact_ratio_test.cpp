@@ -93,21 +93,20 @@ TEST_P(ExactRatio, AreaRuleOfItsRatioAndTheGeneralKernel) {
                 rect_test::fenced_buffer mem(size_t(2 * line)); // lower line ends on the fence
                 std::vector<uint32_t> exact_in(static_cast<size_t>(src_n)), general_in(exact_in);
                 const uint32_t first = two ? 1 + rng() % 2047 : 2048, last = 2048 - first;
-                for (int32_t i = 0; i < 2 * src_n; ++i) {
-                    const uint32_t v = pattern == 0   ? rng() % (max + 1)
-                                       : pattern == 1 ? max
-                                       : pattern == 2 ? (i / 2 + i / src_n) % 2 * max
-                                                      : rng() % 32768;
-                    std::memcpy(mem.data() + i * bps, &v, size_t(bps)); // little endian
-                }
-                const uint8_t *upper = mem.data() + (two ? 0 : line);
                 for (int32_t i = 0; i < src_n; ++i) {
-                    uint32_t u = 0, l = 0;
-                    std::memcpy(&u, upper + i * bps, size_t(bps));
-                    if (two) std::memcpy(&l, upper + line + i * bps, size_t(bps));
+                    uint32_t v[2]; // upper and lower line; one row reads the lower
+                    for (int h = 0; h < 2; ++h) {
+                        v[h] = pattern == 0   ? rng() % (max + 1)
+                               : pattern == 1 ? max
+                               : pattern == 2 ? (i / 2 + h) % 2 * max
+                                              : rng() % 32768;
+                        std::memcpy(mem.data() + (i + h * src_n) * bps, &v[h], size_t(bps));
+                    }
+                    const uint32_t u = v[two ? 0 : 1], l = v[1];
                     exact_in[size_t(i)] = (u * first + l * last + 1024) >> 11;
                     general_in[size_t(i)] = ((u * first) >> sh) + ((l * last) >> sh);
                 }
+                const uint8_t *upper = mem.data() + (two ? 0 : line);
                 const int32_t role = two ? rect_role_row2 : rect_role_row1;
                 // Scalar exact, general, then the AVX2 exact kernels.
                 constexpr rect_isa isas[] = {rect_isa::c, rect_isa::c, rect_isa::avx2};
@@ -128,30 +127,24 @@ TEST_P(ExactRatio, AreaRuleOfItsRatioAndTheGeneralKernel) {
                     std::memcpy(&v, out[g].data() + 32 + n * bps, size_t(bps));
                     return v;
                 };
-                ASSERT_TRUE(out[2].empty() || out[2] == out[0])
-                    << "AVX2, " << groups << " groups, pattern " << pattern;
+                SCOPED_TRACE(std::to_string(groups) + " groups, pattern " +
+                             std::to_string(pattern) + (two ? ", two rows" : ", one row"));
+                ASSERT_TRUE(out[2].empty() || out[2] == out[0]) << "AVX2";
                 if (pattern == 3) continue;
                 int64_t drift = 0;
                 for (int32_t n = 0; n < 2 * px; ++n) {
                     const auto e = area_rule(r, exact_in, n, false, 1);
                     const auto g = area_rule(r, general_in, n, true, uint64_t(2048 >> sh));
-                    const std::string where = std::to_string(groups) + " groups, pattern " +
-                                              std::to_string(pattern) + ", two rows " +
-                                              std::to_string(two) + ", sample " + std::to_string(n);
-                    ASSERT_EQ(at(0, n), e.value) << where;
-                    ASSERT_EQ(at(1, n), g.value) << where;
+                    ASSERT_EQ(at(0, n), e.value) << "sample " << n;
+                    ASSERT_EQ(at(1, n), g.value) << "sample " << n;
                     if (e.drift * max * 2 < (n % 2 == 0 ? 4096 : 8192)) {
-                        ASSERT_LE(std::abs(int64_t(at(0, n)) - at(1, n)), 1) << where;
+                        ASSERT_LE(std::abs(int64_t(at(0, n)) - at(1, n)), 1) << "sample " << n;
                     }
                     drift = std::max(drift, e.drift);
                 }
-                if (groups == wide) {
-                    EXPECT_EQ(drift, r.drift_1920);
-                }
-                for (size_t b = 0; b < out[0].size(); ++b) {
-                    const bool outside = b < 32 || b >= size_t(32 + 2 * px * bps);
-                    ASSERT_TRUE(!outside || out[0][b] == 0xA5) << "byte " << b;
-                }
+                EXPECT_TRUE(groups != wide || drift == r.drift_1920) << drift;
+                for (size_t b = 0; b < out[0].size(); ++b)
+                    ASSERT_TRUE((b >= 32 && b < size_t(32 + 2 * px * bps)) || out[0][b] == 0xA5);
             }
 }
 
@@ -160,54 +153,44 @@ INSTANTIATE_TEST_SUITE_P(Ratios, ExactRatio,
                                             ::testing::Values(uint8_t{TOVREL_FORMAT_YUY2},
                                                               uint8_t{TOVREL_FORMAT_W210})),
                          [](const auto &info) {
-                             return std::string(std::get<0>(info.param).name) +
-                                    (std::get<1>(info.param) == TOVREL_FORMAT_W210 ? "_W210"
-                                                                                   : "_YUY2");
+                             return std::get<0>(info.param).name + std::string("_") +
+                                    rect_test::format_name(std::get<1>(info.param));
                          });
 
 // Every condition of the selection, one at a time; the 4/3 row also at the
 // widest line whose groups stay within the columns the general walk reads.
 TEST(ExactRatio, SelectionNeedsEveryCondition) {
-    struct row {
-        const char *what;
-        uint8_t format;
-        rect_choice c;
-        int expected; // ratio index, -1 none
-    };
     const auto aligned = [](int32_t step, int32_t px) {
         return rect_choice{rect_isa::c, step, 2048, step, 4096, px * 4096, 2, 4};
     };
-    std::vector<row> rows;
+    // The one-row kernel taken (its two-row partner comes with it), or null.
+    const auto taken = [](uint8_t format, const rect_choice &c) {
+        rect_kernel k[2] = {};
+        rect_exact_ratio_kernels(format, c, &k[0], &k[1]);
+        return k[0];
+    };
+    const auto &yuy2 = rect_exact_ratio_yuy2;
+    const rect_kernel none = nullptr;
     for (const ratio_case &r : ratios) {
-        rows.push_back({r.name, TOVREL_FORMAT_YUY2, aligned(r.x_step, 2 * r.group), r.index});
-        rows.push_back({r.name, TOVREL_FORMAT_W210, aligned(r.x_step, r.group), r.index});
-        rows.push_back(
-            {"width short of a group", TOVREL_FORMAT_YUY2, aligned(r.x_step, 2 * r.group - 2), -1});
+        EXPECT_EQ(taken(TOVREL_FORMAT_YUY2, aligned(r.x_step, 2 * r.group)), yuy2[r.index].row1);
+        EXPECT_EQ(taken(TOVREL_FORMAT_W210, aligned(r.x_step, r.group)),
+                  rect_exact_ratio_w210[r.index].row1);
+        EXPECT_EQ(taken(TOVREL_FORMAT_YUY2, aligned(r.x_step, 2 * r.group - 2)), none) << r.name;
     }
-    rect_choice c = aligned(7282, 64);
-    rows.push_back({"RGBQ", TOVREL_FORMAT_RGBQ, c, -1});
-    rows.push_back(
-        {"step 7281", TOVREL_FORMAT_YUY2, (c.x_step = c.first_column_run = 7281, c), -1});
-    rows.push_back({"run short of a column", TOVREL_FORMAT_YUY2,
-                    (c = aligned(7282, 64), c.first_column_run = 7000, c), -1});
-    rows.push_back({"first pixel partly covered", TOVREL_FORMAT_YUY2,
-                    (c = aligned(7282, 64), c.first_width = 2048, c), -1});
-    rows.push_back({"odd source column", TOVREL_FORMAT_YUY2,
-                    (c = aligned(7282, 64), c.src_column = 3, c), -1});
-    rows.push_back({"odd destination column", TOVREL_FORMAT_W210,
-                    (c = aligned(7282, 64), c.dst_column = 1, c), -1});
-    rows.push_back({"4/3 at 10920 pixels", TOVREL_FORMAT_YUY2, aligned(5462, 10920), x4_3});
-    rows.push_back({"4/3 at 10928 pixels", TOVREL_FORMAT_YUY2, aligned(5462, 10928), -1});
-    for (const row &w : rows) {
-        rect_kernel k1 = nullptr, k2 = nullptr;
-        const bool taken = rect_exact_ratio_kernels(w.format, w.c, &k1, &k2);
-        ASSERT_EQ(taken, w.expected >= 0) << w.what;
-        if (!taken) continue;
-        const auto &t =
-            w.format == TOVREL_FORMAT_W210 ? rect_exact_ratio_w210 : rect_exact_ratio_yuy2;
-        EXPECT_EQ(k1, t[size_t(w.expected)].row1) << w.what;
-        EXPECT_EQ(k2, t[size_t(w.expected)].row2) << w.what;
-    }
+    const rect_choice c = aligned(7282, 64);
+    const auto with = [&](auto change) {
+        rect_choice d = c;
+        change(d);
+        return taken(TOVREL_FORMAT_YUY2, d);
+    };
+    EXPECT_EQ(taken(TOVREL_FORMAT_RGBQ, c), none);
+    EXPECT_EQ(with([](rect_choice &d) { d.x_step = d.first_column_run = 7281; }), none);
+    EXPECT_EQ(with([](rect_choice &d) { d.first_column_run = 7000; }), none);
+    EXPECT_EQ(with([](rect_choice &d) { d.first_width = 2048; }), none);
+    EXPECT_EQ(with([](rect_choice &d) { d.src_column = 3; }), none);
+    EXPECT_EQ(with([](rect_choice &d) { d.dst_column = 1; }), none);
+    EXPECT_EQ(taken(TOVREL_FORMAT_YUY2, aligned(5462, 10920)), yuy2[x4_3].row1);
+    EXPECT_EQ(taken(TOVREL_FORMAT_YUY2, aligned(5462, 10928)), none);
 }
 
 // A scale of 1.7778 both ways on an aligned YUY2 rectangle: 64 pixels wide
