@@ -2,8 +2,9 @@
 // rectangle, and whole YUY2 frames enlarged 4/3 and 2 beside libswscale
 // (yuyv422 to yuyv422, SWS_BILINEAR and SWS_AREA), in one run, one thread.
 //
-// Names are "<workload>/<implementation>". Kernel workloads (exact_c,
-// exact_avx2 and the general kernel of the role) call one
+// Names are "<workload>/<implementation>". Kernel workloads (exact: the
+// kernels map_rectangle takes on this processor; exact_c: the scalar ones;
+// general: the general kernel of the role, at its best) call one
 // routine per destination line of a 1920-pixel-wide (whole groups)
 // rectangle of 270 lines: the one-row role on one source line, the
 // two-row role on two lines weighted 1536/512.
@@ -145,12 +146,13 @@ void register_all() {
                 const std::string name = std::string("kernel_") + ratio_names[r] +
                                          (format == TOVREL_FORMAT_W210 ? "_w210" : "_yuy2") +
                                          (two ? "_row2" : "_row1");
-                for (auto [impl, isa] :
-                     {std::pair{"/exact_c", rect_isa::c}, std::pair{"/exact_avx2", rect_isa::avx2}})
-                    if (rect_isa_supported(isa))
-                        add(name + impl, [=](benchmark::State &s) {
-                            bm_kernel(s, exact_ratio(r), format, two, false, isa);
-                        });
+                const auto exact = [=](rect_isa isa) {
+                    return [=](benchmark::State &s) {
+                        bm_kernel(s, exact_ratio(r), format, two, false, isa);
+                    };
+                };
+                add(name + "/exact", exact(rect_best_isa()));
+                if (rect_best_isa() != rect_isa::c) add(name + "/exact_c", exact(rect_isa::c));
                 add(name + "/general", [=](benchmark::State &s) {
                     bm_kernel(s, exact_ratio(r), format, two, true, rect_best_isa());
                 });
