@@ -97,7 +97,7 @@ struct ratio_traits {
     static constexpr auto w = derive_weights<R>();
 };
 
-// The weight table of the 4/3 group, as designed.
+// The 4/3 group keeps its tabled weights, the alternating thirds included.
 constexpr bool tabled_thirds() {
     constexpr auto w = ratio_traits<x4_3>::w;
     return w.luma_src[1] == 0 && w.luma_w[1] == 1366 && w.luma_src[2] == 1 && w.luma_w[2] == 2732 &&
@@ -137,8 +137,8 @@ inline void store(uint8_t *p, int32_t k, uint32_t v) {
 }
 
 // Area mean of two samples `Next` apart with weights W and Total - W,
-// rounded half up; Total (4096 or 8192) is a power of two. Samples are at
-// most 1023 (W210), so the sum stays below 2^23.
+// rounded half up; Total (4096 or 8192) is a power of two. Samples are
+// below 2^16, so the sum stays below 2^29.
 template <uint32_t Total, int32_t At, int32_t Next, uint32_t W>
 inline uint32_t area(const uint32_t *in) {
     if constexpr (W == Total)
