@@ -17,24 +17,11 @@ namespace {
 
 using rect::dst_alpha_rule;
 using rect::pair_kind;
-using rect::rect_policy;
 using rect::src_alpha_rule;
 using rect::src_kind;
-constexpr auto src_none = src_alpha_rule::none;
-constexpr auto src_straight = src_alpha_rule::straight;
-constexpr auto src_premul = src_alpha_rule::premul;
-constexpr auto dst_none = dst_alpha_rule::none;
-constexpr auto dst_straight = dst_alpha_rule::straight;
-constexpr auto dst_premul = dst_alpha_rule::premul;
 
 // In the order of pair_kernel_index.
-using pair_policies = std::tuple<
-    rect_policy<src_none, dst_none, false>, rect_policy<src_none, dst_none, true>,
-    rect_policy<src_none, dst_straight, false>, rect_policy<src_none, dst_premul, false>,
-    rect_policy<src_none, dst_straight, true>, rect_policy<src_none, dst_premul, true>,
-    rect_policy<src_straight, dst_none, false>, rect_policy<src_premul, dst_none, false>,
-    rect_policy<src_straight, dst_straight, false>, rect_policy<src_premul, dst_premul, false>,
-    rect_policy<src_straight, dst_straight, true>, rect_policy<src_premul, dst_premul, true>>;
+using pair_policies = rect::rect_policies;
 static_assert(std::tuple_size_v<pair_policies> == pair_kernel_count, "one policy per kernel");
 
 template <size_t I>
@@ -68,14 +55,14 @@ constexpr const rect::vblend_set &vblend_of() {
 template <src_kind S, class D, size_t I, int Shape, bool Simd, int32_t Step = 0>
 constexpr rect_kernel kernel() {
     using K = kind_at<S, D, I>;
-    return &rect::pair_kernel<K, policy_at<I>, Shape, vblend_of<K, Simd>(), Step>;
+    return &rect::pair_kernel<K, policy_at<I>, Shape, vblend_of<K, Simd>(), Step, Simd>;
 }
 
 template <src_kind S, class D, size_t I, bool Simd>
 rect_kernel_set set_of() {
     using P = policy_at<I>;
-    rect_kernel_set set =
-        rect_uniform_set(kernel<S, D, I, 0, Simd>(), P::src != src_none, P::dst != dst_none);
+    rect_kernel_set set = rect_uniform_set(
+        kernel<S, D, I, 0, Simd>(), P::src != src_alpha_rule::none, P::dst != dst_alpha_rule::none);
     if constexpr (I == pair_plain) {
         // rect_*_row1 and rect_*_row2 on whole and partial lines; rect_*_rows
         // for three and more rows.

@@ -153,6 +153,14 @@ void vblend_c(uint32_t *buf, const uint8_t *src, const uint16_t *alpha, int32_t 
 void vblend_yuy2_sse2(uint32_t *buf, const uint8_t *src, const uint16_t *alpha, int32_t first,
                       int32_t count, const rect_rows &rows);
 
+// Whole-pixel sums in SSE2 for x_step >= 256: m destination pixels from
+// pixel i of a pair buffer (four sums per source pair) with the current
+// column's run (updated); per pixel four lanes Y, U, Y, V, each the sum of
+// buffer value * overlap modulo 2^32, as area_gather sums them. Returns the
+// source pixels moved.
+int32_t pair_whole_sums_sse2(uint32_t *sums, int32_t m, const uint32_t *buf, int32_t i,
+                             int32_t *run, int32_t x_step);
+
 // One source row in SSE2, the same sums as vblend_row<K>: for W210 without
 // source alpha and for every kind with source alpha (rect_pair_sse2.cpp).
 template <class K>
@@ -206,7 +214,7 @@ struct pair_column {
 
 // The line operations of one pair kernel for area_walk (Step: a fixed
 // x_step, else 0).
-template <class K, class P, int32_t Step = 0>
+template <class K, class P, int32_t Step = 0, bool Simd = false>
 struct pair_line {
     using D = typename K::dst;
     using sample = typename D::sample;
@@ -379,18 +387,36 @@ struct pair_line {
     // alpha 4096; whole pairs two pixels at a time.
     void run(int32_t n) {
         if (odd && n > 0) pixel(pixel_units, full_weight, false), --n;
+#if defined(__SSE2__)
+        if constexpr (Simd && !K::quad) {
+            constexpr int32_t chunk = 256;
+            alignas(16) uint32_t s[4 * chunk];
+            while (n >= 2 && x_step() >= 256) {
+                const int32_t m = n < chunk ? n & ~1 : chunk;
+                col.i += pair_whole_sums_sse2(s, m, col.buf, col.i, &col.run, x_step());
+                for (const uint32_t *a = s; a < s + 4 * m; a += 8)
+                    write_pair(a[0], a[4], a[1] + a[5], a[3] + a[7]);
+                n -= m;
+            }
+        }
+#endif
         for (; n >= 2; n -= 2) {
             pair_sums a0, a1;
             area_gather(a0, col, pixel_units, x_step());
             area_gather(a1, col, pixel_units, x_step());
-            pair[0] = sample((a0.y + half) >> B);
-            pair[2] = sample((a1.y + half) >> B);
-            pair[1] = sample((a0.u + a1.u + full) >> (B + 1));
-            pair[3] = sample((a0.v + a1.v + full) >> (B + 1));
-            pair += 4;
-            if constexpr (has_dst_alpha) da[0] = da[1] = alpha_one, da += 2;
+            write_pair(a0.y, a1.y, a0.u + a1.u, a0.v + a1.v);
         }
         if (n > 0) pixel(pixel_units, full_weight, false);
+    }
+
+    // A whole pair from its pixels' luma sums and its chroma sums.
+    void write_pair(uint32_t y0, uint32_t y1, uint32_t u_sum, uint32_t v_sum) {
+        pair[0] = sample((y0 + half) >> B);
+        pair[2] = sample((y1 + half) >> B);
+        pair[1] = sample((u_sum + full) >> (B + 1));
+        pair[3] = sample((v_sum + full) >> (B + 1));
+        pair += 4;
+        if constexpr (has_dst_alpha) da[0] = da[1] = alpha_one, da += 2;
     }
 
     void finish() {
@@ -399,7 +425,7 @@ struct pair_line {
 };
 
 // The general line: pre-pass into the line buffer, then the area walk.
-template <class K, class P, int Shape, const vblend_set &V, int32_t Step>
+template <class K, class P, int Shape, const vblend_set &V, int32_t Step, bool Simd>
 void pair_walk_line(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t line_weight,
                     int32_t width, const uint8_t *src, const uint16_t *src_alpha, int32_t x_step,
                     int32_t first_column_run, const rect_rows &rows) {
@@ -418,15 +444,16 @@ void pair_walk_line(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int3
 
     const int32_t odd = int32_t((reinterpret_cast<uintptr_t>(dst) / D::pixel_bytes) & 1);
     auto *d = reinterpret_cast<typename D::sample *>(dst) - 2 * odd;
-    pair_line<K, P, Step> ops{
+    pair_line<K, P, Step, Simd> ops{
         d, dst_alpha, odd, {buf, K::quad ? 0 : first, first_column_run}, x_step};
     area_walk(ops, first_width, line_weight, width);
 }
 
 // One destination line (the rect_kernel contract). Shape 1 and 2 are the
 // one- and two-row kernels; 0 serves every role. Step not 0 is a kernel for
-// that x_step only (the 1:1 kernels), its walk unrolled for it.
-template <class K, class P, int Shape, const vblend_set &V, int32_t Step = 0>
+// that x_step only (the 1:1 kernels), its walk unrolled for it. Simd: the
+// whole pairs of a pair buffer summed in SSE2.
+template <class K, class P, int Shape, const vblend_set &V, int32_t Step = 0, bool Simd = false>
 void pair_kernel(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t line_weight,
                  int32_t width, const uint8_t *src, int32_t src_pitch, const uint16_t *src_alpha,
                  int32_t src_alpha_pitch, int32_t x_step, int32_t y_step, int32_t first_column_run,
@@ -434,7 +461,7 @@ void pair_kernel(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t
     using D = typename K::dst;
     const rect_rows rows{src_pitch,   src_alpha_pitch, first_row_weight,
                          middle_rows, y_step,          last_row_weight};
-    auto walk = pair_walk_line<K, P, Shape, V, Step>;
+    auto walk = pair_walk_line<K, P, Shape, V, Step, Simd>;
     if constexpr (Shape == 1 && !K::quad && P::whole_first) {
         // One source row, 1:1 and aligned on whole pixels, the source pixel
         // in the same place of its pair as the destination's: each whole

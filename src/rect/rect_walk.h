@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <tuple>
 
 #include "rect/rect_kernel.h"
 
@@ -59,6 +60,24 @@ struct rect_policy {
     // line is then one straight copy.
     static constexpr bool whole_first = whole_runs && Dst == dst_alpha_rule::none && !Tile;
 };
+
+// The write rules of every kernel family, in the order of its kernel index
+// (rgbq_kernel_index, pair_kernel_index): plain and tiled; into destination
+// alpha, straight and premultiplied, untiled and tiled; source alpha over,
+// straight and premultiplied; source into destination alpha, straight and
+// premultiplied, untiled and tiled.
+namespace policies {
+constexpr auto sn = src_alpha_rule::none, ss = src_alpha_rule::straight,
+               sp = src_alpha_rule::premul;
+constexpr auto dn = dst_alpha_rule::none, ds = dst_alpha_rule::straight,
+               dp = dst_alpha_rule::premul;
+using all =
+    std::tuple<rect_policy<sn, dn, false>, rect_policy<sn, dn, true>, rect_policy<sn, ds, false>,
+               rect_policy<sn, dp, false>, rect_policy<sn, ds, true>, rect_policy<sn, dp, true>,
+               rect_policy<ss, dn, false>, rect_policy<sp, dn, false>, rect_policy<ss, ds, false>,
+               rect_policy<sp, dp, false>, rect_policy<ss, ds, true>, rect_policy<sp, dp, true>>;
+} // namespace policies
+using rect_policies = policies::all;
 
 inline uint16_t clamp_alpha(uint64_t v) {
     return uint16_t(v < alpha_one ? v : alpha_one);
