@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "rect/rect_exact_ratio.h"
+#include "rect/rect_map.h"
 #include "rect/rect_pair.h"
 #include "rect/rect_select.h"
 
@@ -101,13 +102,15 @@ struct frame_case {
     int32_t sw, sh, dw, dh;
 };
 
-void bm_tovrel(benchmark::State &state, const frame_case &c) {
+// map_rectangle with the kernels of `isa` (the exported call takes the best).
+void bm_tovrel(benchmark::State &state, const frame_case &c, rect_isa isa) {
     frame src(c.sw, c.sh, 2), dst(c.dw, c.dh, 2);
     image_descriptor sd = src.descriptor(TOVREL_FORMAT_YUY2),
                      dd = dst.descriptor(TOVREL_FORMAT_YUY2);
     for (auto _ : state) {
-        map_rectangle(&dd, 0.0f, 0.0f, float(c.dw), float(c.dh), &sd, 0.0f, 0.0f, float(c.sw),
-                      float(c.sh), 0, 0, 1);
+        rect_map_rectangle(
+            isa, &dd, {0.0f, 0.0f, float(c.dw), float(c.dh), 0.0f, 0.0f, float(c.sw), float(c.sh)},
+            &sd, 0, 0, 1);
         benchmark::ClobberMemory();
     }
     state.SetItemsProcessed(int64_t(state.iterations()) * c.dw * c.dh);
@@ -160,7 +163,11 @@ void register_all() {
     for (const frame_case &c : {frame_case{"yuy2_1440x1080_to_1080p", 1440, 1080, 1920, 1080},
                                 frame_case{"yuy2_960x540_to_1080p", 960, 540, 1920, 1080}}) {
         const std::string name = c.name;
-        add(name + "/tovrel", [c](benchmark::State &s) { bm_tovrel(s, c); });
+        add(name + "/tovrel", [c](benchmark::State &s) { bm_tovrel(s, c, rect_best_isa()); });
+        // What a processor without AVX2 runs (the scalar exact-ratio kernels).
+        if (rect_best_isa() == rect_isa::avx2)
+            add(name + "/tovrel_sse2",
+                [c](benchmark::State &s) { bm_tovrel(s, c, rect_isa::sse2); });
 #if defined(TOVREL_BENCH_HAVE_SWSCALE)
         add(name + "/sws_bilinear", [c](benchmark::State &s) { bm_swscale(s, c, SWS_BILINEAR); });
         add(name + "/sws_area", [c](benchmark::State &s) { bm_swscale(s, c, SWS_AREA); });
