@@ -3,7 +3,8 @@
 // (yuyv422 to yuyv422, SWS_BILINEAR and SWS_AREA), in one run, one thread.
 //
 // Names are "<workload>/<implementation>". Kernel workloads (exact: the
-// kernels map_rectangle takes on this processor; exact_c: the scalar ones;
+// kernels map_rectangle takes on this processor; exact_c, exact_sse2: the
+// scalar and SSE2 ones;
 // general: the general kernel of the role, at its best) call one
 // routine per destination line of a 1920-pixel-wide (whole groups)
 // rectangle of 270 lines: the one-row role on one source line, the
@@ -156,6 +157,8 @@ void register_all() {
                 };
                 add(name + "/exact", exact(rect_best_isa()));
                 if (rect_best_isa() != rect_isa::c) add(name + "/exact_c", exact(rect_isa::c));
+                if (rect_best_isa() == rect_isa::avx2)
+                    add(name + "/exact_sse2", exact(rect_isa::sse2));
                 add(name + "/general", [=](benchmark::State &s) {
                     bm_kernel(s, exact_ratio(r), format, two, true, rect_best_isa());
                 });
@@ -164,7 +167,7 @@ void register_all() {
                                 frame_case{"yuy2_960x540_to_1080p", 960, 540, 1920, 1080}}) {
         const std::string name = c.name;
         add(name + "/tovrel", [c](benchmark::State &s) { bm_tovrel(s, c, rect_best_isa()); });
-        // What a processor without AVX2 runs (the scalar exact-ratio kernels).
+        // What a processor without AVX2 runs.
         if (rect_best_isa() == rect_isa::avx2)
             add(name + "/tovrel_sse2",
                 [c](benchmark::State &s) { bm_tovrel(s, c, rect_isa::sse2); });

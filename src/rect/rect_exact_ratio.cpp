@@ -52,6 +52,8 @@ const exact_ratio_table &rect_exact_ratio_table(uint8_t format, rect_isa isa) {
 #if defined(__SSE2__)
     if (isa == rect_isa::avx2)
         return yuy2 ? rect_exact_ratio_yuy2_avx2 : rect_exact_ratio_w210_avx2;
+    if (isa == rect_isa::sse2)
+        return yuy2 ? rect_exact_ratio_yuy2_sse2 : rect_exact_ratio_w210_sse2;
 #else
     (void)isa;
 #endif

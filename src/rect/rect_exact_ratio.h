@@ -38,9 +38,9 @@ using exact_ratio_table = std::array<exact_ratio_kernels, exact_ratio_count>;
 extern const exact_ratio_table rect_exact_ratio_yuy2;
 extern const exact_ratio_table rect_exact_ratio_w210;
 #if defined(__SSE2__)
-// The same kernels with AVX2, for processors that have it. (SSE2 has no
-// byte shuffle; built from word inserts they ran slower than the scalar
-// kernels, which therefore serve rect_isa::sse2.)
+// The same kernels with SSE2, and with AVX2 for processors that have it.
+extern const exact_ratio_table rect_exact_ratio_yuy2_sse2;
+extern const exact_ratio_table rect_exact_ratio_w210_sse2;
 extern const exact_ratio_table rect_exact_ratio_yuy2_avx2;
 extern const exact_ratio_table rect_exact_ratio_w210_avx2;
 #endif

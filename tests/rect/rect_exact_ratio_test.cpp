@@ -71,7 +71,7 @@ class ExactRatio : public ::testing::TestWithParam<std::tuple<ratio_case, uint8_
 // and rounded first; the general kernel is the area rule of its rounded
 // step on the unrounded blend (W210 products shifted by 2). The two agree
 // within one wherever the step's drift moves a sample by less than half a
-// unit; past that they part by the drift, stated here per sample. The AVX2
+// unit; past that they part by the drift, stated here per sample. The SIMD
 // kernels give the scalar kernels' bytes, also for W210 words up to 2^15 - 1
 // (pattern 3, beyond the area checks); widths of 5 and 7 groups leave
 // groups short of a SIMD step.
@@ -108,10 +108,11 @@ TEST_P(ExactRatio, AreaRuleOfItsRatioAndTheGeneralKernel) {
                 }
                 const uint8_t *upper = mem.data() + (two ? 0 : line);
                 const int32_t role = two ? rect_role_row2 : rect_role_row1;
-                // Scalar exact, general, then the AVX2 exact kernels.
-                constexpr rect_isa isas[] = {rect_isa::c, rect_isa::c, rect_isa::avx2};
-                std::vector<uint8_t> out[3];
-                for (int g = 0; g < 3; ++g) {
+                // Scalar exact, general, then the SIMD exact kernels.
+                constexpr rect_isa isas[] = {rect_isa::c, rect_isa::c, rect_isa::sse2,
+                                             rect_isa::avx2};
+                std::vector<uint8_t> out[4];
+                for (int g = 0; g < 4; ++g) {
                     if (!rect_isa_supported(isas[g])) continue;
                     out[g].assign(size_t(2 * (px + 3) * bps + 64), 0xA5);
                     const int32_t width = g == 1 ? px * 4096 : (px + 3) * 4096;
@@ -129,7 +130,8 @@ TEST_P(ExactRatio, AreaRuleOfItsRatioAndTheGeneralKernel) {
                 };
                 SCOPED_TRACE(std::to_string(groups) + " groups, pattern " +
                              std::to_string(pattern) + (two ? ", two rows" : ", one row"));
-                ASSERT_TRUE(out[2].empty() || out[2] == out[0]) << "AVX2";
+                for (int g = 2; g < 4; ++g)
+                    ASSERT_TRUE(out[g].empty() || out[g] == out[0]) << (g == 2 ? "SSE2" : "AVX2");
                 if (pattern == 3) continue;
                 int64_t drift = 0;
                 for (int32_t n = 0; n < 2 * px; ++n) {
