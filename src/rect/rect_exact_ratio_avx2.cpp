@@ -110,24 +110,22 @@ exact_kernel_avx2(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_
                                first_row_weight, middle_rows, last_row_weight);
 }
 
+// The YUY2 x2 one-row kernel is a plain replication of bytes, which the
+// compiler vectorises in the scalar template faster than the shuffles run
+// it; it stays scalar.
 template <class T>
-struct exact_ratio_set_avx2 {
-    // The YUY2 x2 one-row kernel is a plain replication of bytes, which the
-    // compiler vectorises in the scalar template faster than the shuffles
-    // run it; it stays scalar.
-    template <exact_ratio R>
-    static constexpr rect_kernel row1 = sizeof(T) == 1 && R == x2 ? &exact_kernel<T, R, false>
-                                                                  : &exact_kernel_avx2<T, R, false>;
-    template <exact_ratio R>
-    static constexpr exact_ratio_kernels pair = {row1<R>, &exact_kernel_avx2<T, R, true>};
-    static constexpr exact_ratio_table table = {
-        {pair<x16_9>, pair<x2>, pair<x8_3>, pair<x9_8>, pair<x3_2>, pair<x4_3>}};
+struct pick_avx2 {
+    template <exact_ratio R, bool TwoRow>
+    static constexpr rect_kernel kernel() {
+        if constexpr (sizeof(T) == 1 && R == x2 && !TwoRow) return &exact_kernel<T, R, TwoRow>;
+        return &exact_kernel_avx2<T, R, TwoRow>;
+    }
 };
 
 } // namespace
 
-const exact_ratio_table rect_exact_ratio_yuy2_avx2 = exact_ratio_set_avx2<uint8_t>::table;
-const exact_ratio_table rect_exact_ratio_w210_avx2 = exact_ratio_set_avx2<uint16_t>::table;
+const exact_ratio_table rect_exact_ratio_yuy2_avx2 = ratio_table<pick_avx2<uint8_t>>();
+const exact_ratio_table rect_exact_ratio_w210_avx2 = ratio_table<pick_avx2<uint16_t>>();
 
 } // namespace tovrel
 

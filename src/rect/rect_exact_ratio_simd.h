@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 
 #include "rect/rect_exact_ratio_walk.h"
 
@@ -82,5 +83,16 @@ struct step_layout {
     static_assert(pairs % 4 == 0, "steps of four destination pairs");
     static_assert(!TwoRow || in % 16 == 0, "two rows blend in blocks of 16 samples");
 };
+
+// A kernel table of every ratio and row role from Pick::kernel<R, TwoRow>().
+template <class Pick, size_t... I>
+constexpr exact_ratio_table ratio_table(std::index_sequence<I...>) {
+    return {{exact_ratio_kernels{Pick::template kernel<exact_ratio(I), false>(),
+                                 Pick::template kernel<exact_ratio(I), true>()}...}};
+}
+template <class Pick>
+constexpr exact_ratio_table ratio_table() {
+    return ratio_table<Pick>(std::make_index_sequence<exact_ratio_count>{});
+}
 
 } // namespace tovrel::rect

@@ -13,7 +13,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "rect/rect_exact_ratio_walk.h"
+#include "rect/rect_exact_ratio_simd.h"
 
 namespace tovrel {
 namespace {
@@ -184,23 +184,21 @@ void exact_kernel_sse2(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, i
                                first_row_weight, middle_rows, last_row_weight);
 }
 
+// x2 replicates (or blends, then replicates) samples, which the scalar
+// template runs faster than the planes; it stays scalar.
 template <class T>
-struct exact_ratio_set_sse2 {
-    // x2 replicates (or blends, then replicates) samples, which the scalar
-    // template runs faster than the planes; it stays scalar.
-    template <exact_ratio R>
-    static constexpr exact_ratio_kernels pair =
-        R == x2
-            ? exact_ratio_kernels{&exact_kernel<T, R, false>, &exact_kernel<T, R, true>}
-            : exact_ratio_kernels{&exact_kernel_sse2<T, R, false>, &exact_kernel_sse2<T, R, true>};
-    static constexpr exact_ratio_table table = {
-        {pair<x16_9>, pair<x2>, pair<x8_3>, pair<x9_8>, pair<x3_2>, pair<x4_3>}};
+struct pick_sse2 {
+    template <exact_ratio R, bool TwoRow>
+    static constexpr rect_kernel kernel() {
+        if constexpr (R == x2) return &exact_kernel<T, R, TwoRow>;
+        return &exact_kernel_sse2<T, R, TwoRow>;
+    }
 };
 
 } // namespace
 
-const exact_ratio_table rect_exact_ratio_yuy2_sse2 = exact_ratio_set_sse2<uint8_t>::table;
-const exact_ratio_table rect_exact_ratio_w210_sse2 = exact_ratio_set_sse2<uint16_t>::table;
+const exact_ratio_table rect_exact_ratio_yuy2_sse2 = ratio_table<pick_sse2<uint8_t>>();
+const exact_ratio_table rect_exact_ratio_w210_sse2 = ratio_table<pick_sse2<uint16_t>>();
 
 } // namespace tovrel
 
