@@ -77,11 +77,10 @@ TOVREL_AVX2 inline void store16(T *out, __m256i v) {
 }
 
 template <class T, exact_ratio R, bool TwoRow>
-TOVREL_AVX2 void
-exact_kernel_avx2(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t line_weight,
-                  int32_t width, const uint8_t *src, int32_t src_pitch, const uint16_t *src_alpha,
-                  int32_t src_alpha_pitch, int32_t x_step, int32_t y_step, int32_t first_column_run,
-                  int32_t first_row_weight, int32_t middle_rows, int32_t last_row_weight) {
+TOVREL_AVX2 void exact_kernel_avx2(uint8_t *dst, uint16_t *, int32_t, int32_t, int32_t width,
+                                   const uint8_t *src, int32_t src_pitch, const uint16_t *, int32_t,
+                                   int32_t, int32_t, int32_t, int32_t first_row_weight, int32_t,
+                                   int32_t last_row_weight) {
     using L = step_layout<R, int32_t(sizeof(T)), TwoRow>;
     constexpr int32_t step_units = L::g.dst * L::groups * unit;
     // The blended rows of a step.
@@ -105,9 +104,7 @@ exact_kernel_avx2(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_
         dst += 4 * L::pairs * int32_t(sizeof(T));
     }
     // Groups short of a step: the scalar statement.
-    exact_kernel<T, R, TwoRow>(dst, dst_alpha, first_width, line_weight, left, src, src_pitch,
-                               src_alpha, src_alpha_pitch, x_step, y_step, first_column_run,
-                               first_row_weight, middle_rows, last_row_weight);
+    exact_groups<T, R, TwoRow>(dst, left, src, src_pitch, first_row_weight, last_row_weight);
 }
 
 // The YUY2 x2 one-row kernel is a plain replication of bytes, which the

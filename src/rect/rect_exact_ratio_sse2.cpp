@@ -150,11 +150,10 @@ inline __m128i samples8(const T *upper, const T *lower, __m128i weights) {
 }
 
 template <class T, exact_ratio R, bool TwoRow>
-void exact_kernel_sse2(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t line_weight,
-                       int32_t width, const uint8_t *src, int32_t src_pitch,
-                       const uint16_t *src_alpha, int32_t src_alpha_pitch, int32_t x_step,
-                       int32_t y_step, int32_t first_column_run, int32_t first_row_weight,
-                       int32_t middle_rows, int32_t last_row_weight) {
+void exact_kernel_sse2(uint8_t *dst, uint16_t *, int32_t, int32_t, int32_t width,
+                       const uint8_t *src, int32_t src_pitch, const uint16_t *, int32_t, int32_t,
+                       int32_t, int32_t, int32_t first_row_weight, int32_t,
+                       int32_t last_row_weight) {
     using L = plane_layout<R>;
     constexpr int32_t step_units = L::g.dst * L::groups * unit;
     // The planes of a step, with room for the last quad's loads.
@@ -179,9 +178,7 @@ void exact_kernel_sse2(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, i
         dst += 2 * L::g.dst * L::groups * int32_t(sizeof(T));
     }
     // Groups short of a step: the scalar statement.
-    exact_kernel<T, R, TwoRow>(dst, dst_alpha, first_width, line_weight, left, src, src_pitch,
-                               src_alpha, src_alpha_pitch, x_step, y_step, first_column_run,
-                               first_row_weight, middle_rows, last_row_weight);
+    exact_groups<T, R, TwoRow>(dst, left, src, src_pitch, first_row_weight, last_row_weight);
 }
 
 // x2 replicates (or blends, then replicates) samples, which the scalar

@@ -152,14 +152,14 @@ inline void unrolled(std::integer_sequence<int32_t, J...>, F &&f) {
     (f(std::integral_constant<int32_t, J>{}), ...);
 }
 
-// One destination line. T is the sample (uint8_t for YUY2, uint16_t for
-// W210); both lay a pair out as Y0 U Y1 V. The two-row role first blends
-// every sample of the two lines, (upper * first + lower * last + 1024) >> 11
-// (first + last = 2048), then applies the one-row pattern.
+// The whole groups of `width` destination units of a line. T is the sample
+// (uint8_t for YUY2, uint16_t for W210); both lay a pair out as Y0 U Y1 V.
+// The two-row role first blends every sample of the two lines, (upper *
+// first + lower * last + 1024) >> 11 (first + last = 2048), then applies
+// the one-row pattern.
 template <class T, exact_ratio R, bool TwoRow>
-void exact_kernel(uint8_t *dst, uint16_t *, int32_t, int32_t, int32_t width, const uint8_t *src,
-                  int32_t src_pitch, const uint16_t *, int32_t, int32_t, int32_t, int32_t,
-                  int32_t first_row_weight, int32_t, int32_t last_row_weight) {
+void exact_groups(uint8_t *dst, int32_t width, const uint8_t *src, int32_t src_pitch,
+                  int32_t first_row_weight, int32_t last_row_weight) {
     using traits = ratio_traits<R>;
     constexpr int32_t in_samples = 2 * traits::group.src;
     constexpr int32_t group_units = traits::group.dst * unit;
@@ -185,6 +185,14 @@ void exact_kernel(uint8_t *dst, uint16_t *, int32_t, int32_t, int32_t width, con
         src += in_samples * int32_t(sizeof(T));
         dst += 2 * traits::group.dst * int32_t(sizeof(T));
     }
+}
+
+// One destination line.
+template <class T, exact_ratio R, bool TwoRow>
+void exact_kernel(uint8_t *dst, uint16_t *, int32_t, int32_t, int32_t width, const uint8_t *src,
+                  int32_t src_pitch, const uint16_t *, int32_t, int32_t, int32_t, int32_t,
+                  int32_t first_row_weight, int32_t, int32_t last_row_weight) {
+    exact_groups<T, R, TwoRow>(dst, width, src, src_pitch, first_row_weight, last_row_weight);
 }
 
 } // namespace tovrel::rect
