@@ -1,4 +1,5 @@
 // The exact-ratio kernels against a plain area computation of their ratio,
+// against the general kernels and, in SIMD, against their scalar statement,
 // and their selection.
 #include <gtest/gtest.h>
 
