@@ -389,6 +389,18 @@ struct pair_line {
         if (odd && n > 0) pixel(pixel_units, full_weight, false), --n;
 #if defined(__SSE2__)
         if constexpr (Simd && !K::quad) {
+            if (x_step() == pixel_units / 2 && col.run == pixel_units / 2 && (col.i & 1) == 0) {
+                // Halving on pair boundaries: a destination pair is two
+                // whole source pairs (Y0 U0 Y1 V0, Y2 U1 Y3 V1), each pixel
+                // of weight 2048 (the walk's sums, modulo 2^32).
+                const uint32_t *p = col.buf + 4 * (col.i >> 1);
+                const int32_t m = n & ~1;
+                for (const uint32_t *e = p + 4 * m; p < e; p += 8)
+                    write_pair(2048 * (p[0] + p[2]), 2048 * (p[4] + p[6]), 4096 * (p[1] + p[5]),
+                               4096 * (p[3] + p[7]));
+                col.i += 2 * m;
+                n -= m;
+            }
             constexpr int32_t chunk = 256;
             alignas(16) uint32_t s[4 * chunk];
             while (n >= 2 && x_step() >= 256) {

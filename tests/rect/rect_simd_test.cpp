@@ -140,7 +140,8 @@ TEST_P(RectSimdCalls, MatchScalarKernels) {
                  float(rng() % 8), float(rng() % 8), 0, 0};
             c.dst_x1 = c.dst_x0 + float(1 + rng() % 80);
             c.dst_y1 = c.dst_y0 + float(1 + rng() % 50);
-            c.src_x1 = c.src_x0 + (rng() % 2 ? c.dst_x1 - c.dst_x0 : float(1 + rng() % 80));
+            const float w = c.dst_x1 - c.dst_x0; // 1:1, halving, any
+            c.src_x1 = c.src_x0 + (rng() % 3 == 0 ? w : rng() % 2 ? 2 * w : float(1 + rng() % 80));
             c.src_y1 = c.src_y0 + float(1 + rng() % 50);
         } else {
             c = {random_coord(rng, dst_c.w), random_coord(rng, dst_c.h), random_coord(rng, dst_c.w),
