@@ -404,8 +404,13 @@ int32_t rgbq_hpass(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run, int
 
 } // namespace
 
+int32_t pair_hpass_down3_sse2(uint32_t *sums, int32_t m, const uint32_t *v, int32_t *run,
+                              int32_t x_step) {
+    return hpass_down3(sums_out{sums}, m, v, run, x_step);
+}
+
 int32_t pair_whole_sums_sse2(uint32_t *sums, int32_t m, const uint32_t *buf, int32_t i,
-                             int32_t *run, int32_t x_step) {
+                             int32_t *run, int32_t x_step, bool avx2) {
     // Each source pixel becomes a column Y U Y V (its pair's chroma), a
     // chunk at a time, and the RGBQ passes sum the columns; lanes 0 and 2
     // both give the pixel's luma.
@@ -428,8 +433,9 @@ int32_t pair_whole_sums_sse2(uint32_t *sums, int32_t m, const uint32_t *buf, int
         std::memset(v + 4 * cols, 0, 2 * 4 * sizeof(uint32_t));
         const sums_out out{sums};
         moved += x_step >= pixel_units ? hpass_up(out, n, v, run, x_step)
-                 : x_step >= 2048      ? hpass_down3(out, n, v, run, x_step)
-                                       : hpass_down(out, n, v, run, x_step);
+                 : x_step < 2048       ? hpass_down(out, n, v, run, x_step)
+                 : avx2                ? pair_hpass_down3_avx2(sums, n, v, run, x_step)
+                                       : hpass_down3(out, n, v, run, x_step);
         sums += 4 * n;
         m -= n;
     }
