@@ -4,7 +4,9 @@
 #include <cstddef>
 
 #include "polygon/pixel_writers.h"
+#include "span/alpha_renderers.h"
 #include "span/rgbq_renderers.h"
+#include "span/word_renderers.h"
 
 namespace tovrel {
 
@@ -33,8 +35,8 @@ constexpr std::array<pair_source, static_cast<size_t>(pair_id::count)> pair_sour
     {&rgbq_span_renderers, nullptr},
     {nullptr, "map_polygon: YUY2 textures are not supported by this build\n"},
     {nullptr, "map_polygon: W210 textures are not supported by this build\n"},
-    {nullptr, "map_polygon: word textures are not supported by this build\n"},
-    {nullptr, "map_polygon: RGBQ + alpha textures are not supported by this build\n"},
+    {&word_span_renderers, nullptr},
+    {&rgbq_alpha_span_renderers, nullptr},
     {nullptr, "map_polygon: YUY2 + alpha textures are not supported by this build\n"},
     {nullptr, "map_polygon: W210 + alpha textures are not supported by this build\n"},
     {nullptr, "map_polygon: S16X4A and S16X4 textures are not supported by this build\n"},

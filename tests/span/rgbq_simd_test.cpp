@@ -35,11 +35,10 @@ protected:
         ref.run(slot, persp, want, t, a);
         simd.run(slot, persp, got, t, a);
         ASSERT_TRUE(want.untouched_outside(a.x0, end)) << what << ": " << a.describe();
-        const auto d = std::mismatch(want.store.begin(), want.store.end(), got.store.begin());
-        ASSERT_TRUE(d.first == want.store.end())
-            << what << ": first difference at x=" << (d.first - want.store.begin()) - want.guard
-            << std::hex << " want " << *d.first << " got " << *d.second << std::dec << ", pitch "
-            << t.pitch << ", " << a.describe();
+        const int32_t x = want.first_difference(got);
+        ASSERT_EQ(x, INT32_MIN) << what << ": first difference at x=" << x << std::hex << " want "
+                                << want.at(x) << " got " << got.at(x) << std::dec << ", pitch "
+                                << t.pitch << ", " << a.describe();
     }
     // A span through texel position (u0, v0) at x0 with steps du, dv and w(x0) = w0.
     span_args through(const texture &t, int32_t x0, int32_t len, float u0, float v0, float du,

@@ -1,0 +1,15 @@
+// Colour-plus-alpha span renderers: slot k renders the colour span with
+// slot k of the colour family's table, then the alpha span (span_rows::
+// alpha, texture_ref::alpha and alpha_pitch) with slot k of the word table
+// of the same kind. Both are called through their tables at run time, so a
+// member replaced there is used here too.
+#pragma once
+
+#include "span/span_renderer.h"
+
+namespace tovrel {
+
+// Pair E: RGBQ with a w12b alpha plane.
+renderer_table_pair rgbq_alpha_span_renderers();
+
+} // namespace tovrel
