@@ -1,44 +1,81 @@
-// Differential tests: every SIMD packed RGBQ member against the scalar
-// statement of its arithmetic, on seeded random spans and worst cases.
-// Lines must be identical, guard elements included.
+// Differential tests: every SIMD packed RGBQ and word member against the
+// scalar statement of its arithmetic, and the RGBQ + alpha composite
+// against the RGBQ and word statements run one after the other, on seeded
+// random spans and worst cases. Lines must be identical, guard elements
+// included.
 #include <gtest/gtest.h>
 
 #include <limits>
 
+#include "span/alpha_renderers.h"
 #include "span/rgbq_renderers.h"
+#include "span/word_renderers.h"
 #include "span_test_support.h"
 
 namespace {
 
 using namespace span_test;
 
+enum class family { rgbq, word, rgbq_alpha };
+
 struct simd_case {
+    family f;
     int slot;
     bool persp, avx2;
 };
 
-class RgbqSimd : public testing::TestWithParam<simd_case> {
+// The alpha plane of a colour texture for the composite: samples 0..4096
+// taken from the colour bytes, and a pitch of its own.
+texture alpha_of(const texture &t) {
+    texture a(t.width, t.height, (t.pitch < 0 ? -1 : 1) * (2 * t.width + 6), 2);
+    for (int32_t r = 0; r < t.height; ++r)
+        for (int32_t c = 0; c < t.width; ++c) {
+            const uint8_t *p = const_cast<texture &>(t).texel(c, r);
+            const uint16_t v = uint16_t((p[0] | p[1] << 8) % 4097);
+            std::memcpy(a.texel(c, r), &v, 2);
+        }
+    return a;
+}
+
+class SpanSimd : public testing::TestWithParam<simd_case> {
 protected:
     void SetUp() override {
         if (GetParam().avx2 && !tovrel::rgbq_avx2_supported()) GTEST_SKIP() << "no AVX2";
     }
+    int32_t unit() const { return GetParam().f == family::word ? 2 : 4; }
     // Only [x0, max(x1, x0 + 1)) may change, identically in both.
     void check(const texture &t, const span_args &a, const char *what) {
-        const auto [slot, persp, avx2] = GetParam();
+        const auto [f, slot, persp, avx2] = GetParam();
         using namespace tovrel;
-        const tables ref{"c", &rgbq_persp_span_renderers_c, &rgbq_affine_span_renderers_c};
+        const tables rgbq_c{"c", &rgbq_persp_span_renderers_c, &rgbq_affine_span_renderers_c};
+        const tables word_c{"c", &word_persp_span_renderers_c, &word_affine_span_renderers_c};
+        const renderer_table_pair e = rgbq_alpha_span_renderers();
         const tables simd =
-            avx2 ? tables{"", &rgbq_persp_span_renderers_avx2, &rgbq_affine_span_renderers_avx2}
-                 : tables{"", &rgbq_persp_span_renderers, &rgbq_affine_span_renderers};
+            f == family::word ? tables{"", &word_persp_span_renderers, &word_affine_span_renderers}
+            : f == family::rgbq_alpha ? tables{"", e.persp, e.affine}
+            : avx2 ? tables{"", &rgbq_persp_span_renderers_avx2, &rgbq_affine_span_renderers_avx2}
+                   : tables{"", &rgbq_persp_span_renderers, &rgbq_affine_span_renderers};
         const int32_t end = std::max(a.x1, a.x0 + 1);
-        guarded_line want(end + 4), got(end + 4);
-        ref.run(slot, persp, want, t, a);
-        simd.run(slot, persp, got, t, a);
+        guarded_line want(end + 4, unit()), got(end + 4, unit());
+        guarded_line want_alpha(end + 4, 2), got_alpha(end + 4, 2);
+        (f == family::word ? word_c : rgbq_c).run(slot, persp, want, t, a);
+        if (f == family::rgbq_alpha) {
+            const texture alpha = alpha_of(t);
+            word_c.run(slot, persp, want_alpha, alpha, a);
+            texture both = t;
+            both.ref.alpha = alpha.ref.base, both.ref.alpha_pitch = alpha.pitch;
+            got.rows.alpha = static_cast<uint16_t *>(got_alpha.rows.pixels);
+            simd.run(slot, persp, got, both, a);
+        } else {
+            simd.run(slot, persp, got, t, a);
+        }
         ASSERT_TRUE(want.untouched_outside(a.x0, end)) << what << ": " << a.describe();
-        const int32_t x = want.first_difference(got);
-        ASSERT_EQ(x, INT32_MIN) << what << ": first difference at x=" << x << std::hex << " want "
-                                << want.at(x) << " got " << got.at(x) << std::dec << ", pitch "
-                                << t.pitch << ", " << a.describe();
+        for (const auto &[w, g] : {std::pair{&want, &got}, std::pair{&want_alpha, &got_alpha}}) {
+            const int32_t x = w->first_difference(*g);
+            ASSERT_EQ(x, INT32_MIN)
+                << what << ": first difference at x=" << x << std::hex << " want " << w->at(x)
+                << " got " << g->at(x) << std::dec << ", pitch " << t.pitch << ", " << a.describe();
+        }
     }
     // A span through texel position (u0, v0) at x0 with steps du, dv and w(x0) = w0.
     span_args through(const texture &t, int32_t x0, int32_t len, float u0, float v0, float du,
@@ -50,7 +87,7 @@ protected:
     }
 };
 
-TEST_P(RgbqSimd, RandomSpans) {
+TEST_P(SpanSimd, RandomSpans) {
     const uint32_t seed = test_seed() + uint32_t(GetParam().slot * 2 + GetParam().persp);
     SCOPED_TRACE("seed " + std::to_string(seed) + " (TOVREL_TEST_SEED varies it)");
     std::mt19937 rng(seed);
@@ -59,7 +96,7 @@ TEST_P(RgbqSimd, RandomSpans) {
     };
     for (int tex = 0; tex < 12; ++tex) {
         const int32_t w = 10 + int32_t(rng() % 40), h = 6 + int32_t(rng() % 20);
-        texture t(w, h, (4 * w + 4 * int32_t(rng() % 4)) * ((rng() & 1) ? -1 : 1));
+        texture t(w, h, unit() * (w + int32_t(rng() % 4)) * ((rng() & 1) ? -1 : 1), unit());
         t.randomise(rng);
         const span_args lim(0, 0, slot_shape(GetParam().slot), t);
         for (int i = 0; i < 80; ++i) {
@@ -74,9 +111,9 @@ TEST_P(RgbqSimd, RandomSpans) {
     }
 }
 
-TEST_P(RgbqSimd, WorstCases) {
+TEST_P(SpanSimd, WorstCases) {
     std::mt19937 rng(test_seed());
-    texture t(24, 12, -24 * 4);
+    texture t(24, 12, -24 * unit(), unit());
     t.randomise(rng);
     // Fractions 0 and 127, the last dropped bit, both sides of one half;
     // spans of 1 to 9 pixels cover every tail of a 4-pixel group.
@@ -104,8 +141,8 @@ TEST_P(RgbqSimd, WorstCases) {
             check(t, a.steps(0, 300, a.w_step).bases(0, a.v_base, a.w_base), "zero numerator");
         }
     // Unit pitches at the int16 limits, a pitch that is not a multiple of 4.
-    for (int32_t pitch : {131068, -131072, 4 * 9 + 2}) {
-        texture p(9, 7, pitch);
+    for (int32_t pitch : {unit() * 32767, unit() * -32768, unit() * 9 + 2}) {
+        texture p(9, 7, pitch, unit());
         p.randomise(rng);
         for (int32_t len = -1; len <= 9; ++len)
             check(p, through(p, 5, len, 85000, 177000, 31000, 9000, 1.1f, 0.001f), "pitch");
@@ -116,14 +153,22 @@ std::vector<simd_case> all_cases() {
     std::vector<simd_case> v;
     for (bool avx2 : {false, true})
         for (int slot : {1, 2, 3, 4, 6, 11})
-            for (bool persp : {false, true}) v.push_back({slot, persp, avx2});
+            for (bool persp : {false, true}) v.push_back({family::rgbq, slot, persp, avx2});
+    for (int slot = 0; slot < tovrel::footprint_count; ++slot)
+        for (bool persp : {false, true}) {
+            if (tovrel::word_slot_is_packed(slot)) v.push_back({family::word, slot, persp, false});
+            v.push_back({family::rgbq_alpha, slot, persp, false});
+        }
     return v;
 }
-INSTANTIATE_TEST_SUITE_P(Packed, RgbqSimd, testing::ValuesIn(all_cases()),
+INSTANTIATE_TEST_SUITE_P(Packed, SpanSimd, testing::ValuesIn(all_cases()),
                          [](const testing::TestParamInfo<simd_case> &i) {
-                             return std::string(i.param.avx2 ? "avx2" : "sse2") +
-                                    (i.param.persp ? "_persp_" : "_affine_") +
-                                    std::to_string(i.param.slot);
+                             const auto &p = i.param;
+                             return std::string(p.f == family::word         ? "word_"
+                                                : p.f == family::rgbq_alpha ? "rgbq_alpha_"
+                                                                            : "rgbq_") +
+                                    (p.avx2 ? "avx2" : "sse2") +
+                                    (p.persp ? "_persp_" : "_affine_") + std::to_string(p.slot);
                          });
 
 } // namespace
