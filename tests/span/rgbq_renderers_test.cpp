@@ -1,6 +1,6 @@
-// Properties of every RGBQ and word slot in every implementation: footprint
-// weights and normalisation on single-texel textures, uniform textures,
-// clamping and span bounds; the benchmark entry points.
+// Properties of every slot of every copying family in every implementation:
+// footprint weights and normalisation on single-texel textures, uniform
+// textures, clamping and span bounds; the benchmark entry points.
 #include <gtest/gtest.h>
 #include <xmmintrin.h>
 
@@ -8,6 +8,7 @@
 
 #include "diag/span_benchmark.h"
 #include "span/rgbq_renderers.h"
+#include "span/s16x4_renderers.h"
 #include "span/word_renderers.h"
 #include "span_test_support.h"
 
@@ -15,29 +16,6 @@ namespace {
 
 using namespace span_test;
 using namespace tovrel;
-
-// One family of renderer tables: texel size, which slots are packed, the
-// pre-shift of a packed slot's partial sums, the multiply-high constant
-// and the uniform sample values it keeps exactly.
-struct family {
-    const char *name;
-    int32_t unit;
-    bool (*packed)(int slot);
-    std::vector<tables> (*implementations)();
-    int preshift(int slot) const {
-        return unit == 2 ? std::array{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 1, 1, 2, 3}
-                               [size_t(slot)]
-                         : 0;
-    }
-    // Packed totals T' that are not powers of two: shift to 48 (RGBQ, K
-    // 1365) or 6 (word, K 10923), then multiply high.
-    int32_t divisor() const { return unit == 2 ? 6 : 48; }
-    std::vector<uint32_t> uniform_values(int slot, std::mt19937 &rng) const {
-        if (unit == 4) return {0xFFFFFFFFu, 0u, 0x01FE807Fu, uint32_t(rng()), uint32_t(rng())};
-        const uint32_t limit = tovrel::word_sample_limit[slot];
-        return {0, 1, 4096, limit - 1, uint32_t(rng() % limit)};
-    }
-};
 
 std::vector<tables> rgbq_implementations() {
     std::vector<tables> v = {{"sse2", &rgbq_persp_span_renderers, &rgbq_affine_span_renderers},
@@ -47,13 +25,86 @@ std::vector<tables> rgbq_implementations() {
     return v;
 }
 
-std::vector<tables> word_implementations() {
-    return {{"word", &word_persp_span_renderers, &word_affine_span_renderers},
-            {"word_c", &word_persp_span_renderers_c, &word_affine_span_renderers_c}};
-}
+// A copying renderer family as the slot tests see it: `components`
+// components of unit * 8 / components bits per texel.
+struct family {
+    const char *name;
+    int32_t unit, components;
+    std::vector<tables> (*implementations)();
+    bool (*packed)(int slot);
+    std::array<int32_t, 4> single; // components of the single-texel test
+    // (R + T/2) / T of a weighted sum R that does not wrap.
+    int64_t (*normalise)(int slot, bool packed, int64_t r, int64_t total);
+    // Texels that every slot reproduces.
+    std::vector<uint64_t> (*uniform)(int slot, std::mt19937 &rng);
+};
 
-const family families[] = {{"rgbq", 4, rgbq_slot_is_packed, rgbq_implementations},
-                           {"word", 2, word_slot_is_packed, word_implementations}};
+const family families[] = {
+    {"rgbq",
+     4,
+     4,
+     rgbq_implementations,
+     rgbq_slot_is_packed,
+     {255, 1, 100, 37},
+     [](int, bool packed, int64_t r, int64_t total) -> int64_t {
+         if (packed && total == 49152) return (((r + 24576) >> 10) * 1365) >> 16; // 65536 / 48
+         return (r + total / 2) / total;
+     },
+     [](int, std::mt19937 &rng) {
+         return std::vector<uint64_t>{0xFFFFFFFFu, 0u, 0x01FE807Fu, rng() + 0ull, rng() + 0ull};
+     }},
+    // Arithmetic shifts, division toward zero for totals with a factor 3, a
+    // logical shift of the 32-bit sum in slots 15 and 20. Uniform texels
+    // keep their value where the sum neither wraps nor is negative in those
+    // two slots: components in [0, 4095].
+    {"s16x4",
+     8,
+     4,
+     [] {
+         return std::vector<tables>{
+             {"sse2", &s16x4_persp_span_renderers, &s16x4_affine_span_renderers},
+             {"c", &s16x4_persp_span_renderers_c, &s16x4_affine_span_renderers_c}};
+     },
+     [](int) { return false; },
+     {32767, -32768, -300, 1},
+     [](int slot, bool, int64_t r, int64_t total) -> int64_t {
+         const int shift = __builtin_ctzll(uint64_t(total));
+         if (slot == 15 || slot == 20) return uint32_t(r + total / 2) >> shift;
+         if (total % 3) return (r + total / 2) >> shift;
+         return (r + total / 2) / total;
+     },
+     [](int, std::mt19937 &rng) {
+         return std::vector<uint64_t>{0u, 0x0FFF0FFF0FFF0FFFull,
+                                      ((uint64_t(rng()) << 32) | rng()) & 0x0FFF0FFF0FFF0FFFull};
+     }},
+    // The packed members weigh partial sums shifted right by the slot's
+    // pre-shift (exact here: 5000 is a multiple of 8) against T' = T >> p;
+    // T' of 6 * 2^s shifts by s and multiplies high by 10923.
+    {"word",
+     2,
+     1,
+     [] {
+         return std::vector<tables>{
+             {"sse2", &word_persp_span_renderers, &word_affine_span_renderers},
+             {"c", &word_persp_span_renderers_c, &word_affine_span_renderers_c}};
+     },
+     word_slot_is_packed,
+     {5000, 0, 0, 0},
+     [](int slot, bool packed, int64_t r, int64_t total) -> int64_t {
+         if (!packed) return (r + total / 2) / total;
+         const int p = std::array{
+             0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 1, 1, 2, 3}[size_t(slot)];
+         const int64_t t = total >> p;
+         if (!(t & (t - 1))) return ((r >> p) + t / 2) / t;
+         const int s = __builtin_ctzll(uint64_t(t)) - 1;
+         return ((((r >> p) + t / 2) >> s) * 10923) >> 16;
+     },
+     // Every value below the slot's stated limit, and 4096 (an opaque alpha
+     // plane) in every slot, pre-shifted or not.
+     [](int slot, std::mt19937 &rng) {
+         const uint32_t limit = word_sample_limit[slot];
+         return std::vector<uint64_t>{0, 1, 4096, limit - 1, rng() % limit};
+     }}};
 
 // Weight of row or column offset d of a box n texels long at fraction f
 // (128ths); for 1.5 rows (n = 0) at 16-bit fraction f: the coverage in
@@ -70,27 +121,28 @@ int32_t weight(int d, int n, int32_t f, bool packed) {
     return half[2 * d] + half[2 * d + 1];
 }
 
-struct slot_case {
-    const family *f;
-    int slot;
+class SpanSlot : public testing::TestWithParam<std::tuple<const family *, int>> {
+protected:
+    const family &f = *std::get<0>(GetParam());
+    const int slot = std::get<1>(GetParam());
+    // Four components of unit * 2 bits, as the line element they make.
+    uint64_t pack(const std::array<int64_t, 4> &v) const {
+        const int bits = f.unit * 8 / f.components;
+        uint64_t out = 0;
+        for (int c = 0; c < f.components; ++c)
+            out |= (uint64_t(v[c]) & ((1ull << bits) - 1)) << (bits * c);
+        return out;
+    }
 };
 
-class SpanSlot : public testing::TestWithParam<slot_case> {};
-
-// Word: a multiple of 8, so that no pre-shift drops a bit of it.
 TEST_P(SpanSlot, SingleTexelGivesFootprintWeight) {
-    const auto [f, slot] = GetParam();
     const slot_shape s(slot);
     const int cols = slot ? s.cols : 0, rows = slot ? std::array{1, 0, 2, 4}[s.hc] : 0;
-    const bool packed = f->packed(slot);
-    const int p = packed ? f->preshift(slot) : 0;
-    const int64_t total = (128 * s.cols * std::array{128, packed ? 384 : 192, 256, 512}[s.hc]) >> p;
-    const uint8_t rgbq_value[4] = {255, 1, 100, 37}, word_value[4] = {0x88, 0x13}; // 5000
-    const uint8_t *value = f->unit == 4 ? rgbq_value : word_value;
-    int shift = 0; // (R' + T'/2) >> shift leaves the divisor
-    while ((total >> shift) > f->divisor()) ++shift;
-    texture t(18, 14, 18 * f->unit + 8, f->unit);
-    for (const tables &impl : f->implementations())
+    const bool packed = f.packed(slot);
+    const int64_t total = 128 * s.cols * std::array{128, packed ? 384 : 192, 256, 512}[s.hc];
+    const uint64_t value = pack({f.single[0], f.single[1], f.single[2], f.single[3]});
+    texture t(18, 14, 18 * f.unit + 8, f.unit);
+    for (const tables &impl : f.implementations())
         for (bool persp : {false, true})
             for (int32_t fu : {0, 511, 9000, 32767, 32768, 65535})
                 for (int32_t fv : {0, 511, 9000, 32767, 32768, 33280, 41000, 65535}) {
@@ -107,28 +159,21 @@ TEST_P(SpanSlot, SingleTexelGivesFootprintWeight) {
                     for (int dr = -1; dr <= std::max(rows, 2) + 1; ++dr)
                         for (int dc = -1; dc <= cols + 1; ++dc) {
                             uint8_t *texel = t.texel((iu >> 16) + dc, (iv >> 16) + dr);
-                            std::memcpy(texel, value, size_t(f->unit));
-                            guarded_line line(1, f->unit);
+                            std::memcpy(texel, &value, size_t(f.unit));
+                            guarded_line line(1, f.unit);
                             impl.run(slot, persp, line, t, a);
-                            std::memset(texel, 0, size_t(f->unit));
+                            std::memset(texel, 0, size_t(f.unit));
                             const int64_t wt =
                                 weight(dc, cols, (iu >> 9) & 127, packed) *
                                 weight(dr, rows, rows ? (iv >> 9) & 127 : iv & 65535, packed);
-                            uint32_t want = 0;
-                            const int32_t k = (65536 + f->divisor() / 2) / f->divisor();
-                            for (int c = 0; c < (f->unit == 4 ? 4 : 1); ++c) {
-                                int64_t v = value[c];
-                                if (f->unit == 2) v = value[0] | value[1] << 8;
-                                const int64_t r = (wt * v) >> p;
-                                want |= uint32_t(!slot ? (dc == 0 && dr == 0) * v
-                                                 : packed && (total & (total - 1))
-                                                     ? (((r + total / 2) >> shift) * k) >> 16
-                                                     : (r + total / 2) / total)
-                                        << (8 * c);
-                            }
-                            ASSERT_EQ(line.at(0), want)
-                                << f->name << " " << impl.name << " persp " << persp << " f " << fu
-                                << ", " << fv << " at " << dc << ", " << dr;
+                            std::array<int64_t, 4> want;
+                            for (int c = 0; c < 4; ++c)
+                                want[c] = !slot
+                                              ? (dc == 0 && dr == 0) * f.single[c]
+                                              : f.normalise(slot, packed, wt * f.single[c], total);
+                            ASSERT_EQ(line.at(0), pack(want))
+                                << impl.name << " persp " << persp << " f " << fu << ", " << fv
+                                << " at " << dc << ", " << dr;
                             ASSERT_TRUE(line.untouched_outside(0, 1));
                         }
                 }
@@ -136,27 +181,24 @@ TEST_P(SpanSlot, SingleTexelGivesFootprintWeight) {
 
 // Every pixel keeps the value; only [x0, x1) is written, and an empty span
 // writes pixel x0 in packed members and nothing in scalar ones.
-// Word: every value below the slot's stated limit, and 4096 (an opaque
-// alpha plane) in every slot, pre-shifted or not.
 TEST_P(SpanSlot, UniformTextureAndSpanBounds) {
-    const auto [f, slot] = GetParam();
     std::mt19937 rng(test_seed() + uint32_t(slot));
-    texture t(30, 24, -30 * f->unit, f->unit);
-    for (uint32_t value : f->uniform_values(slot, rng)) {
+    texture t(30, 24, -30 * f.unit, f.unit);
+    for (uint64_t value : f.uniform(slot, rng)) {
         t.fill(value);
-        for (const tables &impl : f->implementations())
+        for (const tables &impl : f.implementations())
             for (bool persp : {false, true}) {
                 span_args a = span_args(3, 40, slot_shape(slot), t)
                                   .steps(23456.7f, -5678.9f, persp ? 0.003f : 0)
                                   .bases(-1e5f, 1.2e6f, persp ? 0.9f : 0);
-                guarded_line line(48, f->unit), empty(48, f->unit);
+                guarded_line line(48, f.unit), empty(48, f.unit);
                 impl.run(slot, persp, line, t, a);
                 for (int32_t x = a.x0; x < a.x1; ++x)
                     ASSERT_EQ(line.at(x), value) << impl.name << " seed " << test_seed();
                 ASSERT_TRUE(line.untouched_outside(a.x0, a.x1)) << impl.name;
                 a.x1 = a.x0 - int32_t(rng() % 2);
                 impl.run(slot, persp, empty, t, a);
-                EXPECT_TRUE(empty.untouched_outside(3, f->packed(slot) ? 4 : 3));
+                EXPECT_TRUE(empty.untouched_outside(3, f.packed(slot) ? 4 : 3));
             }
     }
 }
@@ -165,20 +207,19 @@ TEST_P(SpanSlot, UniformTextureAndSpanBounds) {
 // positions from the affine member: w = 1 is inexact through the
 // approximate reciprocal).
 TEST_P(SpanSlot, Clamps) {
-    const auto [f, slot] = GetParam();
     std::mt19937 rng(test_seed());
-    texture t(20, 16, 20 * f->unit, f->unit);
+    texture t(20, 16, 20 * f.unit, f.unit);
     t.randomise(rng);
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    for (const tables &impl : f->implementations())
+    for (const tables &impl : f.implementations())
         for (bool persp : {false, true}) {
             const span_args a(5, 6, slot_shape(slot), t);
             auto sample = [&](float u, float v, bool p) {
-                guarded_line line(8, f->unit);
+                guarded_line line(8, f.unit);
                 impl.run(slot, p, line, t, span_args(a).bases(u, v, 1));
                 return line.at(5);
             };
-            const uint32_t origin = sample(0, 0, false);
+            const uint64_t origin = sample(0, 0, false);
             EXPECT_EQ(sample(-3e5f, -1e30f, persp), origin) << impl.name << persp;
             EXPECT_EQ(sample(nan, nan, persp), origin) << impl.name << persp;
             EXPECT_EQ(sample(1e12f, 1e12f, persp), sample(a.u_max, a.v_max, false)) << impl.name;
@@ -186,16 +227,16 @@ TEST_P(SpanSlot, Clamps) {
         }
 }
 
-std::vector<slot_case> all_slots() {
-    std::vector<slot_case> v;
-    for (const family &f : families)
-        for (int slot = 0; slot < footprint_count; ++slot) v.push_back({&f, slot});
-    return v;
-}
-INSTANTIATE_TEST_SUITE_P(AllSlots, SpanSlot, testing::ValuesIn(all_slots()),
-                         [](const testing::TestParamInfo<slot_case> &i) {
-                             return std::string(i.param.f->name) + "_" +
-                                    std::to_string(i.param.slot);
+INSTANTIATE_TEST_SUITE_P(AllSlots, SpanSlot,
+                         testing::Combine(testing::ValuesIn([] {
+                                              std::vector<const family *> v;
+                                              for (const family &f : families) v.push_back(&f);
+                                              return v;
+                                          }()),
+                                          testing::Range(0, footprint_count)),
+                         [](const auto &i) {
+                             return std::string(std::get<0>(i.param)->name) + "_" +
+                                    std::to_string(std::get<1>(i.param));
                          });
 
 // The benchmark entry points print their label and produce what the

@@ -21,35 +21,28 @@ inline uint32_t test_seed() {
     return s ? static_cast<uint32_t>(std::strtoul(s, nullptr, 0)) : 0x5eed1234u;
 }
 
-// A texture of `unit`-byte texels (4 RGBQ, 2 word) whose rows lie `pitch`
-// bytes apart (negative: bottom-up). The storage holds exactly the bytes
-// the rows span, so that a sanitizer catches any read outside them.
+// A texture of `unit`-byte texels (2: word, 4: RGBQ, 8: S16X4A / S16X4) whose rows
+// lie `pitch` bytes apart (negative: bottom-up). The storage holds exactly
+// the bytes the rows span, so that a sanitizer catches any read outside
+// them.
 struct texture {
     int32_t width, height, pitch, unit;
     std::vector<uint8_t> bytes;
     tovrel::texture_ref ref{};
-    texture(int32_t w, int32_t h, int32_t p, int32_t texel_bytes = 4)
-        : width(w), height(h), pitch(p), unit(texel_bytes),
-          bytes(size_t(std::abs(p)) * size_t(h - 1) + size_t(w) * size_t(texel_bytes)) {
-        ref = {bytes.data() + (p < 0 ? bytes.size() - size_t(w) * size_t(unit) : 0), p, nullptr, 0};
+    texture(int32_t w, int32_t h, int32_t p, int32_t u = 4)
+        : width(w), height(h), pitch(p), unit(u),
+          bytes(size_t(std::abs(p)) * size_t(h - 1) + size_t(w) * size_t(u)) {
+        ref = {bytes.data() + (p < 0 ? bytes.size() - size_t(w) * size_t(u) : 0), p, nullptr, 0};
     }
     uint8_t *texel(int32_t col, int32_t row) {
-        return const_cast<uint8_t *>(ref.base) + ptrdiff_t(row) * pitch + col * unit;
+        return const_cast<uint8_t *>(ref.base) + ptrdiff_t(row) * pitch + ptrdiff_t(col) * unit;
     }
-    // The low `unit` bytes of v into every texel.
-    void fill(uint32_t v) {
+    // Every texel = the low `unit` bytes of v.
+    void fill(uint64_t v) {
         for (int32_t r = 0; r < height; ++r)
             for (int32_t c = 0; c < width; ++c) std::memcpy(texel(c, r), &v, size_t(unit));
     }
     void randomise(std::mt19937 &rng) { std::generate(bytes.begin(), bytes.end(), rng); }
-    // Random texels below `limit` (word textures within a slot's range).
-    void randomise_below(std::mt19937 &rng, uint32_t limit) {
-        for (int32_t r = 0; r < height; ++r)
-            for (int32_t c = 0; c < width; ++c) {
-                const uint32_t v = rng() % limit;
-                std::memcpy(texel(c, r), &v, size_t(unit));
-            }
-    }
 };
 
 // Footprint columns and height class of a slot (slot 0 reads one texel),
@@ -88,33 +81,37 @@ struct span_args {
     }
 };
 
-// A line of `unit`-byte elements with 16 guard elements on each side.
+// A line of `unit`-byte elements (2, 4 or 8) with 16 guard elements on
+// each side, filled with a repeating 32-bit sentinel.
 struct guarded_line {
     static constexpr uint32_t sentinel = 0xA5C3E187u;
     static constexpr int guard = 16;
     int32_t unit;
-    std::vector<uint8_t> store;
+    std::vector<uint32_t> store;
     tovrel::span_rows rows{};
     explicit guarded_line(int32_t n, int32_t element_bytes = 4)
-        : unit(element_bytes), store((size_t(n) + 2 * guard) * size_t(element_bytes)) {
-        for (size_t i = 0; i < store.size(); ++i)
-            store[i] = uint8_t(sentinel >> (8 * (i % size_t(unit))));
-        rows.pixels = store.data() + guard * unit;
+        : unit(element_bytes), store((size_t(n + 2 * guard) * size_t(unit) + 3) / 4, sentinel) {
+        rows.pixels = bytes() + guard * unit;
     }
-    uint32_t at(int32_t x) const {
-        uint32_t v = 0;
-        std::memcpy(&v, &store[size_t(x + guard) * size_t(unit)], size_t(unit));
+    uint8_t *bytes() { return reinterpret_cast<uint8_t *>(store.data()); }
+    const uint8_t *bytes() const { return reinterpret_cast<const uint8_t *>(store.data()); }
+    // Element x as a little-endian number.
+    uint64_t at(int32_t x) const {
+        uint64_t v = 0;
+        std::memcpy(&v, bytes() + size_t(x + guard) * size_t(unit), size_t(unit));
         return v;
     }
-    uint32_t guard_value() const { return unit == 4 ? sentinel : sentinel & 0xFFFFu; }
     bool untouched_outside(int32_t first, int32_t last) const {
-        for (int32_t x = -guard; x < int32_t(store.size()) / unit - guard; ++x)
-            if ((x < first || x >= last) && at(x) != guard_value()) return false;
+        for (size_t i = 0; i < store.size() * 4; ++i) {
+            const int64_t x = int64_t(i) / unit - guard;
+            if ((x < first || x >= last) && bytes()[i] != uint8_t(sentinel >> (8 * (i % 4))))
+                return false;
+        }
         return true;
     }
     // Element of the first difference from `other`, or INT32_MIN.
     int32_t first_difference(const guarded_line &other) const {
-        for (int32_t x = -guard; x < int32_t(store.size()) / unit - guard; ++x)
+        for (int32_t x = -guard; x < int32_t(store.size() * 4) / unit - guard; ++x)
             if (at(x) != other.at(x)) return x;
         return INT32_MIN;
     }
@@ -129,7 +126,7 @@ inline void run(tovrel::persp_span_renderer p, tovrel::affine_span_renderer f, g
     f(&l.rows, a.x0, a.x1, &t.ref, a.u_max, a.v_max, a.u_step, a.v_step, a.u_base, a.v_base);
 }
 
-// One implementation of the RGBQ table pair.
+// One implementation of a family's table pair.
 struct tables {
     const char *name;
     const tovrel::persp_renderer_table *persp;
