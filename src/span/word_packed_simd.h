@@ -1,15 +1,15 @@
-// SIMD forms of the packed word members up to three columns wide. Each
-// matches word_member<Slot> (packed kind) of word_traits.h bit for bit.
+// SIMD forms of the packed word members. Each matches word_member<Slot>
+// (packed kind) of word_traits.h bit for bit.
 #pragma once
 
 #include "span/span_renderer.h"
 
 namespace tovrel::span {
 
-// Slots with an SSE2 form: packed and at most three columns wide.
+// Slots with an SSE2 form: every packed one.
 inline constexpr bool word_has_sse2(int slot) {
-    return slot == 1 || slot == 2 || slot == 6 || slot == 11 || slot == 12 || slot == 13 ||
-           slot == 16 || slot == 17 || slot == 18;
+    return slot == 1 || slot == 2 || slot == 6 || slot == 10 || (slot >= 11 && slot <= 13) ||
+           slot >= 15;
 }
 
 // Defined for those slots only (explicit instantiations).

@@ -1,5 +1,5 @@
-// SSE2 packed word members for the footprints up to three columns wide
-// (slots 1, 2, 6, 11, 12, 13, 16, 17, 18). Four pixels at a time: per
+// SSE2 forms of every packed word member (slots 1, 2, 6, 10, 11, 12, 13
+// and 15 to 20). Four pixels at a time: per
 // pixel and texel row the two column sums (A, B) as one 32-bit pair of
 // 16-bit lanes, then the rows combined in 16-bit lanes (wrapping, as the
 // statement's partial sums do), the pre-shift (psrlw), one pmaddwd per row
@@ -30,18 +30,38 @@ inline __m128i load32(const uint8_t *p) {
     return _mm_cvtsi32_si128(v);
 }
 
+inline __m128i load16(const uint8_t *p) {
+    uint16_t v;
+    __builtin_memcpy(&v, p, 2);
+    return _mm_cvtsi32_si128(v);
+}
+
 // (A, B) of one texel row in the low 32 bits: A = t0 + .. + t(W-1),
-// B = t1 + .. + tW, 16-bit lanes. Reads exactly the W + 1 words.
+// B = t1 + .. + tW, 16-bit lanes (wrapping; B = A - t0 + tW is the same
+// sum modulo 65536). Reads exactly the W + 1 words.
 template <int W>
 inline __m128i row_pair(const uint8_t *p) {
     if constexpr (W == 1) {
         return load32(p);
     } else if constexpr (W == 2) {
         return _mm_add_epi16(load32(p), load32(p + 2));
-    } else {
-        static_assert(W == 3, "SSE2 word members are up to three columns wide");
+    } else if constexpr (W == 3) {
         const __m128i x = load64(p); // t0 t1 t2 t3
         return _mm_add_epi16(_mm_add_epi16(x, _mm_srli_epi64(x, 16)), _mm_srli_epi64(x, 32));
+    } else {
+        static_assert(W == 4 || W == 8, "word footprints are 1, 2, 3, 4 or 8 columns wide");
+        __m128i x, a;
+        if constexpr (W == 4) {
+            x = load64(p); // t0 .. t3
+            a = _mm_add_epi16(x, _mm_srli_epi64(x, 32));
+        } else {
+            x = load128(p); // t0 .. t7
+            a = _mm_add_epi16(x, _mm_srli_si128(x, 8));
+            a = _mm_add_epi16(a, _mm_srli_si128(a, 4));
+        }
+        a = _mm_add_epi16(a, _mm_srli_si128(a, 2)); // lane 0: A
+        const __m128i b = _mm_add_epi16(_mm_sub_epi16(a, x), load16(p + 2 * W));
+        return _mm_unpacklo_epi16(a, b);
     }
 }
 
@@ -160,11 +180,15 @@ void word_sse2_member<Slot>::affine(const span_rows *line, int32_t x0, int32_t x
 template struct word_sse2_member<1>;
 template struct word_sse2_member<2>;
 template struct word_sse2_member<6>;
+template struct word_sse2_member<10>;
 template struct word_sse2_member<11>;
 template struct word_sse2_member<12>;
 template struct word_sse2_member<13>;
+template struct word_sse2_member<15>;
 template struct word_sse2_member<16>;
 template struct word_sse2_member<17>;
 template struct word_sse2_member<18>;
+template struct word_sse2_member<19>;
+template struct word_sse2_member<20>;
 
 } // namespace tovrel::span
