@@ -37,12 +37,17 @@ struct image {
     int32_t pitch = 0;
     uint8_t *pixels = nullptr;
 
-    uint8_t format = TOVREL_FORMAT_RGBQ; // or S16X4A: 8 bytes per pixel (CV_16SC4)
+    // Or S16X4A: 8 bytes per pixel (CV_16SC4); word: 2 bytes (CV_16UC1,
+    // also a w12b alpha plane).
+    uint8_t format = TOVREL_FORMAT_RGBQ;
+
+    static int32_t pixel_bytes(uint8_t f) {
+        return f == TOVREL_FORMAT_RGBQ ? 4 : f == TOVREL_FORMAT_WORD ? 2 : 8;
+    }
 
     image() = default;
     image(int32_t w, int32_t h, uint8_t f = TOVREL_FORMAT_RGBQ)
-        : width(w), height(h), pitch((w * (f == TOVREL_FORMAT_RGBQ ? 4 : 8) + 63) & ~63),
-          format(f) {
+        : width(w), height(h), pitch((w * pixel_bytes(f) + 63) & ~63), format(f) {
         size_t bytes = size_t(pitch) * size_t(h);
         pixels = static_cast<uint8_t *>(std::aligned_alloc(64, (bytes + 63) & ~size_t(63)));
         std::memset(pixels, 0, bytes);
@@ -113,6 +118,60 @@ inline const image &cached_s16x4a_texture(int32_t w, int32_t h, uint32_t seed) {
                 const int16_t px[4] = {int16_t((q[0] - 128) * 64), int16_t((q[1] - 128) * 64),
                                        int16_t((q[2] - 128) * 64), 4096};
                 std::memcpy(slot->row(y) + 8 * x, px, 8);
+            }
+    }
+    return *slot;
+}
+
+// The texture as one word per pixel: 12-bit data (16 * byte 0 + the high
+// nibble of byte 1), inside every range limit of the word renderers.
+inline const image &cached_word_texture(int32_t w, int32_t h, uint32_t seed) {
+    static std::map<std::pair<int32_t, int32_t>, std::unique_ptr<image>> cache;
+    auto &slot = cache[{w, h}];
+    if (!slot) {
+        const image &rgbq = cached_texture(w, h, seed);
+        slot = std::make_unique<image>(w, h, TOVREL_FORMAT_WORD);
+        for (int32_t y = 0; y < h; ++y)
+            for (int32_t x = 0; x < w; ++x) {
+                const uint8_t *q = rgbq.row(y) + 4 * x;
+                const uint16_t v = uint16_t(16 * q[0] + (q[1] >> 4));
+                std::memcpy(slot->row(y) + 2 * x, &v, 2);
+            }
+    }
+    return *slot;
+}
+
+// The texture's byte 3 (a diagonal ramp from opaque to transparent) as a
+// w12b plane: round(a * 4096 / 255).
+inline const image &cached_alpha_plane(int32_t w, int32_t h, uint32_t seed) {
+    static std::map<std::pair<int32_t, int32_t>, std::unique_ptr<image>> cache;
+    auto &slot = cache[{w, h}];
+    if (!slot) {
+        const image &rgbq = cached_texture(w, h, seed);
+        slot = std::make_unique<image>(w, h, TOVREL_FORMAT_WORD);
+        for (int32_t y = 0; y < h; ++y)
+            for (int32_t x = 0; x < w; ++x) {
+                const uint16_t v = uint16_t((rgbq.row(y)[4 * x + 3] * 4096 + 127) / 255);
+                std::memcpy(slot->row(y) + 2 * x, &v, 2);
+            }
+    }
+    return *slot;
+}
+
+// The texture premultiplied by its byte 3 (PIXMAN_a8r8g8b8 as pixman
+// expects it): bytes 0..2 = round(c * a / 255), byte 3 = a.
+inline const image &cached_premultiplied_texture(int32_t w, int32_t h, uint32_t seed) {
+    static std::map<std::pair<int32_t, int32_t>, std::unique_ptr<image>> cache;
+    auto &slot = cache[{w, h}];
+    if (!slot) {
+        const image &rgbq = cached_texture(w, h, seed);
+        slot = std::make_unique<image>(w, h);
+        for (int32_t y = 0; y < h; ++y)
+            for (int32_t x = 0; x < w; ++x) {
+                const uint8_t *q = rgbq.row(y) + 4 * x;
+                uint8_t *p = slot->row(y) + 4 * x;
+                for (int k = 0; k < 3; ++k) p[k] = uint8_t((q[k] * q[3] + 127) / 255);
+                p[3] = q[3];
             }
     }
     return *slot;
