@@ -42,18 +42,21 @@ struct composite {
     }
 };
 
-template <int Slot>
-using rgbq_alpha_member = composite<&rgbq_span_renderers, Slot>;
-
-constinit const persp_renderer_table rgbq_alpha_persp = span::make_persp_table<rgbq_alpha_member>();
-constinit const affine_renderer_table rgbq_alpha_affine =
-    span::make_affine_table<rgbq_alpha_member>();
-static_assert(span::members_complete<rgbq_alpha_member>());
+// The table pair of one colour family with an alpha plane.
+template <table_source Colour>
+struct composite_pair {
+    template <int Slot>
+    using member = composite<Colour, Slot>;
+    static_assert(span::members_complete<member>());
+    static constexpr persp_renderer_table persp = span::make_persp_table<member>();
+    static constexpr affine_renderer_table affine = span::make_affine_table<member>();
+    static renderer_table_pair tables() { return {&persp, &affine}; }
+};
 
 } // namespace
 
 renderer_table_pair rgbq_alpha_span_renderers() {
-    return {&rgbq_alpha_persp, &rgbq_alpha_affine};
+    return composite_pair<&rgbq_span_renderers>::tables();
 }
 
 } // namespace tovrel
