@@ -1,7 +1,9 @@
 #include "span/alpha_renderers.h"
 
+#include "span/rgbq_packed_simd.h"
 #include "span/rgbq_renderers.h"
 #include "span/span_sampling.h"
+#include "span/word_packed_simd.h"
 #include "span/word_renderers.h"
 
 namespace tovrel {
@@ -18,27 +20,65 @@ inline texture_ref alpha_plane(const texture_ref *texture) {
     return {texture->alpha, texture->alpha_pitch, nullptr, 0};
 }
 
+// The member of table kind Persp of M.
+template <bool Persp, class M>
+constexpr auto kind_of() {
+    if constexpr (Persp)
+        return &M::persp;
+    else
+        return &M::affine;
+}
+
+template <bool Persp>
+constexpr auto table_of(const renderer_table_pair &p) {
+    if constexpr (Persp)
+        return p.persp;
+    else
+        return p.affine;
+}
+
+// A member running both passes in one loop, where the tables hold exactly
+// the two members it fuses (so that a replaced member is still used), else
+// null.
+template <table_source Colour, int Slot, bool Persp, class Fn>
+Fn fused(Fn colour, Fn alpha) {
+    using namespace span;
+    if constexpr (Colour == &rgbq_span_renderers && rgbq_alpha_fused(Slot)) {
+        if (alpha != kind_of<Persp, word_sse2_member<Slot>>()) return nullptr;
+        if (colour == kind_of<Persp, rgbq_sse2_member<Slot>>())
+            return kind_of<Persp, rgbq_alpha_sse2_member<Slot>>();
+        if (colour == kind_of<Persp, rgbq_avx2_member<Slot>>())
+            return kind_of<Persp, rgbq_alpha_avx2_member<Slot>>();
+    }
+    return nullptr;
+}
+
+// Slot k of the colour table, then slot k of the word table on the alpha
+// plane, read from the tables on every call.
 template <table_source Colour, int Slot>
 struct composite {
+    template <bool Persp, class... Args>
+    static void run(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
+                    Args... args) {
+        const renderer_table_pair c = Colour(), w = word_span_renderers();
+        const auto colour = (*table_of<Persp>(c))[Slot], alpha = (*table_of<Persp>(w))[Slot];
+        if (const auto both = fused<Colour, Slot, Persp>(colour, alpha))
+            return both(line, x0, x1, texture, args...);
+        colour(line, x0, x1, texture, args...);
+        const span_rows a = alpha_line(line);
+        const texture_ref t = alpha_plane(texture);
+        alpha(&a, x0, x1, &t, args...);
+    }
     static void persp(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
                       float u_max, float v_max, float u_step, float v_step, float u_base,
                       float v_base, float w_step, float w_base) {
-        (*Colour().persp)[Slot](line, x0, x1, texture, u_max, v_max, u_step, v_step, u_base, v_base,
-                                w_step, w_base);
-        const span_rows a = alpha_line(line);
-        const texture_ref t = alpha_plane(texture);
-        (*word_span_renderers().persp)[Slot](&a, x0, x1, &t, u_max, v_max, u_step, v_step, u_base,
-                                             v_base, w_step, w_base);
+        run<true>(line, x0, x1, texture, u_max, v_max, u_step, v_step, u_base, v_base, w_step,
+                  w_base);
     }
     static void affine(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
                        float u_max, float v_max, float u_step, float v_step, float u_base,
                        float v_base) {
-        (*Colour().affine)[Slot](line, x0, x1, texture, u_max, v_max, u_step, v_step, u_base,
-                                 v_base);
-        const span_rows a = alpha_line(line);
-        const texture_ref t = alpha_plane(texture);
-        (*word_span_renderers().affine)[Slot](&a, x0, x1, &t, u_max, v_max, u_step, v_step, u_base,
-                                              v_base);
+        run<false>(line, x0, x1, texture, u_max, v_max, u_step, v_step, u_base, v_base);
     }
 };
 
