@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "span/alpha_renderers.h"
+#include "span/rgbq_packed_simd.h"
 #include "span/rgbq_renderers.h"
 #include "span/word_renderers.h"
 #include "span_test_support.h"
@@ -16,7 +17,25 @@ namespace {
 
 using namespace span_test;
 
-enum class family { rgbq, word, rgbq_alpha };
+// rgbq_alpha: pair E as dispatched; rgbq_alpha_fused: its one-loop members
+// of each instruction set.
+enum class family { rgbq, word, rgbq_alpha, rgbq_alpha_fused };
+
+// The one-loop RGBQ + alpha members of one instruction set in their slots.
+template <template <int> class M>
+tables fused_tables() {
+    static const auto persp = [] {
+        tovrel::persp_renderer_table t{};
+        t[1] = &M<1>::persp, t[2] = &M<2>::persp, t[6] = &M<6>::persp, t[11] = &M<11>::persp;
+        return t;
+    }();
+    static const auto affine = [] {
+        tovrel::affine_renderer_table t{};
+        t[1] = &M<1>::affine, t[2] = &M<2>::affine, t[6] = &M<6>::affine, t[11] = &M<11>::affine;
+        return t;
+    }();
+    return {"", &persp, &affine};
+}
 
 struct simd_case {
     family f;
@@ -52,14 +71,16 @@ protected:
         const renderer_table_pair e = rgbq_alpha_span_renderers();
         const tables simd =
             f == family::word ? tables{"", &word_persp_span_renderers, &word_affine_span_renderers}
-            : f == family::rgbq_alpha ? tables{"", e.persp, e.affine}
+            : f == family::rgbq_alpha       ? tables{"", e.persp, e.affine}
+            : f == family::rgbq_alpha_fused ? (avx2 ? fused_tables<span::rgbq_alpha_avx2_member>()
+                                                    : fused_tables<span::rgbq_alpha_sse2_member>())
             : avx2 ? tables{"", &rgbq_persp_span_renderers_avx2, &rgbq_affine_span_renderers_avx2}
                    : tables{"", &rgbq_persp_span_renderers, &rgbq_affine_span_renderers};
         const int32_t end = std::max(a.x1, a.x0 + 1);
         guarded_line want(end + 4, unit()), got(end + 4, unit());
         guarded_line want_alpha(end + 4, 2), got_alpha(end + 4, 2);
         (f == family::word ? word_c : rgbq_c).run(slot, persp, want, t, a);
-        if (f == family::rgbq_alpha) {
+        if (f == family::rgbq_alpha || f == family::rgbq_alpha_fused) {
             const texture alpha = alpha_of(t);
             word_c.run(slot, persp, want_alpha, alpha, a);
             texture both = t;
@@ -158,6 +179,9 @@ std::vector<simd_case> all_cases() {
         for (bool persp : {false, true}) {
             if (tovrel::word_slot_is_packed(slot)) v.push_back({family::word, slot, persp, false});
             v.push_back({family::rgbq_alpha, slot, persp, false});
+            if (tovrel::span::rgbq_alpha_fused(slot))
+                for (bool avx2 : {false, true})
+                    v.push_back({family::rgbq_alpha_fused, slot, persp, avx2});
         }
     return v;
 }
@@ -166,7 +190,9 @@ INSTANTIATE_TEST_SUITE_P(Packed, SpanSimd, testing::ValuesIn(all_cases()),
                              const auto &p = i.param;
                              return std::string(p.f == family::word         ? "word_"
                                                 : p.f == family::rgbq_alpha ? "rgbq_alpha_"
-                                                                            : "rgbq_") +
+                                                : p.f == family::rgbq_alpha_fused
+                                                    ? "rgbq_alpha_fused_"
+                                                    : "rgbq_") +
                                     (p.avx2 ? "avx2" : "sse2") +
                                     (p.persp ? "_persp_" : "_affine_") + std::to_string(p.slot);
                          });
