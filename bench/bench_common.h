@@ -104,77 +104,59 @@ inline const image &cached_texture(int32_t w, int32_t h, uint32_t seed) {
     return *slot;
 }
 
-// The S16X4A form of the texture: components (byte - 128) * 64 and an
-// opaque alpha of 4096.
-inline const image &cached_s16x4a_texture(int32_t w, int32_t h, uint32_t seed) {
+// A texture made from cached_texture pixel by pixel (per_pixel(rgbq
+// pixel, pixel of `format`)), once per size: one cache per call site.
+template <class F>
+inline const image &cached_derived(int32_t w, int32_t h, uint32_t seed, uint8_t format,
+                                   F per_pixel) {
     static std::map<std::pair<int32_t, int32_t>, std::unique_ptr<image>> cache;
     auto &slot = cache[{w, h}];
     if (!slot) {
         const image &rgbq = cached_texture(w, h, seed);
-        slot = std::make_unique<image>(w, h, TOVREL_FORMAT_S16X4A);
+        slot = std::make_unique<image>(w, h, format);
+        const int32_t bytes = image::pixel_bytes(format);
         for (int32_t y = 0; y < h; ++y)
-            for (int32_t x = 0; x < w; ++x) {
-                const uint8_t *q = rgbq.row(y) + 4 * x;
-                const int16_t px[4] = {int16_t((q[0] - 128) * 64), int16_t((q[1] - 128) * 64),
-                                       int16_t((q[2] - 128) * 64), 4096};
-                std::memcpy(slot->row(y) + 8 * x, px, 8);
-            }
+            for (int32_t x = 0; x < w; ++x)
+                per_pixel(rgbq.row(y) + 4 * x, slot->row(y) + bytes * x);
     }
     return *slot;
+}
+
+// The S16X4A form of the texture: components (byte - 128) * 64 and an
+// opaque alpha of 4096.
+inline const image &cached_s16x4a_texture(int32_t w, int32_t h, uint32_t seed) {
+    return cached_derived(w, h, seed, TOVREL_FORMAT_S16X4A, [](const uint8_t *q, uint8_t *p) {
+        const int16_t px[4] = {int16_t((q[0] - 128) * 64), int16_t((q[1] - 128) * 64),
+                               int16_t((q[2] - 128) * 64), 4096};
+        std::memcpy(p, px, 8);
+    });
 }
 
 // The texture as one word per pixel: 12-bit data (16 * byte 0 + the high
 // nibble of byte 1), inside every range limit of the word renderers.
 inline const image &cached_word_texture(int32_t w, int32_t h, uint32_t seed) {
-    static std::map<std::pair<int32_t, int32_t>, std::unique_ptr<image>> cache;
-    auto &slot = cache[{w, h}];
-    if (!slot) {
-        const image &rgbq = cached_texture(w, h, seed);
-        slot = std::make_unique<image>(w, h, TOVREL_FORMAT_WORD);
-        for (int32_t y = 0; y < h; ++y)
-            for (int32_t x = 0; x < w; ++x) {
-                const uint8_t *q = rgbq.row(y) + 4 * x;
-                const uint16_t v = uint16_t(16 * q[0] + (q[1] >> 4));
-                std::memcpy(slot->row(y) + 2 * x, &v, 2);
-            }
-    }
-    return *slot;
+    return cached_derived(w, h, seed, TOVREL_FORMAT_WORD, [](const uint8_t *q, uint8_t *p) {
+        const uint16_t v = uint16_t(16 * q[0] + (q[1] >> 4));
+        std::memcpy(p, &v, 2);
+    });
 }
 
 // The texture's byte 3 (a diagonal ramp from opaque to transparent) as a
 // w12b plane: round(a * 4096 / 255).
 inline const image &cached_alpha_plane(int32_t w, int32_t h, uint32_t seed) {
-    static std::map<std::pair<int32_t, int32_t>, std::unique_ptr<image>> cache;
-    auto &slot = cache[{w, h}];
-    if (!slot) {
-        const image &rgbq = cached_texture(w, h, seed);
-        slot = std::make_unique<image>(w, h, TOVREL_FORMAT_WORD);
-        for (int32_t y = 0; y < h; ++y)
-            for (int32_t x = 0; x < w; ++x) {
-                const uint16_t v = uint16_t((rgbq.row(y)[4 * x + 3] * 4096 + 127) / 255);
-                std::memcpy(slot->row(y) + 2 * x, &v, 2);
-            }
-    }
-    return *slot;
+    return cached_derived(w, h, seed, TOVREL_FORMAT_WORD, [](const uint8_t *q, uint8_t *p) {
+        const uint16_t v = uint16_t((q[3] * 4096 + 127) / 255);
+        std::memcpy(p, &v, 2);
+    });
 }
 
 // The texture premultiplied by its byte 3 (PIXMAN_a8r8g8b8 as pixman
 // expects it): bytes 0..2 = round(c * a / 255), byte 3 = a.
 inline const image &cached_premultiplied_texture(int32_t w, int32_t h, uint32_t seed) {
-    static std::map<std::pair<int32_t, int32_t>, std::unique_ptr<image>> cache;
-    auto &slot = cache[{w, h}];
-    if (!slot) {
-        const image &rgbq = cached_texture(w, h, seed);
-        slot = std::make_unique<image>(w, h);
-        for (int32_t y = 0; y < h; ++y)
-            for (int32_t x = 0; x < w; ++x) {
-                const uint8_t *q = rgbq.row(y) + 4 * x;
-                uint8_t *p = slot->row(y) + 4 * x;
-                for (int k = 0; k < 3; ++k) p[k] = uint8_t((q[k] * q[3] + 127) / 255);
-                p[3] = q[3];
-            }
-    }
-    return *slot;
+    return cached_derived(w, h, seed, TOVREL_FORMAT_RGBQ, [](const uint8_t *q, uint8_t *p) {
+        for (int k = 0; k < 3; ++k) p[k] = uint8_t((q[k] * q[3] + 127) / 255);
+        p[3] = q[3];
+    });
 }
 
 inline void fill_bytes(image &img, uint8_t value) {

@@ -433,6 +433,8 @@ inline __m256i render_eight(const uint8_t *base, ptrdiff_t rb, const lane_data<N
 // A fused member's second pass over the same positions (see alpha_pass);
 // the plain members have none.
 struct no_second_pass {
+    no_second_pass() = default;
+    no_second_pass(const span_rows &, int32_t, int32_t, const texture_ref &) {}
     template <class V>
     void operator()(V, V) {}
 };
@@ -509,19 +511,34 @@ void render_packed(const span_rows *line, int32_t x0, int32_t x1, const texture_
     }
 }
 
-// The table members of one instruction set.
-template <class Isa, int Slot>
-struct packed_members {
+// The table members over a span routine Render::run<P>(line, x0, x1,
+// texture, coefficients).
+template <class Render>
+struct span_members {
     static void persp(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
                       float u_max, float v_max, float u_step, float v_step, float u_base,
                       float v_base, float w_step, float w_base) {
         const span_coefficients k{u_max, v_max, u_step, v_step, u_base, v_base, w_step, w_base};
-        render_packed<Isa, Slot, projection::perspective>(line, x0, x1, texture, k);
+        Render::template run<projection::perspective>(line, x0, x1, texture, k);
     }
     static void affine(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
                        float u_max, float v_max, float u_step, float v_step, float u_base,
                        float v_base) {
         const span_coefficients k{u_max, v_max, u_step, v_step, u_base, v_base, 0.0f, 0.0f};
-        render_packed<Isa, Slot, projection::affine>(line, x0, x1, texture, k);
+        Render::template run<projection::affine>(line, x0, x1, texture, k);
     }
 };
+
+// The packed RGBQ members of one instruction set, with a second pass over
+// the same positions where one is given.
+template <class Isa, int Slot, class Second = no_second_pass>
+struct packed_render {
+    template <projection P>
+    static void run(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
+                    const span_coefficients &k) {
+        render_packed<Isa, Slot, P>(line, x0, x1, texture, k, Second(*line, x0, x1, *texture));
+    }
+};
+
+template <class Isa, int Slot>
+using packed_members = span_members<packed_render<Isa, Slot>>;

@@ -174,19 +174,4 @@ struct alpha_pass {
 // plane. The bytes are those of the two members called one after the
 // other; the positions are stepped once instead of twice.
 template <class Isa, int Slot>
-struct rgbq_alpha_members {
-    static void persp(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                      float u_max, float v_max, float u_step, float v_step, float u_base,
-                      float v_base, float w_step, float w_base) {
-        const span_coefficients k{u_max, v_max, u_step, v_step, u_base, v_base, w_step, w_base};
-        render_packed<Isa, Slot, projection::perspective>(
-            line, x0, x1, texture, k, alpha_pass<Slot>(*line, x0, x1, *texture));
-    }
-    static void affine(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                       float u_max, float v_max, float u_step, float v_step, float u_base,
-                       float v_base) {
-        const span_coefficients k{u_max, v_max, u_step, v_step, u_base, v_base, 0.0f, 0.0f};
-        render_packed<Isa, Slot, projection::affine>(line, x0, x1, texture, k,
-                                                     alpha_pass<Slot>(*line, x0, x1, *texture));
-    }
-};
+using rgbq_alpha_members = span_members<packed_render<Isa, Slot, alpha_pass<Slot>>>;

@@ -2,7 +2,7 @@
 // (packed kind) of word_traits.h bit for bit.
 #pragma once
 
-#include "span/span_renderer.h"
+#include "span/simd_member.h"
 
 namespace tovrel::span {
 
@@ -12,11 +12,10 @@ inline constexpr bool word_has_sse2(int slot) {
            slot >= 15;
 }
 
-// Defined for those slots only (explicit instantiations).
+// Defined for those slots only (explicit instantiations in
+// word_packed_sse2.cpp).
+struct word_sse2_set;
 template <int Slot>
-struct word_sse2_member {
-    static persp_span_fn persp;
-    static affine_span_fn affine;
-};
+using word_sse2_member = simd_member<word_sse2_set, Slot>;
 
 } // namespace tovrel::span
