@@ -3,13 +3,29 @@
 #include "span/rgbq_packed_simd.h"
 #include "span/rgbq_renderers.h"
 #include "span/span_sampling.h"
+#include "span/w210_renderers.h"
 #include "span/word_packed_simd.h"
 #include "span/word_renderers.h"
+#include "span/yuy2_renderers.h"
 
 namespace tovrel {
 namespace {
 
 using table_source = renderer_table_pair (*)();
+
+// The scalar statements of each family as a pair.
+renderer_table_pair rgbq_statements() {
+    return {&rgbq_persp_span_renderers_c, &rgbq_affine_span_renderers_c};
+}
+renderer_table_pair yuy2_statements() {
+    return {&yuy2_persp_span_renderers_c, &yuy2_affine_span_renderers_c};
+}
+renderer_table_pair w210_statements() {
+    return {&w210_persp_span_renderers_c, &w210_affine_span_renderers_c};
+}
+renderer_table_pair word_statements() {
+    return {&word_persp_span_renderers_c, &word_affine_span_renderers_c};
+}
 
 // The alpha pass sees a one-plane line and texture: the caller's alpha
 // line and alpha plane. Nothing is computed between the passes.
@@ -55,12 +71,12 @@ Fn fused(Fn colour, Fn alpha) {
 
 // Slot k of the colour table, then slot k of the word table on the alpha
 // plane, read from the tables on every call.
-template <table_source Colour, int Slot>
+template <table_source Colour, table_source Alpha, int Slot>
 struct composite {
     template <bool Persp, class... Args>
     static void run(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
                     Args... args) {
-        const renderer_table_pair c = Colour(), w = word_span_renderers();
+        const renderer_table_pair c = Colour(), w = Alpha();
         const auto colour = (*table_of<Persp>(c))[Slot], alpha = (*table_of<Persp>(w))[Slot];
         if (const auto both = fused<Colour, Slot, Persp>(colour, alpha))
             return both(line, x0, x1, texture, args...);
@@ -83,10 +99,10 @@ struct composite {
 };
 
 // The table pair of one colour family with an alpha plane.
-template <table_source Colour>
+template <table_source Colour, table_source Alpha = &word_span_renderers>
 struct composite_pair {
     template <int Slot>
-    using member = composite<Colour, Slot>;
+    using member = composite<Colour, Alpha, Slot>;
     static_assert(span::members_complete<member>());
     static constexpr persp_renderer_table persp = span::make_persp_table<member>();
     static constexpr affine_renderer_table affine = span::make_affine_table<member>();
@@ -97,6 +113,22 @@ struct composite_pair {
 
 renderer_table_pair rgbq_alpha_span_renderers() {
     return composite_pair<&rgbq_span_renderers>::tables();
+}
+renderer_table_pair yuy2_alpha_span_renderers() {
+    return composite_pair<&yuy2_span_renderers>::tables();
+}
+renderer_table_pair w210_alpha_span_renderers() {
+    return composite_pair<&w210_span_renderers>::tables();
+}
+
+renderer_table_pair rgbq_alpha_span_renderers_c() {
+    return composite_pair<&rgbq_statements, &word_statements>::tables();
+}
+renderer_table_pair yuy2_alpha_span_renderers_c() {
+    return composite_pair<&yuy2_statements, &word_statements>::tables();
+}
+renderer_table_pair w210_alpha_span_renderers_c() {
+    return composite_pair<&w210_statements, &word_statements>::tables();
 }
 
 } // namespace tovrel

@@ -9,7 +9,14 @@
 
 namespace tovrel {
 
-// Pair E: RGBQ with a w12b alpha plane.
+// Pairs E, F and G: RGBQ, YUY2 and W210 with a w12b alpha plane.
 renderer_table_pair rgbq_alpha_span_renderers();
+renderer_table_pair yuy2_alpha_span_renderers();
+renderer_table_pair w210_alpha_span_renderers();
+
+// The same composites over the scalar statements of both families.
+renderer_table_pair rgbq_alpha_span_renderers_c();
+renderer_table_pair yuy2_alpha_span_renderers_c();
+renderer_table_pair w210_alpha_span_renderers_c();
 
 } // namespace tovrel

@@ -511,28 +511,10 @@ void render_packed(const span_rows *line, int32_t x0, int32_t x1, const texture_
     }
 }
 
-// The table members over a span routine Render::run<P>(line, x0, x1,
-// texture, coefficients).
-template <class Render>
-struct span_members {
-    static void persp(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                      float u_max, float v_max, float u_step, float v_step, float u_base,
-                      float v_base, float w_step, float w_base) {
-        const span_coefficients k{u_max, v_max, u_step, v_step, u_base, v_base, w_step, w_base};
-        Render::template run<projection::perspective>(line, x0, x1, texture, k);
-    }
-    static void affine(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                       float u_max, float v_max, float u_step, float v_step, float u_base,
-                       float v_base) {
-        const span_coefficients k{u_max, v_max, u_step, v_step, u_base, v_base, 0.0f, 0.0f};
-        Render::template run<projection::affine>(line, x0, x1, texture, k);
-    }
-};
-
-// The packed RGBQ members of one instruction set, with a second pass over
-// the same positions where one is given.
+// The packed RGBQ span routine of one instruction set, with a second pass
+// over the same positions where one is given.
 template <class Isa, int Slot, class Second = no_second_pass>
-struct packed_render {
+struct packed_span {
     template <projection P>
     static void run(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
                     const span_coefficients &k) {
@@ -540,5 +522,6 @@ struct packed_render {
     }
 };
 
+// The table members of one instruction set.
 template <class Isa, int Slot>
-using packed_members = span_members<packed_render<Isa, Slot>>;
+struct packed_members : contract_members<packed_span<Isa, Slot>> {};

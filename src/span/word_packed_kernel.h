@@ -174,4 +174,4 @@ struct alpha_pass {
 // plane. The bytes are those of the two members called one after the
 // other; the positions are stepped once instead of twice.
 template <class Isa, int Slot>
-using rgbq_alpha_members = span_members<packed_render<Isa, Slot, alpha_pass<Slot>>>;
+using rgbq_alpha_members = contract_members<packed_span<Isa, Slot, alpha_pass<Slot>>>;

@@ -43,7 +43,7 @@ struct word_render {
 
 struct word_sse2_set {
     template <int Slot>
-    using members = span_members<word_render<Slot>>;
+    using members = contract_members<word_render<Slot>>;
 };
 
 } // namespace tovrel::span

@@ -1,0 +1,146 @@
+// Differential tests: every SIMD packed member of every family against the
+// scalar statement of its arithmetic, on seeded random spans and worst
+// cases; the colour-plus-alpha composites (and their one-loop members)
+// against the colour and word statements run one after the other, the
+// alpha plane with a pitch of its own. Lines must be identical, guard
+// elements included.
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <tuple>
+
+#include "span_test_support.h"
+
+namespace {
+
+using namespace span_test;
+
+struct simd_case {
+    family f;
+    int slot;
+    bool persp;
+};
+
+class PackedSimd : public testing::TestWithParam<simd_case> {
+protected:
+    // Only [x0, max(x1, x0 + 1)) may change, identically in the scalar
+    // statement and in every SIMD form this processor runs.
+    void check(const texture &t, const span_args &a, const char *what) {
+        const auto &[f, slot, persp] = GetParam();
+        const std::vector<tables> impls = f.implementations();
+        const tables &ref = *std::find_if(impls.begin(), impls.end(),
+                                          [](const tables &i) { return i.name[0] == 'c'; });
+        const int32_t end = std::max(a.x1, a.x0 + 1);
+        guarded_line want = f.line(end + 4);
+        ref.run(slot, persp, want, t, a);
+        ASSERT_TRUE(want.untouched_outside(a.x0, end)) << what << ": " << a.describe();
+        for (const tables &simd : impls) {
+            if (&simd == &ref) continue;
+            guarded_line got = f.line(end + 4);
+            simd.run(slot, persp, got, t, a);
+            for (auto [w, g, unit] : {std::tuple{&want.store, &got.store, want.unit},
+                                      std::tuple{&want.alpha_store, &got.alpha_store, 2}}) {
+                const auto d = std::mismatch(w->begin(), w->end(), g->begin());
+                ASSERT_TRUE(d.first == w->end())
+                    << simd.name << " " << what << (unit == want.unit ? "" : " (alpha line)")
+                    << ": first difference at x=" << (d.first - w->begin()) / unit - want.guard
+                    << std::hex << " want " << int(*d.first) << " got " << int(*d.second)
+                    << std::dec << ", pitch " << t.pitch << ", " << a.describe();
+            }
+        }
+    }
+    // A texture of the family with an even width (4:2:2 pairs).
+    texture make(int32_t w, int32_t h, int32_t pitch) const {
+        return GetParam().f.texture_with_pitch(w, h, pitch);
+    }
+    // A span through texel position (u0, v0) at x0 with steps du, dv and w(x0) = w0.
+    span_args through(const texture &t, int32_t x0, int32_t len, float u0, float v0, float du,
+                      float dv, float w0 = 1, float dw = 0) const {
+        const float w = GetParam().persp ? w0 : 1, ws = GetParam().persp ? dw : 0;
+        return span_args(x0, x0 + len, slot_shape(GetParam().slot), t)
+            .steps(du, dv, ws)
+            .bases(u0 * w - du * float(x0), v0 * w - dv * float(x0), w - ws * float(x0));
+    }
+};
+
+TEST_P(PackedSimd, RandomSpans) {
+    const uint32_t seed = test_seed() + uint32_t(GetParam().slot * 2 + GetParam().persp);
+    SCOPED_TRACE("seed " + std::to_string(seed) + " (TOVREL_TEST_SEED varies it)");
+    std::mt19937 rng(seed);
+    auto uni = [&](double lo, double hi) {
+        return float(std::uniform_real_distribution<double>(lo, hi)(rng));
+    };
+    for (int tex = 0; tex < 12; ++tex) {
+        const int32_t w = 10 + 2 * int32_t(rng() % 20), h = 6 + int32_t(rng() % 20);
+        const int32_t unit = GetParam().f.unit;
+        texture t = make(w, h, (unit * w + unit * int32_t(rng() % 4)) * ((rng() & 1) ? -1 : 1));
+        t.randomise(rng);
+        const span_args lim(0, 0, slot_shape(GetParam().slot), t);
+        for (int i = 0; i < 80; ++i) {
+            const int32_t len = rng() % 8 ? 1 + int32_t(rng() % 40) : -int32_t(rng() % 3);
+            const float du = rng() % 5 ? uni(-131072, 131072) : 0, dv = uni(-131072, 131072);
+            check(t,
+                  through(t, int32_t(rng() % 120), len, uni(-0.3 * lim.u_max, 1.3 * lim.u_max),
+                          uni(-0.3 * lim.v_max, 1.3 * lim.v_max), du, rng() % 5 ? dv : 0,
+                          uni(0.6, 1.8), uni(-0.004, 0.004)),
+                  "random");
+        }
+    }
+}
+
+TEST_P(PackedSimd, WorstCases) {
+    std::mt19937 rng(test_seed());
+    texture t = make(24, 12, -24 * GetParam().f.unit);
+    t.randomise(rng);
+    // Fractions 0 and 127, the last dropped bit, both sides of one half;
+    // spans of 1 to 9 pixels cover every tail of a 4-pixel group.
+    for (int32_t fu : {0, 511, 512, 32767, 32768, 65535})
+        for (int32_t fv : {0, 511, 32767, 32768, 33279, 65535})
+            for (int32_t len : {1, 3, 4, 5, 9}) {
+                const float u0 = float(5 * 65536 + fu), v0 = float(4 * 65536 + fv);
+                check(t, through(t, 7, len, u0, v0, 65536, 0), "fractions");
+                check(t, through(t, 0, len, u0, v0, 0, 65536.0f / 3), "fractions, v steps");
+            }
+    // Clamps at both limits, infinities and NaN in bases and steps; w of 0
+    // (infinite reciprocal), negative w, w crossing zero.
+    const float inf = std::numeric_limits<float>::infinity();
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    for (float u : {-1e9f, -0.0f, 3e38f, inf, -inf, nan})
+        for (float v : {-1e9f, 1e9f, inf, nan}) {
+            span_args a = through(t, 3, 6, 0, 0, 1000, -700);
+            check(t, a.bases(u, v, a.w_base), "extreme bases");
+            check(t, a.steps(u, v, a.w_step), "extreme steps");
+        }
+    for (float w0 : {0.0f, -0.0f, -1.0f, 1e-30f})
+        for (float dw : {0.0f, 0.25f, -0.25f}) {
+            span_args a = through(t, 2, 10, 3 * 65536.0f, 2 * 65536.0f, 900, 300, w0, dw);
+            check(t, a, "degenerate w");
+            check(t, a.steps(0, 300, a.w_step).bases(0, a.v_base, a.w_base), "zero numerator");
+        }
+    // Unit pitches at the int16 limits, a pitch that is not a multiple of
+    // the unit.
+    const int32_t unit = GetParam().f.unit;
+    for (int32_t pitch : {unit * 32767, unit * -32768, unit * 10 + 2}) {
+        texture p = make(10, 7, pitch);
+        p.randomise(rng);
+        for (int32_t len = -1; len <= 9; ++len)
+            check(p, through(p, 5, len, 85000, 177000, 31000, 9000, 1.1f, 0.001f), "pitch");
+    }
+}
+
+std::vector<simd_case> all_cases() {
+    std::vector<simd_case> v;
+    for (const family &f : family_list())
+        for (int slot = 0; slot < tovrel::footprint_count; ++slot)
+            if (f.packed(slot) || f.alpha) // composites: word members in every slot
+                for (bool persp : {false, true}) v.push_back({f, slot, persp});
+    return v;
+}
+INSTANTIATE_TEST_SUITE_P(Packed, PackedSimd, testing::ValuesIn(all_cases()),
+                         [](const testing::TestParamInfo<simd_case> &i) {
+                             return std::string(i.param.f.name) +
+                                    (i.param.persp ? "_persp_" : "_affine_") +
+                                    std::to_string(i.param.slot);
+                         });
+
+} // namespace
