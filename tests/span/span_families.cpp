@@ -51,16 +51,18 @@ tables pair_tables(const char *name, renderer_table_pair p) {
 // the composed statements in the others.
 template <template <int> class M>
 tables fused_tables(const char *name) {
-    static const auto persp = [] {
-        persp_renderer_table t = *rgbq_alpha_span_renderers_c().persp;
-        t[1] = &M<1>::persp, t[2] = &M<2>::persp, t[6] = &M<6>::persp, t[11] = &M<11>::persp;
+    auto fill = [](auto t, auto member) {
+        for (auto [slot, fn] : {std::pair{1, member(M<1>{})},
+                                {2, member(M<2>{})},
+                                {6, member(M<6>{})},
+                                {11, member(M<11>{})}})
+            t[size_t(slot)] = fn;
         return t;
-    }();
-    static const auto affine = [] {
-        affine_renderer_table t = *rgbq_alpha_span_renderers_c().affine;
-        t[1] = &M<1>::affine, t[2] = &M<2>::affine, t[6] = &M<6>::affine, t[11] = &M<11>::affine;
-        return t;
-    }();
+    };
+    static const persp_renderer_table persp =
+        fill(*rgbq_alpha_span_renderers_c().persp, [](auto m) { return &decltype(m)::persp; });
+    static const affine_renderer_table affine =
+        fill(*rgbq_alpha_span_renderers_c().affine, [](auto m) { return &decltype(m)::affine; });
     return {name, &persp, &affine};
 }
 
