@@ -55,30 +55,39 @@ constexpr auto table_of(const renderer_table_pair &p) {
 
 // A member running both passes in one loop, where the tables hold exactly
 // the two members it fuses (so that a replaced member is still used), else
-// null.
-template <table_source Colour, int Slot, bool Persp, class Fn>
-Fn fused(Fn colour, Fn alpha) {
-    using namespace span;
-    if constexpr (Colour == &rgbq_span_renderers && rgbq_alpha_fused(Slot)) {
-        if (alpha != kind_of<Persp, word_sse2_member<Slot>>()) return nullptr;
-        if (colour == kind_of<Persp, rgbq_sse2_member<Slot>>())
-            return kind_of<Persp, rgbq_alpha_sse2_member<Slot>>();
-        if (colour == kind_of<Persp, rgbq_avx2_member<Slot>>())
-            return kind_of<Persp, rgbq_alpha_avx2_member<Slot>>();
+// null. No family but RGBQ has one.
+struct no_fusion {
+    template <int Slot, bool Persp, class Fn>
+    static Fn find(Fn, Fn) {
+        return nullptr;
     }
-    return nullptr;
-}
+};
+
+struct rgbq_fusion {
+    template <int Slot, bool Persp, class Fn>
+    static Fn find(Fn colour, Fn alpha) {
+        using namespace span;
+        if constexpr (rgbq_alpha_fused(Slot)) {
+            if (alpha != kind_of<Persp, word_sse2_member<Slot>>()) return nullptr;
+            if (colour == kind_of<Persp, rgbq_sse2_member<Slot>>())
+                return kind_of<Persp, rgbq_alpha_sse2_member<Slot>>();
+            if (colour == kind_of<Persp, rgbq_avx2_member<Slot>>())
+                return kind_of<Persp, rgbq_alpha_avx2_member<Slot>>();
+        }
+        return nullptr;
+    }
+};
 
 // Slot k of the colour table, then slot k of the word table on the alpha
 // plane, read from the tables on every call.
-template <table_source Colour, table_source Alpha, int Slot>
+template <table_source Colour, table_source Alpha, class Fusion, int Slot>
 struct composite {
     template <bool Persp, class... Args>
     static void run(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
                     Args... args) {
         const renderer_table_pair c = Colour(), w = Alpha();
         const auto colour = (*table_of<Persp>(c))[Slot], alpha = (*table_of<Persp>(w))[Slot];
-        if (const auto both = fused<Colour, Slot, Persp>(colour, alpha))
+        if (const auto both = Fusion::template find<Slot, Persp>(colour, alpha))
             return both(line, x0, x1, texture, args...);
         colour(line, x0, x1, texture, args...);
         const span_rows a = alpha_line(line);
@@ -99,10 +108,10 @@ struct composite {
 };
 
 // The table pair of one colour family with an alpha plane.
-template <table_source Colour, table_source Alpha = &word_span_renderers>
+template <table_source Colour, table_source Alpha = &word_span_renderers, class Fusion = no_fusion>
 struct composite_pair {
     template <int Slot>
-    using member = composite<Colour, Alpha, Slot>;
+    using member = composite<Colour, Alpha, Fusion, Slot>;
     static_assert(span::members_complete<member>());
     static constexpr persp_renderer_table persp = span::make_persp_table<member>();
     static constexpr affine_renderer_table affine = span::make_affine_table<member>();
@@ -112,7 +121,7 @@ struct composite_pair {
 } // namespace
 
 renderer_table_pair rgbq_alpha_span_renderers() {
-    return composite_pair<&rgbq_span_renderers>::tables();
+    return composite_pair<&rgbq_span_renderers, &word_span_renderers, rgbq_fusion>::tables();
 }
 renderer_table_pair yuy2_alpha_span_renderers() {
     return composite_pair<&yuy2_span_renderers>::tables();
