@@ -26,6 +26,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <tuple>
 
 namespace bench {
 
@@ -37,17 +38,18 @@ struct image {
     int32_t pitch = 0;
     uint8_t *pixels = nullptr;
 
-    // Or S16X4A: 8 bytes per pixel (CV_16SC4); word: 2 bytes (CV_16UC1,
-    // also a w12b alpha plane).
+    // Or YUY2, W210, S16X4A (8 bytes per pixel, CV_16SC4), word (2 bytes,
+    // CV_16UC1, also a w12b alpha plane).
     uint8_t format = TOVREL_FORMAT_RGBQ;
 
-    static int32_t pixel_bytes(uint8_t f) {
-        return f == TOVREL_FORMAT_RGBQ ? 4 : f == TOVREL_FORMAT_WORD ? 2 : 8;
-    }
-
     image() = default;
+    static int32_t bytes_per_pixel(uint8_t f) {
+        return f == TOVREL_FORMAT_YUY2 || f == TOVREL_FORMAT_WORD   ? 2
+               : f == TOVREL_FORMAT_RGBQ || f == TOVREL_FORMAT_W210 ? 4
+                                                                    : 8;
+    }
     image(int32_t w, int32_t h, uint8_t f = TOVREL_FORMAT_RGBQ)
-        : width(w), height(h), pitch((w * pixel_bytes(f) + 63) & ~63), format(f) {
+        : width(w), height(h), pitch((w * bytes_per_pixel(f) + 63) & ~63), format(f) {
         size_t bytes = size_t(pitch) * size_t(h);
         pixels = static_cast<uint8_t *>(std::aligned_alloc(64, (bytes + 63) & ~size_t(63)));
         std::memset(pixels, 0, bytes);
@@ -114,7 +116,7 @@ inline const image &cached_derived(int32_t w, int32_t h, uint32_t seed, uint8_t 
     if (!slot) {
         const image &rgbq = cached_texture(w, h, seed);
         slot = std::make_unique<image>(w, h, format);
-        const int32_t bytes = image::pixel_bytes(format);
+        const int32_t bytes = image::bytes_per_pixel(format);
         for (int32_t y = 0; y < h; ++y)
             for (int32_t x = 0; x < w; ++x)
                 per_pixel(rgbq.row(y) + 4 * x, slot->row(y) + bytes * x);
@@ -157,6 +159,29 @@ inline const image &cached_premultiplied_texture(int32_t w, int32_t h, uint32_t 
         for (int k = 0; k < 3; ++k) p[k] = uint8_t((q[k] * q[3] + 127) / 255);
         p[3] = q[3];
     });
+}
+
+// The YUY2 or W210 form of the texture at width w: each RGBQ pixel of the
+// half-width texture gives the bytes (YUY2) or the 10-bit words (times 4,
+// W210) of one pixel pair.
+inline const image &cached_422_texture(uint8_t format, int32_t w, int32_t h, uint32_t seed) {
+    static std::map<std::tuple<uint8_t, int32_t, int32_t>, std::unique_ptr<image>> cache;
+    auto &slot = cache[{format, w, h}];
+    if (!slot) {
+        const image &rgbq = cached_texture(w / 2, h, seed);
+        slot = std::make_unique<image>(w, h, format);
+        for (int32_t y = 0; y < h; ++y)
+            for (int32_t i = 0; i < 2 * w; ++i) {
+                const uint8_t b = rgbq.row(y)[i];
+                if (format == TOVREL_FORMAT_YUY2) {
+                    slot->row(y)[i] = b;
+                } else {
+                    const uint16_t v = uint16_t(b * 4);
+                    std::memcpy(slot->row(y) + 2 * i, &v, 2);
+                }
+            }
+    }
+    return *slot;
 }
 
 inline void fill_bytes(image &img, uint8_t value) {

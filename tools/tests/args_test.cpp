@@ -87,8 +87,6 @@ INSTANTIATE_TEST_SUITE_P(
         rejected_case{
             words({"warp", "a.png", "b.png", "--quad", quad, "--under", "u.png", "--bg", "102030"}),
             "--under gives OUT its content and size"},
-        rejected_case{words({"scale", "a.png", "b.png", "--dst", "0,0,1,1", "--alpha"}),
-                      "--alpha belongs to warp"},
         rejected_case{words({"warp", "a.png", "b.png", "--quad", quad, "--bg", "12345"}),
                       "--bg needs"},
         // raw frames and formats
