@@ -4,6 +4,8 @@
 //   golden_tests --verbose       also print every case's CRC and parameters
 //   golden_tests --case=N        print case N alone
 //   golden_tests --regenerate    rewrite golden_values.h from this build
+//   golden_tests --isa=sse2      the same with the SIMD members capped at SSE2,
+//   golden_tests --isa=scalar    or with the scalar statements alone
 #include <gtest/gtest.h>
 
 #include <cinttypes>
@@ -13,6 +15,7 @@
 #include <vector>
 
 #include "corpus.h"
+#include "diag/isa.h"
 #include "golden_values.h"
 
 namespace golden {
@@ -151,12 +154,17 @@ int main(int argc, char **argv) {
             golden::verbose = true;
         } else if (arg == "--regenerate") {
             regenerate = true;
+        } else if (arg == "--isa=sse2" || arg == "--isa=scalar") {
+            tovrel::isa_cap_for_tests(arg == "--isa=sse2" ? tovrel::isa_level::sse2
+                                                          : tovrel::isa_level::scalar);
         } else if (arg.rfind("--case=", 0) == 0) {
             const uint32_t n = static_cast<uint32_t>(std::stoul(arg.substr(7)));
             golden::print_case(n, golden::run_case(n));
             return 0;
         } else {
-            std::fprintf(stderr, "usage: %s [--verbose] [--case=N] [--regenerate]\n", argv[0]);
+            std::fprintf(stderr,
+                         "usage: %s [--verbose] [--case=N] [--regenerate] [--isa=sse2|scalar]\n",
+                         argv[0]);
             return 2;
         }
     }
