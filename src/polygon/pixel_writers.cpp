@@ -384,6 +384,17 @@ void fill_s16x4_alpha_opaque(const span_rows *d, const span_rows *, int32_t x0, 
     for (int32_t x = x0; x < x1; ++x) p[ptrdiff_t(x) * 4 + 3] = 4096;
 }
 
+namespace {
+
+template <class Writer, size_t N>
+Writer statement_of(Writer w, const std::pair<Writer, Writer> (&statements)[N]) {
+    for (const auto &[best, statement] : statements)
+        if (w == best) return statement;
+    return w;
+}
+
+} // namespace
+
 coverage_writer scalar_statement(coverage_writer w) {
     const std::pair<coverage_writer, coverage_writer> statements[] = {
         {write_rgbq, write_rgbq_c},
@@ -394,9 +405,7 @@ coverage_writer scalar_statement(coverage_writer w) {
         {write_rgbqa_premul, write_rgbqa_premul_c},
         {write_rgbqa_over_premul, write_rgbqa_over_premul_c},
         {add_rgbqa_over_premul, add_rgbqa_over_premul_c}};
-    for (const auto &[best, statement] : statements)
-        if (w == best) return statement;
-    return w;
+    return statement_of(w, statements);
 }
 
 span_writer scalar_statement(span_writer w) {
@@ -404,9 +413,7 @@ span_writer scalar_statement(span_writer w) {
         {blend_rgbqa_straight, blend_rgbqa_straight_c},
         {blend_rgbqa_premul, blend_rgbqa_premul_c},
         {blend_rgbqa_over_premul, blend_rgbqa_over_premul_c}};
-    for (const auto &[best, statement] : statements)
-        if (w == best) return statement;
-    return w;
+    return statement_of(w, statements);
 }
 
 } // namespace tovrel

@@ -23,7 +23,7 @@ namespace {
 
 // Enough cases to meet every format pair, flag and footprint many times,
 // few enough to run in seconds under wine and the sanitizers.
-constexpr uint32_t case_count = 10000;
+constexpr uint32_t case_count = 20000;
 
 bool verbose = false;
 

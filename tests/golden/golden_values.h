@@ -6,10 +6,10 @@
 
 namespace golden {
 
-// The 9976 cases that give the same bytes on every processor.
-inline constexpr uint32_t everywhere_value = 0x21eff044;
+// The 19950 cases that give the same bytes on every processor.
+inline constexpr uint32_t everywhere_value = 0xfd7d6fc0;
 
-// The 24 perspective cases drawn by packed members, per kind of
+// The 50 perspective cases drawn by packed members, per kind of
 // approximate reciprocal (rcp_kind()), measured beside `everywhere`.
 struct kind_value {
     uint32_t kind;
@@ -18,7 +18,7 @@ struct kind_value {
     uint32_t value;
 };
 inline constexpr kind_value kind_values[] = {
-    {0x5b35ab1f, "AMD", 0x21eff044, 0xf28667a9},
+    {0x5b35ab1f, "AMD", 0xfd7d6fc0, 0x6504fd37},
 };
 
 } // namespace golden
