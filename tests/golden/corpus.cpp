@@ -359,35 +359,6 @@ const format_info &rect_destination(rng &r, const format_info &sf) {
     return sf;
 }
 
-// Source rectangle [x0, x1) in source pixels and the destination one. One
-// case in four takes one of the whole-pixel enlargements that have kernels
-// of their own (x2, 16/9, 8/3, 9/8, 3/2, 4/3) or 1:1, aligned on pairs.
-void rect_extents(rng &r, double *src, double *dst, int32_t sw, int32_t sh, int32_t dw,
-                  int32_t dh) {
-    struct ratio {
-        int32_t num, den, dst_multiple;
-    };
-    constexpr ratio exact[] = {{1, 1, 2},  {2, 1, 4}, {16, 9, 32}, {8, 3, 16},
-                               {9, 8, 18}, {3, 2, 6}, {4, 3, 8}};
-    if (r.chance(25)) {
-        const ratio q = r.pick(exact);
-        const int32_t dst_w = q.dst_multiple * r.range(1, std::max(1, 64 / q.dst_multiple));
-        src[0] = 2 * r.range(0, 4);
-        src[2] = src[0] + dst_w * q.den / q.num;
-        dst[0] = 2 * r.range(0, 2);
-        dst[2] = dst[0] + dst_w;
-    } else {
-        src[0] = r.grid(-0.3f * sw, 0.8f * sw);
-        src[2] = src[0] + r.grid(0.125f, 1.2f * sw);
-        dst[0] = r.grid(-0.3f * dw, 0.8f * dw);
-        dst[2] = dst[0] + r.grid(0.125f, 1.2f * dw);
-    }
-    src[1] = r.grid(-0.3f * sh, 0.8f * sh);
-    src[3] = src[1] + r.grid(0.125f, 1.2f * sh);
-    dst[1] = r.grid(-0.3f * dh, 0.8f * dh);
-    dst[3] = r.chance(30) ? dst[1] + (src[3] - src[1]) : dst[1] + r.grid(0.125f, 1.2f * dh);
-}
-
 // Rectangles draw RGBQ, YUY2, W210 and yuvq; the other formats are refused.
 const format_info &rect_format(rng &r) {
     constexpr uint8_t drawn[] = {TOVREL_FORMAT_RGBQ, TOVREL_FORMAT_YUY2, TOVREL_FORMAT_W210,
@@ -395,37 +366,64 @@ const format_info &rect_format(rng &r) {
     return r.chance(85) ? format_of(r.pick(drawn)) : any_format(r);
 }
 
+// Extents [0] to [3] (x0, y0, x1, y1) of a rectangle in an image w x h.
+void extents(rng &r, double *e, int32_t w, int32_t h, bool horizontal) {
+    for (int axis = horizontal ? 0 : 1; axis < 2; ++axis) {
+        const float size = static_cast<float>(axis == 0 ? w : h);
+        e[axis] = r.grid(-0.3f * size, 0.8f * size);
+        e[axis + 2] = e[axis] + r.grid(0.125f, 1.2f * size);
+    }
+}
+
 void make_rect(rng &r, rect_case &c, bool multisrc, std::string &s) {
     const format_info &sf = rect_format(r);
     const format_info &df = rect_destination(r, sf);
     const int32_t count = !multisrc ? 1 : r.chance(3) ? 0 : r.range(1, 4);
-    const int32_t dw = width_for(r, df) + (r.chance(25) ? 32 : 0), dh = size(r);
+    int32_t dw = width_for(r, df), dh = size(r), exact_width = 0;
+    // One single rectangle in four takes 1:1 or one of the enlargements with
+    // kernels of their own (x2, 16/9, 8/3, 9/8, 3/2, 4/3), on pixel pairs,
+    // in images wide enough to hold it.
+    struct ratio {
+        int32_t num, den, dst_multiple;
+    };
+    constexpr ratio exact[] = {{1, 1, 2},  {2, 1, 4}, {16, 9, 32}, {8, 3, 16},
+                               {9, 8, 18}, {3, 2, 6}, {4, 3, 8}};
+    double *src = c.src_rect, *dst = c.dst_rect;
+    if (!multisrc && r.chance(25)) {
+        const ratio q = r.pick(exact);
+        const int32_t dst_w = q.dst_multiple * r.range(1, std::max(1, 64 / q.dst_multiple));
+        src[0] = 2 * r.range(0, 4);
+        src[2] = src[0] + dst_w * q.den / q.num;
+        dst[0] = 2 * r.range(0, 2);
+        dst[2] = dst[0] + dst_w;
+        dw = static_cast<int32_t>(dst[2]) + 2 * r.range(0, 2);
+        exact_width = static_cast<int32_t>(src[2]) + 2 * r.range(0, 2);
+    }
     s += multisrc ? "multisrc " : "rectangle ";
     make_image(r, c.dst, df, dw, dh, s);
     s += " <-";
     // Sources side by side in one row, or in two, with small gaps or overlaps.
-    c.sources.resize(static_cast<size_t>(std::max(count, 1)));
-    const bool two_rows = count > 2 && r.chance(40);
-    int32_t x = 0, row_height = 0, plane_w = 0, plane_h = 0;
-    for (int32_t i = 0; i < static_cast<int32_t>(c.sources.size()); ++i) {
-        const int32_t w = width_for(r, sf), h = size(r);
+    const int32_t n = std::max(count, 1);
+    c.sources.resize(static_cast<size_t>(n));
+    const bool two_rows = n > 2 && r.chance(40);
+    int32_t x = 0, top = 0, bottom = 0, plane_w = 0;
+    for (int32_t i = 0; i < n; ++i) {
+        const int32_t w = exact_width ? exact_width : width_for(r, sf), h = size(r);
         s += " ";
         make_image(r, c.sources[i], sf, w, h, s);
-        if (two_rows && i == static_cast<int32_t>(c.sources.size()) / 2) x = 0;
-        const int32_t y =
-            two_rows && i >= static_cast<int32_t>(c.sources.size()) / 2 ? row_height : 0;
+        if (two_rows && i == n / 2) x = 0, top = bottom;
         if (multisrc) {
             c.sources[i].desc.origin_x = x + (r.chance(30) ? r.range(-2, 2) : 0);
-            c.sources[i].desc.origin_y = y;
-            appendf(s, " at %d,%d", c.sources[i].desc.origin_x, y);
+            c.sources[i].desc.origin_y = top;
+            appendf(s, " at %d,%d", c.sources[i].desc.origin_x, top);
         }
         x += w;
-        row_height = std::max(row_height, h);
         plane_w = std::max(plane_w, x);
-        plane_h = std::max(plane_h, y + h);
+        bottom = std::max(bottom, top + h);
     }
-    rect_extents(r, c.src_rect, c.dst_rect, multisrc ? plane_w : c.sources[0].desc.width,
-                 multisrc ? plane_h : c.sources[0].desc.height, dw, dh);
+    extents(r, src, plane_w, bottom, exact_width == 0);
+    extents(r, dst, dw, dh, exact_width == 0);
+    if (r.chance(30)) dst[3] = dst[1] + (src[3] - src[1]);
     c.flags = flag_bits(r, {{RECT_SRC_FIELD_TOP, 15},
                             {RECT_SRC_FIELD_BOTTOM, 15},
                             {RECT_TILE, 30},
@@ -435,10 +433,9 @@ void make_rect(rng &r, rect_case &c, bool multisrc, std::string &s) {
     constexpr int32_t periods[] = {1, 1, 1, 1, 2, 3};
     c.line_phase = r.range(-2, 3);
     c.line_period = r.chance(1) ? 0 : r.pick(periods);
-    if (multisrc) c.sources.resize(static_cast<size_t>(count));
-    appendf(s, " [%g %g %g %g] <- [%g %g %g %g] flags 0x%x lines %d/%d", c.dst_rect[0],
-            c.dst_rect[1], c.dst_rect[2], c.dst_rect[3], c.src_rect[0], c.src_rect[1],
-            c.src_rect[2], c.src_rect[3], c.flags, c.line_phase, c.line_period);
+    c.sources.resize(static_cast<size_t>(count));
+    appendf(s, " [%g %g %g %g] <- [%g %g %g %g] flags 0x%x lines %d/%d", dst[0], dst[1], dst[2],
+            dst[3], src[0], src[1], src[2], src[3], c.flags, c.line_phase, c.line_period);
 }
 
 uint32_t crc_image(uint32_t crc, const image &im) {

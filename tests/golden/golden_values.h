@@ -7,7 +7,7 @@
 namespace golden {
 
 // The 19950 cases that give the same bytes on every processor.
-inline constexpr uint32_t everywhere_value = 0xfd7d6fc0;
+inline constexpr uint32_t everywhere_value = 0xc8b59ec5;
 
 // The 50 perspective cases drawn by packed members, per kind of
 // approximate reciprocal (rcp_kind()), measured beside `everywhere`.
@@ -18,7 +18,7 @@ struct kind_value {
     uint32_t value;
 };
 inline constexpr kind_value kind_values[] = {
-    {0x5b35ab1f, "AMD", 0xfd7d6fc0, 0x6504fd37},
+    {0x5b35ab1f, "AMD", 0xc8b59ec5, 0x6504fd37},
 };
 
 } // namespace golden
