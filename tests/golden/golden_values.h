@@ -6,10 +6,10 @@
 
 namespace golden {
 
-// The 19622 cases that give the same bytes on every processor.
-inline constexpr uint32_t everywhere_value = 0x5ee5c941;
+// The 19147 cases that give the same bytes on every processor.
+inline constexpr uint32_t everywhere_value = 0x8d14bcca;
 
-// The 378 perspective cases drawn by packed members, per kind of
+// The 853 perspective cases drawn by packed members, per kind of
 // approximate reciprocal (rcp_kind()), measured beside `everywhere`.
 struct kind_value {
     uint32_t kind;
@@ -18,7 +18,7 @@ struct kind_value {
     uint32_t value;
 };
 inline constexpr kind_value kind_values[] = {
-    {0x5b35ab1f, "AMD", 0x5ee5c941, 0x0e3dec9a},
+    {0x5b35ab1f, "AMD", 0x8d14bcca, 0xb9eb1398},
 };
 
 } // namespace golden
