@@ -2,7 +2,8 @@
 # Installs what tovrel needs to build, test and benchmark on Debian 12:
 # the native toolchain, -m32 multilib, mingw-w64 for both Windows targets,
 # wine and Xvfb for the Windows tests, GoogleTest and Google Benchmark,
-# libpng for the tool, clang for the fuzzers, and the benchmark peers.
+# libpng for the tool, clang for the fuzzers, the benchmark peers, and
+# GStreamer with its base plugins for the plugin, its tests and bench.
 #   tools/setup.sh            everything
 #   tools/setup.sh --minimal  only what the native build and the demo need
 set -euo pipefail
@@ -19,7 +20,9 @@ full=(g++-multilib
       g++-mingw-w64-i686 g++-mingw-w64-x86-64 binutils-mingw-w64-i686 binutils-mingw-w64-x86-64
       wine wine64 xvfb xauth
       clang libclang-rt-14-dev
-      libbenchmark-dev libopencv-dev libpixman-1-dev libyuv-dev)
+      libbenchmark-dev libopencv-dev libpixman-1-dev libyuv-dev
+      libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools
+      gstreamer1.0-plugins-base)
 
 packages=("${minimal[@]}")
 [ "${1:-}" = "--minimal" ] || packages+=("${full[@]}")
