@@ -33,31 +33,113 @@ struct test_case {
 constexpr const char *rgb_background = "background=0xff102030";
 
 const test_case cases[] = {
-    {"scale_bgra_subpixel", "tovrelscale", "BGRA", 320, 240, 200, 150,
-     {10.25, 5.5, 180.75, 135.75}, "threads=3", 4},
+    {"scale_bgra_subpixel",
+     "tovrelscale",
+     "BGRA",
+     320,
+     240,
+     200,
+     150,
+     {10.25, 5.5, 180.75, 135.75},
+     "threads=3",
+     4},
     {"scale_rgbx_enlarge", "tovrelscale", "RGBx", 176, 144, 352, 288, {0, 0, 352, 288}, "", 3},
-    {"scale_yuy2_subpixel", "tovrelscale", "YUY2", 320, 240, 200, 150, {6.5, 3.25, 190, 144},
-     "threads=2", 4},
-    {"scale_yuy2_1080_720", "tovrelscale", "YUY2", 1920, 1080, 1280, 720, {0, 0, 1280, 720},
-     "threads=2", 2},
-    {"scale_i422_10", "tovrelscale", "I422_10LE", 320, 240, 240, 180, {2.5, 2.5, 230, 170},
-     "threads=2", 3},
+    {"scale_yuy2_subpixel",
+     "tovrelscale",
+     "YUY2",
+     320,
+     240,
+     200,
+     150,
+     {6.5, 3.25, 190, 144},
+     "threads=2",
+     4},
+    {"scale_yuy2_1080_720",
+     "tovrelscale",
+     "YUY2",
+     1920,
+     1080,
+     1280,
+     720,
+     {0, 0, 1280, 720},
+     "threads=2",
+     2},
+    {"scale_i422_10",
+     "tovrelscale",
+     "I422_10LE",
+     320,
+     240,
+     240,
+     180,
+     {2.5, 2.5, 230, 170},
+     "threads=2",
+     3},
     {"scale_y210", "tovrelscale", "Y210", 320, 240, 480, 360, {0, 0, 480, 360}, "", 3},
-    {"warp_rgba_perspective_aa", "tovrelwarp", "RGBA", 320, 240, 320, 240,
-     {20, 10, 300, 30, 310, 230, 5, 200}, "perspective=true edge-aa=true threads=3", 4},
-    {"warp_bgrx_no_filter", "tovrelwarp", "BGRx", 320, 240, 320, 240,
-     {40.5, 20, 200, 40, 180, 150, 30, 130}, "no-filter=true", 3},
-    {"warp_yuy2_pip", "tovrelwarp", "YUY2", 320, 240, 320, 240, {200, 20, 300, 20, 300, 95, 200, 95},
-     "edge-aa=true threads=2", 3},
-    {"warp_i422_10", "tovrelwarp", "I422_10LE", 320, 240, 320, 240,
-     {20, 10, 300, 30, 310, 230, 5, 200}, "perspective=true threads=2", 3},
-    {"warp_y210", "tovrelwarp", "Y210", 320, 240, 320, 240, {10, 10, 300, 10, 300, 230, 10, 230},
-     "edge-aa=true", 3},
-    {"warp_gray16", "tovrelwarp", "GRAY16_LE", 320, 240, 320, 240,
-     {20, 10, 300, 30, 310, 230, 5, 200}, "threads=2", 3},
+    {"warp_rgba_perspective_aa",
+     "tovrelwarp",
+     "RGBA",
+     320,
+     240,
+     320,
+     240,
+     {20, 10, 300, 30, 310, 230, 5, 200},
+     "perspective=true edge-aa=true threads=3",
+     4},
+    {"warp_bgrx_no_filter",
+     "tovrelwarp",
+     "BGRx",
+     320,
+     240,
+     320,
+     240,
+     {40.5, 20, 200, 40, 180, 150, 30, 130},
+     "no-filter=true",
+     3},
+    {"warp_yuy2_pip",
+     "tovrelwarp",
+     "YUY2",
+     320,
+     240,
+     320,
+     240,
+     {200, 20, 300, 20, 300, 95, 200, 95},
+     "edge-aa=true threads=2",
+     3},
+    {"warp_i422_10",
+     "tovrelwarp",
+     "I422_10LE",
+     320,
+     240,
+     320,
+     240,
+     {20, 10, 300, 30, 310, 230, 5, 200},
+     "perspective=true threads=2",
+     3},
+    {"warp_y210",
+     "tovrelwarp",
+     "Y210",
+     320,
+     240,
+     320,
+     240,
+     {10, 10, 300, 10, 300, 230, 10, 230},
+     "edge-aa=true",
+     3},
+    {"warp_gray16",
+     "tovrelwarp",
+     "GRAY16_LE",
+     320,
+     240,
+     320,
+     240,
+     {20, 10, 300, 30, 310, 230, 5, 200},
+     "threads=2",
+     3},
 };
 
-bool is_rgb(const char *format) { return std::strlen(format) == 4 && format[3] != '2'; }
+bool is_rgb(const char *format) {
+    return std::strlen(format) == 4 && format[3] != '2';
+}
 
 // The frame as the library sees it: tightly packed lines, the 10-bit
 // formats as W210 (Y0 U Y1 V words, samples in the low 10 bits).
@@ -85,7 +167,7 @@ image library_image(const GstVideoFrame *f) {
     im.w = GST_VIDEO_FRAME_WIDTH(f);
     im.h = GST_VIDEO_FRAME_HEIGHT(f);
     const bool ten = format == GST_VIDEO_FORMAT_I422_10LE || format == GST_VIDEO_FORMAT_Y210;
-    im.code = ten ? TOVREL_FORMAT_W210
+    im.code = ten                                    ? TOVREL_FORMAT_W210
               : format == GST_VIDEO_FORMAT_YUY2      ? TOVREL_FORMAT_YUY2
               : format == GST_VIDEO_FORMAT_GRAY16_LE ? TOVREL_FORMAT_WORD
                                                      : TOVREL_FORMAT_RGBQ;
@@ -269,8 +351,8 @@ std::string run_to_end(const std::string &line) {
     if (!pipeline) return error ? error->message : "cannot parse " + line;
     gst_element_set_state(pipeline, GST_STATE_PLAYING);
     GstBus *bus = gst_element_get_bus(pipeline);
-    GstMessage *m = gst_bus_timed_pop_filtered(
-        bus, 120 * GST_SECOND, GstMessageType(GST_MESSAGE_ERROR | GST_MESSAGE_EOS));
+    GstMessage *m = gst_bus_timed_pop_filtered(bus, 120 * GST_SECOND,
+                                               GstMessageType(GST_MESSAGE_ERROR | GST_MESSAGE_EOS));
     gst_object_unref(bus);
     std::string result = m ? "" : "no end within 120 s";
     if (m && GST_MESSAGE_TYPE(m) == GST_MESSAGE_ERROR) {
@@ -286,12 +368,11 @@ std::string run_to_end(const std::string &line) {
 
 // A format the library never scales must stop negotiation with its message.
 int run_refusal() {
-    const std::string error = run_to_end(
-        "videotestsrc num-buffers=2 ! video/x-raw,format=GRAY16_LE,width=64,height=48 ! "
-        "tovrelscale ! video/x-raw,width=32,height=24 ! fakesink");
+    const std::string error =
+        run_to_end("videotestsrc num-buffers=2 ! video/x-raw,format=GRAY16_LE,width=64,height=48 ! "
+                   "tovrelscale ! video/x-raw,width=32,height=24 ! fakesink");
     if (error.find("rect:unknown not supported") == std::string::npos) {
-        std::printf("FAIL refused_caps: expected the library's refusal, got '%s'\n",
-                    error.c_str());
+        std::printf("FAIL refused_caps: expected the library's refusal, got '%s'\n", error.c_str());
         return 1;
     }
     std::printf("PASS refused_caps: %s\n", error.c_str());
