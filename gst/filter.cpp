@@ -265,19 +265,17 @@ static void gst_tovrel_filter_class_init(GstTovrelFilterClass *klass) {
     object_class->set_property = gst_tovrel_filter_set_property;
     object_class->get_property = gst_tovrel_filter_get_property;
     object_class->finalize = gst_tovrel_filter_finalize;
-    const auto flags = GParamFlags(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS |
-                                   GST_PARAM_MUTABLE_PLAYING | GST_PARAM_CONTROLLABLE);
     g_object_class_install_property(
         object_class, prop_background,
         g_param_spec_uint("background", "Background",
                           "Colour of the output outside the drawn picture, 0xAARRGGBB "
                           "(converted with the caps' colour matrix for YUV)",
-                          0, G_MAXUINT32, default_background, flags));
+                          0, G_MAXUINT32, default_background, property_flags));
     g_object_class_install_property(
         object_class, prop_threads,
         g_param_spec_uint("threads", "Threads",
                           "Threads that share each frame's lines (the streaming thread is one)", 1,
-                          max_threads, 1, flags));
+                          max_threads, 1, property_flags));
     GST_VIDEO_FILTER_CLASS(klass)->set_info = gst_tovrel_filter_set_info;
     GST_VIDEO_FILTER_CLASS(klass)->transform_frame = gst_tovrel_filter_transform_frame;
     install_report_sink();

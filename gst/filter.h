@@ -23,6 +23,11 @@ struct draw_plan {
     bool fill = false; // clear to the background before drawing
 };
 
+// Every property of both elements may change while playing.
+constexpr GParamFlags property_flags =
+    GParamFlags(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_PLAYING |
+                GST_PARAM_CONTROLLABLE);
+
 // Collects the library's report lines made on this thread while alive.
 class report_capture {
 public:

@@ -131,8 +131,6 @@ static void gst_tovrel_scale_class_init(GstTovrelScaleClass *klass) {
     GObjectClass *object_class = G_OBJECT_CLASS(klass);
     object_class->set_property = scale_set_property;
     object_class->get_property = scale_get_property;
-    const auto flags = GParamFlags(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS |
-                                   GST_PARAM_MUTABLE_PLAYING | GST_PARAM_CONTROLLABLE);
     struct {
         const char *name, *nick, *blurb;
     } const rect_props[4] = {
@@ -148,7 +146,7 @@ static void gst_tovrel_scale_class_init(GstTovrelScaleClass *klass) {
             object_class, prop_dst_x + i,
             g_param_spec_double(rect_props[i].name, rect_props[i].nick, rect_props[i].blurb,
                                 i < 2 ? -max_width : 0.0, i % 2 ? max_height : max_width, 0.0,
-                                flags));
+                                property_flags));
     gst_element_class_set_static_metadata(
         GST_ELEMENT_CLASS(klass), "tovrel scale", "Filter/Converter/Video/Scaler",
         "Scales video with exact area weights, optionally into a sub-pixel rectangle",

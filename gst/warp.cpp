@@ -100,8 +100,6 @@ static void gst_tovrel_warp_class_init(GstTovrelWarpClass *klass) {
     GObjectClass *object_class = G_OBJECT_CLASS(klass);
     object_class->set_property = warp_set_property;
     object_class->get_property = warp_get_property;
-    const auto flags = GParamFlags(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS |
-                                   GST_PARAM_MUTABLE_PLAYING | GST_PARAM_CONTROLLABLE);
     static const char *const corner_names[4] = {"top-left", "top-right", "bottom-right",
                                                 "bottom-left"};
     for (int i = 0; i < 8; ++i) {
@@ -114,7 +112,7 @@ static void gst_tovrel_warp_class_init(GstTovrelWarpClass *klass) {
                                         g_param_spec_double(g_intern_string(name),
                                                             g_intern_string(name),
                                                             g_intern_string(blurb), -max_coordinate,
-                                                            max_coordinate, 0.0, flags));
+                                                            max_coordinate, 0.0, property_flags));
         g_free(name);
         g_free(blurb);
     }
@@ -123,17 +121,17 @@ static void gst_tovrel_warp_class_init(GstTovrelWarpClass *klass) {
         g_param_spec_boolean("perspective", "Perspective",
                              "Project the input onto the quadrilateral (needs a convex one); "
                              "off: interpolate linearly across it",
-                             FALSE, flags));
+                             FALSE, property_flags));
     g_object_class_install_property(
         object_class, prop_edge_aa,
         g_param_spec_boolean("edge-aa", "Edge anti-aliasing",
                              "Blend the quadrilateral's edge pixels by their exact coverage", FALSE,
-                             flags));
+                             property_flags));
     g_object_class_install_property(
         object_class, prop_no_filter,
         g_param_spec_boolean("no-filter", "No filter",
                              "Point sampling, no area filter when the picture shrinks", FALSE,
-                             flags));
+                             property_flags));
     gst_element_class_set_static_metadata(
         GST_ELEMENT_CLASS(klass), "tovrel warp", "Filter/Effect/Video",
         "Draws video into a quadrilateral of the frame, affine or in perspective",
