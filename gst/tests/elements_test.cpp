@@ -138,7 +138,7 @@ const test_case cases[] = {
 };
 
 bool is_rgb(const char *format) {
-    return std::strlen(format) == 4 && format[3] != '2';
+    return format[0] == 'B' || format[0] == 'R';
 }
 
 // The frame as the library sees it: tightly packed lines, the 10-bit
