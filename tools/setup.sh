@@ -3,6 +3,7 @@
 # the native toolchain, -m32 multilib, mingw-w64 for both Windows targets,
 # wine and Xvfb for the Windows tests, GoogleTest and Google Benchmark,
 # libpng for the tool, clang for the fuzzers, the benchmark peers, and
+# Debian's Python with numpy, pytest and OpenCV for the Python package, and
 # GStreamer with its base plugins for the plugin, its tests and bench.
 #   tools/setup.sh            everything
 #   tools/setup.sh --minimal  only what the native build and the demo need
@@ -21,6 +22,7 @@ full=(g++-multilib
       wine wine64 xvfb xauth
       clang libclang-rt-14-dev
       libbenchmark-dev libopencv-dev libpixman-1-dev libyuv-dev
+      python3 python3-numpy python3-pytest python3-opencv
       libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools
       gstreamer1.0-plugins-base)
 

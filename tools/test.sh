@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds and tests tovrel on every target of the platform matrix:
 #   1. Linux x86-64: build, the whole test suite, the command-line tool
+#      python: the shared library and the Python package's pytest suite
 #   2. Linux 32-bit x86 (-m32): the whole test suite
 #   3. Windows 32-bit (mingw-w64 i686): tovrel.dll and its export table
 #   4. Windows 64-bit (mingw-w64 x86_64): the whole test suite under wine
@@ -42,6 +43,14 @@ run_gst() {
   ctest --test-dir "$out/native" -L gst --output-on-failure --timeout 300
   # Why tests were skipped: the formats the library refuses in this build.
   grep -h -E '^(SKIP |skip: )' "$out/native/Testing/Temporary/LastTest.log" || true
+}
+
+run_python() {
+  step "Python package (pytest over the shared library)"
+  configure "$out/python" -DTOVREL_BUILD_TESTS=OFF -DTOVREL_BUILD_TOOLS=OFF
+  cmake --build "$out/python" -j "$jobs" --target tovrel
+  TOVREL_LIBRARY="$out/python/src/libtovrel.so" "${TOVREL_PYTHON:-/usr/bin/python3}" \
+    -m pytest -q -p no:cacheprovider "$root/python/tests"
 }
 
 run_m32() {
@@ -99,12 +108,13 @@ run_fuzz() {
 steps=("$@")
 if [ ${#steps[@]} -eq 0 ]; then
   "$root/tools/setup.sh"
-  steps=(native m32 win32 win64 sanitizers fuzz gst)
+  steps=(native python m32 win32 win64 sanitizers fuzz gst)
 fi
 for s in "${steps[@]}"; do
   case $s in
     setup) "$root/tools/setup.sh" ;;
     native) run_native ;;
+    python) run_python ;;
     m32) run_m32 ;;
     win32) run_win32 ;;
     win64) run_win64 ;;
