@@ -42,30 +42,59 @@ void convert_input(void *context, int phase, int period) {
 
 void draw_lines(const draw_plan &plan, const image_descriptor &dst, const image_descriptor &src,
                 int phase, int period) {
-    if (plan.polygon)
-        map_polygon(&dst, &src, plan.vertices, 4, plan.flags, phase, period);
-    else
-        map_rectangle(&dst, plan.rect[0], plan.rect[1], plan.rect[2], plan.rect[3], &src, 0.0f,
-                      0.0f, float(src.width), float(src.height), plan.flags, phase, period);
+    if (!plan.fields) {
+        if (plan.polygon)
+            map_polygon(&dst, &src, plan.vertices, 4, plan.flags, phase, period);
+        else
+            map_rectangle(&dst, plan.rect[0], plan.rect[1], plan.rect[2], plan.rect[3], &src, 0.0f,
+                          0.0f, float(src.width), float(src.height), plan.flags, phase, period);
+        return;
+    }
+    // Each field from the same field of the input. A polygon's lines are
+    // frame lines (2 phase + field, step 2 period); a rectangle's phase
+    // counts the lines of its destination field.
+    for (int field = 0; field < 2; ++field) {
+        if (plan.polygon)
+            map_polygon(&dst, &src, plan.vertices, 4,
+                        plan.flags | (field ? MAP_FIELD_BOTTOM : MAP_FIELD_TOP), 2 * phase + field,
+                        2 * period);
+        else
+            map_rectangle(&dst, plan.rect[0], plan.rect[1], plan.rect[2], plan.rect[3], &src, 0.0f,
+                          0.0f, float(src.width), float(src.height),
+                          plan.flags | (field ? RECT_SRC_FIELD_BOTTOM | RECT_DST_FIELD_BOTTOM
+                                              : RECT_SRC_FIELD_TOP | RECT_DST_FIELD_TOP),
+                          phase, period);
+    }
+}
+
+// The output lines a share draws: every period-th line, or for fields
+// every period-th pair of lines (field line k of each field).
+template <typename F>
+void for_share_lines(const draw_plan &plan, int32_t height, int phase, int period, F &&line) {
+    const int32_t run = plan.fields ? 2 : 1;
+    for (int32_t y = run * phase; y < height; y += run * period)
+        for (int32_t i = 0; i < run && y + i < height; ++i) line(y + i);
 }
 
 void draw_share(void *context, int phase, int period) {
     auto *job = static_cast<frame_job *>(context);
     const image_descriptor &dst = job->dst;
-    if (job->plan->fill) {
+    const draw_plan &plan = *job->plan;
+    if (plan.fill) {
         const int32_t bytes = dst.width * job->self->entry->bytes_per_pixel;
-        for (int32_t y = phase; y < dst.height; y += period)
+        for_share_lines(plan, dst.height, phase, period, [&](int32_t y) {
             fill_line(static_cast<uint8_t *>(dst.pixels) + static_cast<ptrdiff_t>(y) * dst.pitch,
                       bytes, job->fill);
+        });
     }
     {
         report_capture capture;
-        draw_lines(*job->plan, dst, job->src, phase, period);
+        draw_lines(plan, dst, job->src, phase, period);
         keep_reports(job, capture);
     }
     if (job->self->entry->how != layout::direct)
-        for (int32_t y = phase; y < dst.height; y += period)
-            from_w210(job->self->out_w210, y, job->out);
+        for_share_lines(plan, dst.height, phase, period,
+                        [&](int32_t y) { from_w210(job->self->out_w210, y, job->out); });
 }
 
 // The library's image of a frame: the frame itself, or its W210 copy.
@@ -191,6 +220,7 @@ static gboolean gst_tovrel_filter_set_info(GstVideoFilter *filter, GstCaps *, Gs
         GST_ELEMENT_ERROR(self, LIBRARY, SETTINGS, ("%s", problem.c_str()), (nullptr));
         return FALSE;
     }
+    plan.fields = GST_VIDEO_INFO_IS_INTERLACED(in);
     const std::string refusal = probe(*e, plan);
     if (!refusal.empty()) {
         GST_ELEMENT_ERROR(self, CORE, NEGOTIATION,
@@ -225,6 +255,7 @@ static GstFlowReturn gst_tovrel_filter_transform_frame(GstVideoFilter *filter, G
         GST_ELEMENT_ERROR(self, LIBRARY, SETTINGS, ("%s", problem.c_str()), (nullptr));
         return GST_FLOW_ERROR;
     }
+    plan.fields = GST_VIDEO_FRAME_IS_INTERLACED(in);
     GST_OBJECT_LOCK(self);
     const guint background = self->background;
     const int threads = int(self->threads);

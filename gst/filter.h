@@ -20,7 +20,8 @@ struct draw_plan {
     float rect[4] = {};   // destination x0, y0, x1, y1; the source is the whole input
     map_vertex vertices[4] = {};
     uint32_t flags = 0;
-    bool fill = false; // clear to the background before drawing
+    bool fill = false;   // clear to the background before drawing
+    bool fields = false; // interlaced: each field drawn from the input's same field
 };
 
 // Every property of both elements may change while playing.

@@ -44,8 +44,12 @@ const test_case cases[] = {
     {"scale_i422_10", "tovrelscale", "I422_10LE", 320, 240, 240, 180,
      {2.5, 2.5, 230, 170}, "threads=2", 3},
     {"scale_y210", "tovrelscale", "Y210", 320, 240, 480, 360, {0, 0, 480, 360}, "", 3},
+    {"scale_bgra_interlaced", "tovrelscale", "BGRA,interlace-mode=interleaved", 320, 240, 200, 150,
+     {4.5, 3.25, 190, 144.5}, "threads=3", 3},
     {"warp_rgba_perspective_aa", "tovrelwarp", "RGBA", 320, 240, 320, 240,
      {20, 10, 300, 30, 310, 230, 5, 200}, "perspective=true edge-aa=true threads=3", 4},
+    {"warp_rgbx_interlaced", "tovrelwarp", "RGBx,interlace-mode=interleaved", 320, 240, 320, 240,
+     {20, 10, 300, 30, 310, 230, 5, 200}, "perspective=true edge-aa=true threads=2", 3},
     {"warp_bgrx_no_filter", "tovrelwarp", "BGRx", 320, 240, 320, 240,
      {40.5, 20, 200, 40, 180, 150, 30, 130}, "no-filter=true", 3},
     {"warp_yuy2_pip", "tovrelwarp", "YUY2", 320, 240, 320, 240,
@@ -158,16 +162,27 @@ std::string reference_problem(const test_case &c, GstSample *in, GstSample *out)
     fill_background(want, c.format);
     const image_descriptor s = src.descriptor(), d = want.descriptor();
     const auto &g = c.geometry;
-    if (std::strcmp(c.element, "tovrelscale") == 0) {
-        map_rectangle(&d, float(g[0]), float(g[1]), float(g[2]), float(g[3]), &s, 0, 0,
-                      float(src.w), float(src.h), 0, 0, 1);
-    } else {
+    // Interlaced frames: each field from the same field of the input, as
+    // two calls; progressive ones in one call.
+    const bool fields = std::strstr(c.format, "interleaved") != nullptr;
+    for (int field = 0; field < (fields ? 2 : 1); ++field) {
+        if (std::strcmp(c.element, "tovrelscale") == 0) {
+            const uint32_t flags = !fields ? 0u
+                                   : field ? RECT_SRC_FIELD_BOTTOM | RECT_DST_FIELD_BOTTOM
+                                           : RECT_SRC_FIELD_TOP | RECT_DST_FIELD_TOP;
+            map_rectangle(&d, float(g[0]), float(g[1]), float(g[2]), float(g[3]), &s, 0, 0,
+                          float(src.w), float(src.h), flags, 0, 1);
+            continue;
+        }
         std::array<map_vertex, 4> v;
         const bool persp = std::strstr(c.properties, "perspective=true") != nullptr;
         tovrel_tool::make_quad_vertices(src.w, src.h, g, persp, v);
         const uint32_t flags = (std::strstr(c.properties, "edge-aa=true") ? MAP_EDGE_AA : 0u) |
-                               (std::strstr(c.properties, "no-filter=true") ? MAP_NO_FILTER : 0u);
-        map_polygon(&d, &s, v.data(), 4, flags, 0, 1);
+                               (std::strstr(c.properties, "no-filter=true") ? MAP_NO_FILTER : 0u) |
+                               (!fields ? 0u
+                                : field ? MAP_FIELD_BOTTOM
+                                        : MAP_FIELD_TOP);
+        map_polygon(&d, &s, v.data(), 4, flags, field, fields ? 2 : 1);
     }
     for (size_t i = 0; i < want.bytes.size(); ++i)
         if (want.bytes[i] != got.bytes[i]) {
