@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <random>
 
@@ -177,6 +178,35 @@ TEST_F(Tool, ScaleHalvesRawFrames) {
                                     "--size", "8x7", "--dst", "0,0,4,3"});
     EXPECT_EQ(shorter.code, exit_failure);
     EXPECT_NE(shorter.err.find("is 224 bytes, the file has 192"), std::string::npos) << shorter.err;
+}
+
+// A yuvq frame through its alpha plane into W210 with alpha, 1:1: luma times
+// 4, opaque pixels opaque, transparent ones left transparent.
+TEST_F(Tool, ScaleDrawsYuvqThroughItsAlpha) {
+    frame in, alpha;
+    ASSERT_EQ(make_frame(in, find_format("yuvq"), 4, 2), "");
+    ASSERT_EQ(make_frame(alpha, find_format("word"), 4, 2), "");
+    for (size_t i = 0; i < in.pixels.size(); ++i) in.pixels[i] = uint8_t(16 + i);
+    for (size_t i = 0; i < 8; ++i) alpha.pixels[2 * i + 1] = i % 4 == 3 ? 0 : 0x10; // 4096 or 0
+    ASSERT_EQ(write_raw(path("in.yuvq"), in), "");
+    ASSERT_EQ(write_raw(path("in.alpha"), alpha), "");
+    const run_result missing = run({"scale", path("in.yuvq"), path("out.w210"), "--format", "yuvq",
+                                    "--size", "4x2", "--dst", "0,0,4,2"});
+    EXPECT_EQ(missing.code, exit_usage);
+    const run_result r = run({"scale", path("in.yuvq"), path("out.w210"), "--format", "yuvq",
+                              "--size", "4x2", "--dst", "0,0,4,2", "--alpha", path("in.alpha"),
+                              "--out-format", "w210", "--out-alpha", path("out.alpha")});
+    ASSERT_EQ(r.code, exit_ok) << r.err;
+    frame out, out_alpha;
+    ASSERT_EQ(read_raw(path("out.w210"), find_format("w210"), 4, 2, out), "");
+    ASSERT_EQ(read_raw(path("out.alpha"), find_format("word"), 4, 2, out_alpha), "");
+    for (int32_t i = 0; i < 8; ++i) {
+        uint16_t y, a;
+        std::memcpy(&y, out.pixels.data() + 4 * i, 2);
+        std::memcpy(&a, out_alpha.pixels.data() + 2 * i, 2);
+        EXPECT_EQ(a, i % 4 == 3 ? 0 : 4096) << i;
+        if (i % 4 != 3) EXPECT_EQ(y, 4 * in.pixels[size_t(4 * i)]) << i;
+    }
 }
 
 TEST_F(Tool, ExitCodesAndMessages) {

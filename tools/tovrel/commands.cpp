@@ -27,7 +27,40 @@ std::string save_output(const command_line &c, const frame &f) {
 
 std::string make_output(const command_line &c, const frame &in, int32_t width, int32_t height,
                         frame &f) {
-    return make_frame(f, in.format, width, height, c.background.data());
+    const format_info *format = in.format;
+    if (!c.out_format.empty())
+        format = find_format(c.out_format);
+    else if (in.format->code == TOVREL_FORMAT_YUVQ)
+        format = find_format(TOVREL_FORMAT_YUY2);
+    const std::string problem = make_frame(f, format, width, height, c.background.data());
+    if (problem.empty() && (in.format->code == TOVREL_FORMAT_YUVQ || !c.out_alpha.empty()))
+        add_alpha_plane(f, 0, TOVREL_ALPHA_STRAIGHT);
+    return problem;
+}
+
+// IN's alpha plane from --alpha: width * height little-endian words.
+std::string load_alpha(const command_line &c, frame &f) {
+    if (c.alpha.empty()) return {};
+    frame words;
+    const std::string problem =
+        read_raw(c.alpha, find_format(TOVREL_FORMAT_WORD), f.width, f.height, words);
+    if (!problem.empty()) return problem;
+    add_alpha_plane(f, 0, TOVREL_ALPHA_STRAIGHT);
+    for (size_t i = 0; i < f.alpha.size(); ++i)
+        f.alpha[i] = uint16_t(words.pixels[2 * i] | words.pixels[2 * i + 1] << 8);
+    return {};
+}
+
+std::string save_alpha(const command_line &c, const frame &f) {
+    if (c.out_alpha.empty()) return {};
+    frame words;
+    std::string problem = make_frame(words, find_format(TOVREL_FORMAT_WORD), f.width, f.height);
+    if (!problem.empty()) return problem;
+    for (size_t i = 0; i < f.alpha.size(); ++i) {
+        words.pixels[2 * i] = uint8_t(f.alpha[i]);
+        words.pixels[2 * i + 1] = uint8_t(f.alpha[i] >> 8);
+    }
+    return write_raw(c.out_alpha, words);
 }
 
 int report_failure(std::FILE *err, const char *cmd, const std::string &message) {
@@ -84,6 +117,7 @@ int run_warp(const command_line &c, std::FILE *err) {
 int run_scale(const command_line &c, std::FILE *err) {
     frame in;
     std::string problem = load_input(c, in);
+    if (problem.empty()) problem = load_alpha(c, in);
     if (!problem.empty()) return report_failure(err, "scale", problem);
     const std::array<double, 4> src =
         c.src_rect_given ? c.src_rect
@@ -115,6 +149,7 @@ int run_scale(const command_line &c, std::FILE *err) {
     if (reports)
         return report_failure(err, "scale", "the library refused; " + c.output + " not written");
     problem = save_output(c, out);
+    if (problem.empty()) problem = save_alpha(c, out);
     if (!problem.empty()) return report_failure(err, "scale", problem);
     return exit_ok;
 }
