@@ -25,6 +25,7 @@ struct command_line {
     int32_t out_width = 0, out_height = 0;
     bool background_given = false;
     std::array<uint8_t, 4> background{}; // RGBA, the destination's first content
+    std::string under;                   // warp: a PNG as the destination's first content
 
     // warp: corners of the source's top-left, top-right, bottom-right and
     // bottom-left in the destination, as x, y pairs.
@@ -32,6 +33,9 @@ struct command_line {
     bool perspective = false;
     bool edge_aa = false;
     bool no_filter = false;
+    // The PNG's alpha channel becomes the source's w12b plane (straight
+    // colours); the source is composited instead of copied.
+    bool alpha_plane = false;
     field_choice field = field_choice::none;
 
     // scale: x0, y0, x1, y1 rectangles.

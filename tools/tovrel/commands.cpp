@@ -27,6 +27,7 @@ std::string save_output(const command_line &c, const frame &f) {
 
 std::string make_output(const command_line &c, const frame &in, int32_t width, int32_t height,
                         frame &f) {
+    if (!c.under.empty()) return read_png(c.under, f);
     const format_info *format = in.format;
     if (!c.out_format.empty())
         format = find_format(c.out_format);
@@ -91,6 +92,7 @@ int run_warp(const command_line &c, std::FILE *err) {
     frame in;
     std::string problem = load_input(c, in);
     if (!problem.empty()) return report_failure(err, "warp", problem);
+    if (c.alpha_plane) alpha_from_fourth_byte(in);
     std::array<map_vertex, 4> vertices;
     problem = make_quad_vertices(in.width, in.height, c.quad, c.perspective, vertices);
     if (!problem.empty()) return report_failure(err, "warp", problem);
