@@ -2,8 +2,9 @@
 # Installs what tovrel needs to build, test and benchmark on Debian 12:
 # the native toolchain, -m32 multilib, mingw-w64 for both Windows targets,
 # wine and Xvfb for the Windows tests, GoogleTest and Google Benchmark,
-# libpng for the tool, clang for the fuzzers, the benchmark peers, and
-# Debian's Python with numpy, pytest and OpenCV for the Python package.
+# libpng for the tool, clang for the fuzzers, the benchmark peers,
+# Debian's Python with numpy, pytest and OpenCV for the Python package, and
+# GStreamer with its base plugins for the plugin, its tests and bench.
 #   tools/setup.sh            everything
 #   tools/setup.sh --minimal  only what the native build and the demo need
 set -euo pipefail
@@ -21,7 +22,9 @@ full=(g++-multilib
       wine wine64 xvfb xauth
       clang libclang-rt-14-dev
       libbenchmark-dev libopencv-dev libpixman-1-dev libyuv-dev libswscale-dev
-      python3 python3-numpy python3-pytest python3-opencv)
+      python3 python3-numpy python3-pytest python3-opencv
+      libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools
+      gstreamer1.0-plugins-base)
 
 packages=("${minimal[@]}")
 [ "${1:-}" = "--minimal" ] || packages+=("${full[@]}")

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 
+#include "diag/isa.h"
 #include "polygon/pixel_writers.h"
 #include "span/alpha_renderers.h"
 #include "span/rgbq_renderers.h"
@@ -279,6 +280,10 @@ dispatch_choice choose_renderers(const image_descriptor &dst, const image_descri
     const size_t straight = mode_owner.alpha_mode == TOVREL_ALPHA_STRAIGHT ? 1 : 0;
     choice.span_writer = row.span[straight];
     choice.coverage_writer = row.coverage[straight];
+    if (isa_best() == isa_level::scalar) {
+        choice.span_writer = scalar_statement(choice.span_writer);
+        choice.coverage_writer = scalar_statement(choice.coverage_writer);
+    }
     choice.reads_src_alpha = row.src_alpha == match::yes;
     choice.uses_dst_alpha = row.dst_alpha == match::yes;
     choice.pixel_bytes = pixel_bytes_of(src.format);

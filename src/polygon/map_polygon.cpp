@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "diag/diag.h"
 #include "polygon/dispatch.h"
@@ -224,6 +225,15 @@ map_polygon(const image_descriptor *dst, const image_descriptor *src, const map_
     int32_t limit = 0;
     if (const char *problem = plane_problem(*dst, *src, choice, work.ctx.edge_aa != 0, limit))
         return diag_report(problem, limit); // messages with or without the limit
+
+    // The 4:2:2 writers step by pairs and read pixel x1 of an odd range from
+    // the line buffer, which no renderer wrote: start from a cleared buffer so
+    // that what they read is the same on every run.
+    if (choice.pair_format && choice.via_line_buffer) {
+        const int32_t pixels = std::min(dst->width + 1, limit);
+        std::memset(work.line_colour, 0, static_cast<size_t>(pixels) * choice.pixel_bytes);
+        std::memset(work.line_alpha, 0, static_cast<size_t>(pixels) * sizeof work.line_alpha[0]);
+    }
 
     span_context &ctx = work.ctx;
     ctx.persp_renderer = choice.persp_renderer;

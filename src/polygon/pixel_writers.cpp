@@ -2,6 +2,8 @@
 // pairs, four signed components), instantiated per format and rule.
 #include "polygon/pixel_writers.h"
 
+#include <utility>
+
 namespace tovrel {
 namespace {
 
@@ -380,6 +382,38 @@ void fill_alpha_opaque(const span_rows *d, const span_rows *, int32_t x0, int32_
 void fill_s16x4_alpha_opaque(const span_rows *d, const span_rows *, int32_t x0, int32_t x1) {
     int16_t *p = static_cast<int16_t *>(d->pixels);
     for (int32_t x = x0; x < x1; ++x) p[ptrdiff_t(x) * 4 + 3] = 4096;
+}
+
+namespace {
+
+template <class Writer, size_t N>
+Writer statement_of(Writer w, const std::pair<Writer, Writer> (&statements)[N]) {
+    for (const auto &[best, statement] : statements)
+        if (w == best) return statement;
+    return w;
+}
+
+} // namespace
+
+coverage_writer scalar_statement(coverage_writer w) {
+    const std::pair<coverage_writer, coverage_writer> statements[] = {
+        {write_rgbq, write_rgbq_c},
+        {add_rgbq, add_rgbq_c},
+        {write_rgbq_over_premul, write_rgbq_over_premul_c},
+        {add_rgbq_over_premul, add_rgbq_over_premul_c},
+        {write_rgbqa_straight, write_rgbqa_straight_c},
+        {write_rgbqa_premul, write_rgbqa_premul_c},
+        {write_rgbqa_over_premul, write_rgbqa_over_premul_c},
+        {add_rgbqa_over_premul, add_rgbqa_over_premul_c}};
+    return statement_of(w, statements);
+}
+
+span_writer scalar_statement(span_writer w) {
+    const std::pair<span_writer, span_writer> statements[] = {
+        {blend_rgbqa_straight, blend_rgbqa_straight_c},
+        {blend_rgbqa_premul, blend_rgbqa_premul_c},
+        {blend_rgbqa_over_premul, blend_rgbqa_over_premul_c}};
+    return statement_of(w, statements);
 }
 
 } // namespace tovrel

@@ -102,6 +102,11 @@ inline constexpr span_writer blend_rgbqa_straight =
                              blend_rgbqa_over_premul = best_writer(blend_rgbqa_over_premul_c,
                                                                    blend_rgbqa_over_premul_sse2);
 
+// The scalar statement of a writer chosen above; every other writer (and
+// null) is its own statement.
+coverage_writer scalar_statement(coverage_writer w);
+span_writer scalar_statement(span_writer w);
+
 // ---------------------------------------------------------------------------
 // The sixteen roles of the RGBQ, YUY2 and W210 families as tables.
 

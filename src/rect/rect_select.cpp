@@ -3,6 +3,7 @@
 
 #include <array>
 
+#include "diag/isa.h"
 #include "rect/rect_exact_ratio.h"
 #include "rect/rect_pair.h"
 #include "rect/rect_rgbq.h"
@@ -365,8 +366,14 @@ bool rect_isa_supported(rect_isa isa) {
 }
 
 rect_isa rect_best_isa() {
-    for (rect_isa isa : {rect_isa::avx2, rect_isa::sse2})
-        if (rect_isa_supported(isa)) return isa;
+    switch (isa_best()) {
+    case isa_level::avx2:
+        return rect_isa::avx2;
+    case isa_level::sse2:
+        return rect_isa::sse2;
+    case isa_level::scalar:
+        break;
+    }
     return rect_isa::c;
 }
 

@@ -4,6 +4,7 @@
 
 #include <type_traits>
 
+#include "diag/isa.h"
 #include "span/rgbq_packed_simd.h"
 #include "span/rgbq_traits.h"
 
@@ -53,9 +54,15 @@ bool rgbq_avx2_supported() {
 }
 
 renderer_table_pair rgbq_span_renderers() {
-    if (rgbq_avx2_supported())
+    switch (isa_best()) {
+    case isa_level::avx2:
         return {&rgbq_persp_span_renderers_avx2, &rgbq_affine_span_renderers_avx2};
-    return {&rgbq_persp_span_renderers, &rgbq_affine_span_renderers};
+    case isa_level::sse2:
+        return {&rgbq_persp_span_renderers, &rgbq_affine_span_renderers};
+    case isa_level::scalar:
+        break;
+    }
+    return {&rgbq_persp_span_renderers_c, &rgbq_affine_span_renderers_c};
 }
 
 bool rgbq_slot_is_packed(int slot) {

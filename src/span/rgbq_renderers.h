@@ -13,8 +13,8 @@ namespace tovrel {
 extern const persp_renderer_table rgbq_persp_span_renderers;
 extern const affine_renderer_table rgbq_affine_span_renderers;
 
-// The pair to use on this processor; the choice is made once per process
-// and the result is the same on every call.
+// The pair to use on this processor (isa_best(): AVX2, SSE2 or the scalar
+// statements).
 renderer_table_pair rgbq_span_renderers();
 
 // Scalar statements of every slot: the packed slots hold the plain C

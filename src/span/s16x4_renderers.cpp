@@ -5,6 +5,7 @@
 
 #include <type_traits>
 
+#include "diag/isa.h"
 #include "span/s16x4_simd.h"
 #include "span/s16x4_traits.h"
 
@@ -51,10 +52,14 @@ static_assert(span::members_complete<scalar<false>::member>());
 static_assert(span::members_complete<scalar<true>::member>());
 
 renderer_table_pair s16x4_span_renderers() {
+    if (isa_best() == isa_level::scalar)
+        return {&s16x4_persp_span_renderers_c, &s16x4_affine_span_renderers_c};
     return {&s16x4_persp_span_renderers, &s16x4_affine_span_renderers};
 }
 
 renderer_table_pair s16x4a_over_span_renderers() {
+    if (isa_best() == isa_level::scalar)
+        return {&s16x4a_over_persp_span_renderers_c, &s16x4a_over_affine_span_renderers_c};
     return {&s16x4a_over_persp_span_renderers, &s16x4a_over_affine_span_renderers};
 }
 

@@ -1,6 +1,7 @@
 // The W210 renderer tables.
 #include "span/w210_renderers.h"
 
+#include "diag/isa.h"
 #include "span/pair_traits.h"
 
 namespace tovrel {
@@ -13,6 +14,8 @@ constinit const affine_renderer_table w210_affine_span_renderers_c =
 static_assert(span::members_complete<span::w210_member>());
 
 renderer_table_pair w210_span_renderers() {
+    if (isa_best() == isa_level::scalar)
+        return {&w210_persp_span_renderers_c, &w210_affine_span_renderers_c};
     return {&w210_persp_span_renderers, &w210_affine_span_renderers};
 }
 

@@ -4,6 +4,7 @@
 
 #include <type_traits>
 
+#include "diag/isa.h"
 #include "span/word_packed_simd.h"
 #include "span/word_traits.h"
 
@@ -31,6 +32,8 @@ static_assert(span::members_complete<span::word_member>());
 static_assert(span::members_complete<sse2_slot>());
 
 renderer_table_pair word_span_renderers() {
+    if (isa_best() == isa_level::scalar)
+        return {&word_persp_span_renderers_c, &word_affine_span_renderers_c};
     return {&word_persp_span_renderers, &word_affine_span_renderers};
 }
 

@@ -1,6 +1,7 @@
 // The YUY2 renderer tables.
 #include "span/yuy2_renderers.h"
 
+#include "diag/isa.h"
 #include "span/pair_traits.h"
 
 namespace tovrel {
@@ -13,6 +14,8 @@ constinit const affine_renderer_table yuy2_affine_span_renderers_c =
 static_assert(span::members_complete<span::yuy2_member>());
 
 renderer_table_pair yuy2_span_renderers() {
+    if (isa_best() == isa_level::scalar)
+        return {&yuy2_persp_span_renderers_c, &yuy2_affine_span_renderers_c};
     return {&yuy2_persp_span_renderers, &yuy2_affine_span_renderers};
 }
 
