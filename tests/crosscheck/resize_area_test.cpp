@@ -25,6 +25,8 @@
 
 #include <tovrel.h>
 
+#include "param_names.h"
+
 namespace {
 
 // Triangle waves: slope 3 per source pixel across, 2 down.
@@ -38,6 +40,9 @@ struct area_case {
     int k;
     bool smooth; // random content only where the step is exact
 };
+void PrintTo(const area_case &c, std::ostream *os) {
+    *os << (c.smooth ? "smooth_k" : "random_k") << c.k;
+}
 
 // The planes of one image: RGBQ as one plane of four channels; 4:2:2 as Y
 // (full width), U and V (half width), 8- or 16-bit.
@@ -158,13 +163,6 @@ INSTANTIATE_TEST_SUITE_P(
                           area_case{8, false}, area_case{3, true}, area_case{5, true},
                           area_case{6, true}),
         ::testing::Values(TOVREL_FORMAT_RGBQ, TOVREL_FORMAT_YUY2, TOVREL_FORMAT_W210)),
-    [](const auto &info) {
-        const area_case &c = std::get<0>(info.param);
-        const uint8_t f = std::get<1>(info.param);
-        return std::string(c.smooth ? "smooth_k" : "random_k") + std::to_string(c.k) + "_" +
-               (f == TOVREL_FORMAT_RGBQ   ? "RGBQ"
-                : f == TOVREL_FORMAT_YUY2 ? "YUY2"
-                                          : "W210");
-    });
+    param_names::printed{});
 
 } // namespace

@@ -23,12 +23,17 @@
 
 #include <tovrel.h>
 
+#include "param_names.h"
+
 namespace {
 
 struct affine_case {
     double scale, degrees, tu, tv; // destination to source: u = R(x) / scale + t
 };
 
+void PrintTo(const affine_case &c, std::ostream *os) {
+    *os << "scale" << c.scale << "_rot" << c.degrees;
+}
 class WarpAffine : public ::testing::TestWithParam<affine_case> {};
 
 TEST_P(WarpAffine, InteriorAgreesWithOpenCv) {
@@ -128,6 +133,7 @@ INSTANTIATE_TEST_SUITE_P(Mappings, WarpAffine,
                          ::testing::Values(affine_case{1.0, 0.0, 0.3, 0.7},
                                            affine_case{1.25, 17.0, 9.0, -4.0},
                                            affine_case{1.1, -33.0, -10.0, 25.0},
-                                           affine_case{1.02, 90.0, 63.0, 1.0}));
+                                           affine_case{1.02, 90.0, 63.0, 1.0}),
+                         param_names::printed{});
 
 } // namespace

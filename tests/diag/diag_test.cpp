@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "param_names.h"
+
 namespace tovrel {
 namespace {
 
@@ -100,6 +102,10 @@ struct profile_case {
     const char *expected;
 };
 
+void PrintTo(const profile_case &c, std::ostream *os) {
+    *os << c.elapsed << "_of_" << c.total;
+}
+
 class ProfileFormat : public ::testing::TestWithParam<profile_case> {};
 
 TEST_P(ProfileFormat, FormatsTimeAndShare) {
@@ -108,12 +114,14 @@ TEST_P(ProfileFormat, FormatsTimeAndShare) {
     EXPECT_STREQ(profile_format_with("span", c.elapsed, c.total, 1000000), c.expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, ProfileFormat,
-    ::testing::Values(profile_case{0, 100, ""}, profile_case{1500, 0, "span  1.500 msec(  0.00%)\n"},
-                      profile_case{2000, 1000, "span  2.000 msec(  0.00%)\n"},
-                      profile_case{1000, 1000, "span  1.000 msec(100.00%)\n"},
-                      profile_case{12345, 98765, "span 12.345 msec( 12.49%)\n"}));
+INSTANTIATE_TEST_SUITE_P(Cases, ProfileFormat,
+                         ::testing::Values(profile_case{0, 100, ""},
+                                           profile_case{1500, 0, "span  1.500 msec(  0.00%)\n"},
+                                           profile_case{2000, 1000, "span  2.000 msec(  0.00%)\n"},
+                                           profile_case{1000, 1000, "span  1.000 msec(100.00%)\n"},
+                                           profile_case{12345, 98765,
+                                                        "span 12.345 msec( 12.49%)\n"}),
+                         param_names::printed{});
 
 TEST(Profile, StartStopAccumulatesWithCorrection) {
     uint64_t acc = 0;
@@ -139,14 +147,15 @@ TEST(Report, HostSinkReceivesAssembledLines) {
     diag_report("%s\n%s\n", "first", "second");
     diag_set_output(2);
     const char *empty = "";
-    diag_print(empty); // an empty format prints nothing
+    diag_print(empty);             // an empty format prints nothing
     diag_print("printed %d\n", 2); // mode 2 goes where reports go
     diag_set_output(3);
     diag_print("discarded\n");
     diag_set_output(0);
     tovrel_set_report_sink(nullptr, nullptr);
-    EXPECT_EQ(g_host_lines, (std::vector<std::string>{"RGBQ -> RGBQ with tiling is not supported.\n",
-                                                      "first\n", "second\n", "printed 2\n"}));
+    EXPECT_EQ(g_host_lines,
+              (std::vector<std::string>{"RGBQ -> RGBQ with tiling is not supported.\n", "first\n",
+                                        "second\n", "printed 2\n"}));
     EXPECT_EQ(calls, 4);
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "param_names.h"
 #include "polygon/polygon_call.h"
 #include "polygon_probe.h"
 
@@ -174,6 +175,11 @@ struct slot_case {
     int slot;
     bool turned = false;
 };
+void PrintTo(const slot_case &c, std::ostream *os) {
+    *os << c.rh << "x" << c.rv << "_"
+        << param_names::flag_names(c.flags, {"no_filter", "aa", "field_top", "field_bottom"})
+        << (c.turned ? "turned_" : "") << "slot" << c.slot;
+}
 
 class Footprint : public ::testing::TestWithParam<slot_case> {};
 
@@ -203,7 +209,8 @@ INSTANTIATE_TEST_SUITE_P(
                       // A field read halves the vertical ratio.
                       slot_case{1, 2, MAP_FIELD_TOP, 1}, slot_case{1, 2.7f, MAP_FIELD_BOTTOM, 11},
                       // Turned: u at 2:1 along y, v at 1:1 along x (unturned: slot 4).
-                      slot_case{2, 1, 0, 11, true}));
+                      slot_case{2, 1, 0, 11, true}),
+    param_names::printed{});
 
 TEST(MapPolygon, FieldReadTakesOnlyItsLines) {
     image src(8, 16, 0), dst(8, 8, 0);
@@ -329,6 +336,9 @@ struct pair_case {
     uint8_t format;
     int sb, scale; // sample bytes; 4 for 10-bit values
 };
+void PrintTo(const pair_case &c, std::ostream *os) {
+    *os << c.name;
+}
 class PairEdges : public ::testing::TestWithParam<pair_case> {};
 
 TEST_P(PairEdges, BlendByArea) {
@@ -439,6 +449,9 @@ struct s16x4_row {
     std::array<int16_t, 4> want;
 };
 
+void PrintTo(const s16x4_row &r, std::ostream *os) {
+    *os << r.name;
+}
 class S16x4Dispatch : public ::testing::TestWithParam<s16x4_row> {};
 
 TEST_P(S16x4Dispatch, DestinationFormatDecides) {
@@ -502,6 +515,9 @@ struct refusal {
     bend change = bend::none;
 };
 
+void PrintTo(const refusal &r, std::ostream *os) {
+    *os << r.name;
+}
 class Refusal : public ::testing::TestWithParam<refusal> {};
 
 TEST_P(Refusal, ReportsOnceAndLeavesTheDestination) {

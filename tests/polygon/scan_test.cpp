@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "param_names.h"
 #include "polygon/polygon_call.h"
 #include "polygon/scan.h"
 #include "polygon_probe.h"
@@ -109,6 +110,9 @@ struct shape {
     const char *name;
     verts v;
 };
+void PrintTo(const shape &s, std::ostream *os) {
+    *os << s.name;
+}
 
 class Fill : public ::testing::TestWithParam<shape> {};
 
@@ -157,6 +161,9 @@ TEST(Scan, TracedBackEdgesCancel) {
 struct phase_case {
     int32_t first_line, line_step, expected_first, stride;
 };
+void PrintTo(const phase_case &c, std::ostream *os) {
+    *os << "first" << c.first_line << "_step" << c.line_step;
+}
 
 class LinePhase : public ::testing::TestWithParam<phase_case> {};
 
@@ -178,7 +185,8 @@ TEST_P(LinePhase, DrawsOnlySelectedLines) {
 INSTANTIATE_TEST_SUITE_P(Cases, LinePhase,
                          ::testing::Values(phase_case{1, 2, 1, 2}, phase_case{-1, 2, 1, 2},
                                            phase_case{0, 2, 0, 2}, phase_case{-7, 3, 2, 3},
-                                           phase_case{5, 1, 0, 1}));
+                                           phase_case{5, 1, 0, 1}),
+                         param_names::printed{});
 
 // Under anti-aliasing each pixel's coverage is the polygon's area in it.
 // Vertices on whole lines or thirds of lines are not moved by the snapping

@@ -128,6 +128,11 @@ struct field_case {
     int line;     // destination frame line checked
     int a, b, wa; // expected (src line a * wa + line b * (2048 - wa) + 1024) >> 11
 };
+void PrintTo(const field_case &c, std::ostream *os) {
+    *os << param_names::flag_names(
+               c.flags, {"", "", "src_top", "src_bottom", "", "", "dst_top", "dst_bottom"})
+        << "line" << c.line;
+}
 class RectFields : public ::testing::TestWithParam<field_case> {};
 
 TEST_P(RectFields, LinesAndWeights) {
@@ -154,7 +159,8 @@ INSTANTIATE_TEST_SUITE_P(
                       field_case{RECT_DST_FIELD_BOTTOM, 1, 0, 1, 1536},
                       field_case{RECT_SRC_FIELD_TOP, 0, 0, 2, 1536},
                       field_case{RECT_SRC_FIELD_TOP | RECT_SRC_FIELD_BOTTOM, 0, 0, 2, 1536},
-                      field_case{RECT_SRC_FIELD_BOTTOM, 0, 1, 1, 2048}));
+                      field_case{RECT_SRC_FIELD_BOTTOM, 0, 1, 1, 2048}),
+    param_names::printed{});
 
 TEST(MapRectangle, LinePhaseCountsAddressedLines) {
     image src(1, 1), dst(1, 12);

@@ -32,6 +32,9 @@ struct plane {
 struct window {
     float x0, x1, sx0, sx1;
 };
+void PrintTo(const window &w, std::ostream *os) {
+    *os << "x" << w.x0 << "_to" << w.x1 << "_from" << w.sx0 << "_to" << w.sx1;
+}
 class Multisrc : public ::testing::TestWithParam<std::tuple<window, uint8_t>> {};
 
 TEST_P(Multisrc, SourcesSideBySideMatchOneImage) {
@@ -58,10 +61,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Combine(::testing::Values(window{0, 25, 350, 370}, window{-7.5f, 32.5f, 340, 380}),
                        ::testing::Values(TOVREL_FORMAT_RGBQ, TOVREL_FORMAT_YUY2,
                                          TOVREL_FORMAT_W210)),
-    [](const auto &info) {
-        return std::to_string(info.index / 3) + "_" +
-               rect_test::format_name(std::get<1>(info.param));
-    });
+    param_names::printed{});
 
 TEST(MultisrcSkip, WhatItCannotDraw) {
     plane p;

@@ -66,6 +66,10 @@ area_value area_rule(const ratio_case &r, const std::vector<uint32_t> &s, int64_
     return {uint32_t((sum + span * scale / 2) / (span * scale)), drift};
 }
 
+void PrintTo(const ratio_case &r, std::ostream *os) {
+    *os << r.name;
+}
+
 class ExactRatio : public ::testing::TestWithParam<std::tuple<ratio_case, uint8_t>> {};
 
 // The exact kernel is the area rule of its ratio, on source rows blended
@@ -155,10 +159,7 @@ INSTANTIATE_TEST_SUITE_P(Ratios, ExactRatio,
                          ::testing::Combine(::testing::ValuesIn(ratios),
                                             ::testing::Values(uint8_t{TOVREL_FORMAT_YUY2},
                                                               uint8_t{TOVREL_FORMAT_W210})),
-                         [](const auto &info) {
-                             return std::get<0>(info.param).name + std::string("_") +
-                                    rect_test::format_name(std::get<1>(info.param));
-                         });
+                         param_names::printed{});
 
 // Every condition of the selection, one at a time; the 4/3 row also at the
 // widest line whose groups stay within the columns the general walk reads.

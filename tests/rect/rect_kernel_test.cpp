@@ -64,6 +64,9 @@ struct line_case {
     int dst_w, expected[3];
 };
 
+void PrintTo(const line_case &c, std::ostream *os) {
+    *os << c.name;
+}
 class RectLine : public ::testing::TestWithParam<line_case> {};
 
 TEST_P(RectLine, Values) {
@@ -124,6 +127,9 @@ struct alpha_case {
 // With the pixel layout as a parameter: in YUY2 and W210 the luma of the
 // first pixel of a pair (its partner uncovered or covered alike) follows the
 // same rules, 10-bit values four times the 8-bit ones.
+void PrintTo(const alpha_case &c, std::ostream *os) {
+    *os << c.name;
+}
 class RectAlpha : public ::testing::TestWithParam<std::tuple<alpha_case, uint8_t>> {};
 
 TEST_P(RectAlpha, OnePixel) {
@@ -169,10 +175,7 @@ INSTANTIATE_TEST_SUITE_P(Rules, RectAlpha,
                                             ::testing::Values(TOVREL_FORMAT_RGBQ,
                                                               TOVREL_FORMAT_YUY2,
                                                               TOVREL_FORMAT_W210)),
-                         [](const auto &info) {
-                             return std::string(std::get<0>(info.param).name) + "_" +
-                                    rect_test::format_name(std::get<1>(info.param));
-                         });
+                         param_names::printed{});
 
 } // namespace
 

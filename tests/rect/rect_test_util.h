@@ -9,6 +9,8 @@
 
 #include <tovrel.h>
 
+#include "param_names.h"
+
 #if defined(_WIN32)
 #include <windows.h>
 #else
@@ -177,18 +179,7 @@ struct report_capture {
     }
 };
 
-inline std::string format_name(uint8_t format) {
-    switch (format) {
-    case TOVREL_FORMAT_RGBQ:
-        return "RGBQ";
-    case TOVREL_FORMAT_YUY2:
-        return "YUY2";
-    case TOVREL_FORMAT_W210:
-        return "W210";
-    default:
-        return "yuvq";
-    }
-}
+using param_names::format_name;
 
 inline uint32_t test_seed() {
     return std::random_device{}();

@@ -19,6 +19,10 @@ struct simd_case {
     bool over, persp;
 };
 
+void PrintTo(const simd_case &c, std::ostream *os) {
+    *os << (c.over ? "over_" : "copy_") << (c.persp ? "persp_" : "affine_") << c.slot;
+}
+
 class S16x4Simd : public testing::TestWithParam<simd_case> {};
 
 TEST_P(S16x4Simd, MatchesTheScalarStatement) {
@@ -76,11 +80,6 @@ std::vector<simd_case> all_cases() {
                 if (span::s16x4_has_sse2(slot)) v.push_back({slot, over, persp});
     return v;
 }
-INSTANTIATE_TEST_SUITE_P(Sse2, S16x4Simd, testing::ValuesIn(all_cases()),
-                         [](const testing::TestParamInfo<simd_case> &i) {
-                             return std::string(i.param.over ? "over_" : "copy_") +
-                                    (i.param.persp ? "persp_" : "affine_") +
-                                    std::to_string(i.param.slot);
-                         });
+INSTANTIATE_TEST_SUITE_P(Sse2, S16x4Simd, testing::ValuesIn(all_cases()), param_names::printed{});
 
 } // namespace

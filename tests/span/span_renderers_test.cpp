@@ -220,18 +220,14 @@ TEST_P(Slot, Clamps) {
         }
 }
 
-std::string slot_name(const testing::TestParamInfo<std::tuple<family, int>> &i) {
-    return std::string(std::get<0>(i.param).name) + "_" + std::to_string(std::get<1>(i.param));
-}
-
 INSTANTIATE_TEST_SUITE_P(AllSlots, Slot,
                          testing::Combine(testing::ValuesIn(family_list()),
                                           testing::Range(0, footprint_count)),
-                         slot_name);
+                         param_names::printed{});
 INSTANTIATE_TEST_SUITE_P(AllSlots, PairSlot,
                          testing::Combine(testing::ValuesIn(pair_families()),
                                           testing::Range(0, footprint_count)),
-                         slot_name);
+                         param_names::printed{});
 
 // The benchmark entry points print their label and produce what the
 // dispatched table's member of their slot produces.

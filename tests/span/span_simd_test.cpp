@@ -21,6 +21,10 @@ struct simd_case {
     bool persp;
 };
 
+void PrintTo(const simd_case &c, std::ostream *os) {
+    *os << c.f.name << (c.persp ? "_persp_" : "_affine_") << c.slot;
+}
+
 class PackedSimd : public testing::TestWithParam<simd_case> {
 protected:
     // Only [x0, max(x1, x0 + 1)) may change, identically in the scalar
@@ -137,10 +141,6 @@ std::vector<simd_case> all_cases() {
     return v;
 }
 INSTANTIATE_TEST_SUITE_P(Packed, PackedSimd, testing::ValuesIn(all_cases()),
-                         [](const testing::TestParamInfo<simd_case> &i) {
-                             return std::string(i.param.f.name) +
-                                    (i.param.persp ? "_persp_" : "_affine_") +
-                                    std::to_string(i.param.slot);
-                         });
+                         param_names::printed{});
 
 } // namespace

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "param_names.h"
 #include "span/span_renderer.h"
 
 namespace span_test {

@@ -113,6 +113,10 @@ const simd_case simd_cases[] = {
      blend_rgbqa_over_premul_sse2},
 };
 
+void PrintTo(const simd_case &c, std::ostream *os) {
+    *os << c.name;
+}
+
 class SimdDifferential : public ::testing::TestWithParam<simd_case> {};
 
 TEST_P(SimdDifferential, MatchesScalarByteForByte) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "args.h"
+#include "param_names.h"
 
 namespace tovrel_tool {
 namespace {
@@ -14,6 +15,10 @@ struct rejected_case {
     std::vector<std::string> args;
     const char *message_part;
 };
+
+void PrintTo(const rejected_case &c, std::ostream *os) {
+    for (size_t i = 0; i < c.args.size(); ++i) *os << (i ? " " : "") << c.args[i];
+}
 
 class Rejected : public ::testing::TestWithParam<rejected_case> {};
 
@@ -106,7 +111,8 @@ INSTANTIATE_TEST_SUITE_P(
             "only RGBQ frames can be written as PNG"},
         rejected_case{words({"warp", "a.yuv", "b.yuv", "--quad", quad, "--format", "yuy2", "--size",
                              "4x4", "--bg", "ffffff"}),
-                      "--bg applies to RGBQ"}));
+                      "--bg applies to RGBQ"}),
+    param_names::printed{});
 
 TEST(Accepted, DefaultsToDemo) {
     const parse_result r = parse_command_line({});

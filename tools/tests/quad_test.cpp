@@ -14,6 +14,10 @@ struct quad_case {
     std::array<double, 8> quad;
 };
 
+void PrintTo(const quad_case &c, std::ostream *os) {
+    *os << c.name;
+}
+
 class PerspectiveQuad : public ::testing::TestWithParam<quad_case> {};
 
 // At screen points inside the triangle of corners 0, 1, 2, interpolate the
