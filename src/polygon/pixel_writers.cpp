@@ -112,8 +112,13 @@ void pair_writer(const span_rows *dst, const span_rows *src, const uint16_t *cov
     T *d = static_cast<T *>(dst->pixels);
     const T *s = static_cast<const T *>(src->pixels);
     for (int32_t x = x0; x < x1; x += 2) {
+        // From an odd x0 the last step can start on the row's last pixel:
+        // its partner lies beyond the row and counts as uncovered, and the
+        // chroma byte after it is not touched.
+        const bool inside = x + 1 < dst->width;
         const pixel_inputs in0 = load_inputs<R>(dst, src, coverage, x);
-        const pixel_inputs in1 = load_inputs<R>(dst, src, coverage, x + 1);
+        const pixel_inputs in1 =
+            inside ? load_inputs<R>(dst, src, coverage, x + 1) : pixel_inputs{0, 0, 0};
         const weights<int32_t> t0 = R::template terms<int32_t>(in0.c, in0.as, in0.ad);
         const weights<int32_t> t1 = R::template terms<int32_t>(in1.c, in1.as, in1.ad);
         const weights<int32_t> tp = t0 + t1;
@@ -122,7 +127,7 @@ void pair_writer(const span_rows *dst, const span_rows *src, const uint16_t *cov
         if (t0.live != 0) dp[0] = static_cast<T>(merge<R::op, 12, W>(sp[0], dp[0], t0, in0.ad));
         if (t1.live != 0) dp[2] = static_cast<T>(merge<R::op, 12, W>(sp[2], dp[2], t1, in1.ad));
         if (tp.live != 0) {
-            for (int i = 1; i < 4; i += 2) {
+            for (int i = 1; i < (inside ? 4 : 2); i += 2) {
                 if constexpr (R::op == colour_op::add)
                     dp[i] = static_cast<T>(L::add_chroma(sp[i], dp[i], tp.ws));
                 else

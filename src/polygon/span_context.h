@@ -99,7 +99,8 @@ inline span_rows destination_rows(const span_context &ctx, int32_t y) {
                      reinterpret_cast<uint16_t *>(ctx.dst_alpha
                                                       ? ctx.dst_alpha + static_cast<intptr_t>(y) *
                                                                             ctx.dst_alpha_pitch
-                                                      : nullptr)};
+                                                      : nullptr),
+                     ctx.dst_width};
 }
 
 } // namespace tovrel

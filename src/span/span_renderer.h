@@ -13,6 +13,9 @@ namespace tovrel {
 struct span_rows {
     void *pixels;
     uint16_t *alpha;
+    // Pixels in the row. A 4:2:2 writer whose range starts on an odd pixel
+    // at the row's last pixel must not touch the pair beyond it.
+    int32_t width = INT32_MAX;
 };
 
 // The texture as the renderers see it, after field selection: texel (0, 0)
