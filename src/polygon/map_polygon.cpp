@@ -64,6 +64,17 @@ const char *plane_problem(const image_descriptor &dst, const image_descriptor &s
         return "map_polygon: the destination has no alpha plane\n";
     if (!src.pixels) return "map_polygon: the source has no pixels\n";
     if (choice.reads_src_alpha && !src.alpha) return "map_polygon: the source has no alpha plane\n";
+    // The packed members index texels as cu + cv * (pitch >> k): rows must
+    // start on whole texel units, or a row's address drifts off the plane.
+    // The 8-byte S16X4 texels are addressed by the whole pitch.
+    if (choice.pixel_bytes <= 4 && src.pitch % choice.pixel_bytes != 0) {
+        limit = choice.pixel_bytes;
+        return "map_polygon: the source pitch must be a multiple of %d bytes\n";
+    }
+    if (choice.reads_src_alpha && src.alpha_pitch % 2 != 0) {
+        limit = 2;
+        return "map_polygon: the source alpha pitch must be a multiple of %d bytes\n";
+    }
     if (choice.via_line_buffer || edge_aa) {
         limit = std::min(line_buffer_pixels, line_buffer_bytes / choice.pixel_bytes);
         if (dst.width > limit)

@@ -504,7 +504,8 @@ enum class bend {
     no_src_alpha,
     wide,
     step0,
-    odd_source
+    odd_source,
+    odd_pitch
 };
 
 struct refusal {
@@ -537,6 +538,7 @@ TEST_P(Refusal, ReportsOnceAndLeavesTheDestination) {
     if (p.change == bend::no_src_alpha) sd.alpha = nullptr;
     if (p.change == bend::wide) dd.width = 8193;
     if (p.change == bend::odd_source) sd.width = 7;
+    if (p.change == bend::odd_pitch) sd.pitch -= 2;
     reports.clear();
     tovrel_set_report_sink(capture, nullptr);
     map_polygon(&dd, &sd, v.data(), static_cast<int32_t>(v.size()), p.flags, 0,
@@ -570,6 +572,8 @@ const refusal refusals[] = {
     {"no_vertices", rgbq, rgbq, 0, 0, tile, "", bend::empty},
     {"w210_odd_width", w210, w210, 0, 0, 0, "map_polygon: a 4:2:2 source needs an even width\n",
      bend::odd_source},
+    {"w210_pitch_off_texels", w210, w210, 0, 0, 0,
+     "map_polygon: the source pitch must be a multiple of 4 bytes\n", bend::odd_pitch},
     {"into_yuy2", rgbq, yuy2, 0, 0, 0, "map_polygon: an RGBQ texture needs an RGBQ destination\n"},
     {"s16x4a_into_rgbq", 10, rgbq, 0, 0, 0,
      "map_polygon: an S16X4A texture needs an S16X4A or S16X4 destination\n"},
