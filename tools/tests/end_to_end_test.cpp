@@ -132,11 +132,12 @@ TEST_F(Tool, ScaleHalvesRawFrames) {
                                 in.row(2 * y + 1)[8 * x + i] + in.row(2 * y + 1)[8 * x + 4 + i];
                 ASSERT_EQ(out.row(y)[4 * x + i], (sum + 2) >> 2) << x << "," << y << "," << i;
             }
-    // A raw frame of the wrong length is refused before anything is drawn.
+    // A file shorter than one frame is a partial frame: refused, nothing drawn.
     const run_result shorter = run({"scale", path("in.rgbq"), path("x.rgbq"), "--format", "rgbq",
                                     "--size", "8x7", "--dst", "0,0,4,3"});
     EXPECT_EQ(shorter.code, exit_failure);
-    EXPECT_NE(shorter.err.find("is 224 bytes, the file has 192"), std::string::npos) << shorter.err;
+    EXPECT_NE(shorter.err.find("ends in a partial frame: 192 of the 224 bytes"), std::string::npos)
+        << shorter.err;
 }
 
 TEST_F(Tool, ExitCodesAndMessages) {
