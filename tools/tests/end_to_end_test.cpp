@@ -30,11 +30,20 @@ std::string drain(std::FILE *f) {
     return text;
 }
 
-run_result run(const std::vector<std::string> &args) {
+// `input` is what "-" reads.
+run_result run(const std::vector<std::string> &args, const std::vector<uint8_t> &input = {}) {
+    std::FILE *in = std::tmpfile();
+    std::fwrite(input.data(), 1, input.size(), in);
+    std::rewind(in);
     std::FILE *out = std::tmpfile();
     std::FILE *err = std::tmpfile();
-    const int code = run_tool(args, out, err);
+    const int code = run_tool(args, in, out, err);
+    std::fclose(in);
     return {code, drain(out), drain(err)};
+}
+
+std::vector<uint8_t> bytes_of(const std::string &text) {
+    return {text.begin(), text.end()};
 }
 
 class Tool : public ::testing::Test {
@@ -138,6 +147,113 @@ TEST_F(Tool, ScaleHalvesRawFrames) {
     EXPECT_EQ(shorter.code, exit_failure);
     EXPECT_NE(shorter.err.find("ends in a partial frame: 192 of the 224 bytes"), std::string::npos)
         << shorter.err;
+}
+
+// Frames back to back on standard input: each comes out as if it were
+// alone, in order; a trailing partial frame is reported after them.
+TEST_F(Tool, StreamsWholeFramesThenReportsAPartialOne) {
+    std::vector<uint8_t> input, want;
+    for (uint32_t k = 0; k < 3; ++k) {
+        const frame f = random_frame(6, 4, 500 + k);
+        input.insert(input.end(), f.pixels.begin(), f.pixels.end());
+        ASSERT_EQ(write_raw(path("one.rgba"), f), "");
+        const run_result alone = run({"scale", path("one.rgba"), path("one-out.rgba"), "--format",
+                                      "rgba", "--size", "6x4", "--dst", "0.5,0,3.5,2"});
+        ASSERT_EQ(alone.code, exit_ok) << alone.err;
+        frame o;
+        ASSERT_EQ(read_raw(path("one-out.rgba"), find_format("rgba"), 4, 2, o), "");
+        want.insert(want.end(), o.pixels.begin(), o.pixels.end());
+    }
+    const std::vector<std::string> args = {"scale",  "-",   "-",     "--format",   "rgba",
+                                           "--size", "6x4", "--dst", "0.5,0,3.5,2"};
+    const run_result whole = run(args, input);
+    ASSERT_EQ(whole.code, exit_ok) << whole.err;
+    EXPECT_EQ(bytes_of(whole.out), want);
+    EXPECT_EQ(whole.err, "");
+
+    input.resize(input.size() + 10, 7);
+    const run_result partial = run(args, input);
+    EXPECT_EQ(partial.code, exit_failure);
+    EXPECT_EQ(bytes_of(partial.out), want);
+    EXPECT_NE(partial.err.find("standard input ends in a partial frame: 10 of the 96 bytes of a "
+                               "6x4 rgba frame, after 3 whole frames"),
+              std::string::npos)
+        << partial.err;
+    const run_result empty = run(args);
+    EXPECT_EQ(empty.code, exit_ok) << empty.err;
+    EXPECT_EQ(empty.out, "");
+}
+
+// Splitting the lines of each frame over threads changes no byte.
+TEST_F(Tool, ThreadsGiveTheSameBytes) {
+    std::vector<uint8_t> input;
+    for (uint32_t k = 0; k < 2; ++k) {
+        const frame f = random_frame(40, 30, 900 + k);
+        input.insert(input.end(), f.pixels.begin(), f.pixels.end());
+    }
+    const std::vector<std::vector<std::string>> jobs = {
+        {"warp", "--quad", "3.5,1,38,6,33,29,1,22.5", "--persp", "--aa", "--out-size", "41x31"},
+        {"warp", "--quad", "30,2,39,2,39,9,30,9", "--field", "bottom"},
+        {"scale", "--dst", "1.25,0.5,17.75,29", "--src", "2,3,39,27.5"},
+    };
+    for (const std::vector<std::string> &job : jobs) {
+        std::vector<std::string> args = job;
+        args.insert(args.begin() + 1, {"-", "-", "--format", "rgba", "--size", "40x30"});
+        const run_result one = run(args, input);
+        ASSERT_EQ(one.code, exit_ok) << one.err;
+        args.insert(args.end(), {"--threads", "3"});
+        const run_result three = run(args, input);
+        ASSERT_EQ(three.code, exit_ok) << three.err;
+        EXPECT_EQ(three.out, one.out) << job[2];
+    }
+}
+
+// A move: frame k at k/N of the way from --dst to --dst-to, held after N.
+TEST_F(Tool, MoveInterpolatesThenHolds) {
+    const std::vector<uint8_t> white(4 * 4 * 4 * 4, 255); // four 4x4 frames
+    const run_result r =
+        run({"scale", "-", "-", "--format", "bgra", "--size", "4x4", "--dst", "0,0,2,2", "--dst-to",
+             "6,4,8,6", "--move-frames", "2", "--bg", "0000ff"},
+            white);
+    ASSERT_EQ(r.code, exit_ok) << r.err;
+    ASSERT_EQ(r.out.size(), 4u * 8 * 6 * 4);
+    const int lefts[4] = {0, 3, 6, 6}, tops[4] = {0, 2, 4, 4};
+    for (int k = 0; k < 4; ++k)
+        for (int y = 0; y < 6; ++y)
+            for (int x = 0; x < 8; ++x) {
+                const bool inside =
+                    x >= lefts[k] && x < lefts[k] + 2 && y >= tops[k] && y < tops[k] + 2;
+                // bgra: the blue background is byte 0.
+                const uint8_t *p =
+                    reinterpret_cast<const uint8_t *>(r.out.data()) + ((k * 6 + y) * 8 + x) * 4;
+                EXPECT_EQ(p[0], 255) << k << ":" << x << "," << y;
+                EXPECT_EQ(p[2], inside ? 255 : 0) << k << ":" << x << "," << y;
+            }
+}
+
+// Planar 4:2:2 files become packed pairs Y0, U, Y1, V and come back intact.
+TEST_F(Tool, PlanarFormatsConvertBothWays) {
+    for (const char *name : {"yuv422p", "yuv422p10le"}) {
+        const format_info *format = find_format(name);
+        frame f;
+        ASSERT_EQ(make_frame(f, format, 6, 3), "") << name;
+        std::vector<uint8_t> file(f.pixels.size());
+        for (size_t i = 0; i < file.size(); ++i) file[i] = static_cast<uint8_t>(i * 7 + 1);
+        frame_from_file(file.data(), f);
+        const size_t s = format->bytes_per_pixel / 2; // bytes per sample
+        // Pixel pair 4 (line 1, pixels 2 and 3): Y at sample 8, 9; U, V at 4.
+        const uint8_t *pair = f.pixels.data() + 4 * s * 4;
+        const size_t y = 8 * s, u = 18 * s + 4 * s, v = 18 * s + 9 * s + 4 * s;
+        for (size_t b = 0; b < s; ++b) {
+            EXPECT_EQ(pair[b], file[y + b]) << name;
+            EXPECT_EQ(pair[s + b], file[u + b]) << name;
+            EXPECT_EQ(pair[2 * s + b], file[y + s + b]) << name;
+            EXPECT_EQ(pair[3 * s + b], file[v + b]) << name;
+        }
+        std::vector<uint8_t> back(file.size());
+        frame_to_file(f, back.data());
+        EXPECT_EQ(back, file) << name;
+    }
 }
 
 TEST_F(Tool, ExitCodesAndMessages) {

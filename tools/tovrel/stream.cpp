@@ -5,7 +5,13 @@
 #include <cstring>
 #include <utility>
 
+#ifdef _WIN32
+#include <io.h>
+#define isatty _isatty
+#define fileno _fileno
+#else
 #include <unistd.h>
+#endif
 
 #include "image_io.h"
 #include "session.h"
