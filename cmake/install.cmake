@@ -19,5 +19,19 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tovrelConfig.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/tovrelConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tovrel)
 
+# The pkg-config file finds its prefix from where it lies (${pcfiledir}), so
+# `cmake --install build --prefix DIR` and a package unpacked anywhere work
+# without editing it. Absolute install directories stay absolute.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+  set(TOVREL_PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
+  set(TOVREL_PC_LIBDIR "${CMAKE_INSTALL_FULL_LIBDIR}")
+  set(TOVREL_PC_INCLUDEDIR "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
+else()
+  file(RELATIVE_PATH _tovrel_pc_up "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+  string(REGEX REPLACE "/$" "" _tovrel_pc_up "${_tovrel_pc_up}")
+  set(TOVREL_PC_PREFIX "\${pcfiledir}/${_tovrel_pc_up}")
+  set(TOVREL_PC_LIBDIR "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+  set(TOVREL_PC_INCLUDEDIR "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+endif()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/tovrel.pc.in ${CMAKE_CURRENT_BINARY_DIR}/tovrel.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tovrel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -6,6 +6,8 @@
 #   4. Windows 64-bit (mingw-w64 x86_64): the whole test suite under wine
 #   5. AddressSanitizer + UndefinedBehaviorSanitizer and ThreadSanitizer runs
 #   6. Bounded fuzzing runs of the exported operations
+#   7. Install into a temporary prefix; a C host built through pkg-config
+#      and through find_package(tovrel)
 # Usage: tools/test.sh [step ...]   (default: setup and every step)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -74,6 +76,13 @@ run_sanitizers() {
   fi
 }
 
+run_install() {
+  step "Install into a temporary prefix: a C host via pkg-config and find_package(tovrel)"
+  configure "$out/install" -DTOVREL_BUILD_TESTS=OFF -DTOVREL_BUILD_TOOLS=OFF
+  cmake --build "$out/install" -j "$jobs" --target tovrel
+  "$root/tests/install/check.sh" "$out/install" "$out/install-check"
+}
+
 run_fuzz() {
   if [ -x "$root/tests/fuzz/run.sh" ]; then
     step "Bounded fuzzing"
@@ -84,7 +93,7 @@ run_fuzz() {
 steps=("$@")
 if [ ${#steps[@]} -eq 0 ]; then
   "$root/tools/setup.sh"
-  steps=(native m32 win32 win64 sanitizers fuzz)
+  steps=(native m32 win32 win64 sanitizers fuzz install)
 fi
 for s in "${steps[@]}"; do
   case $s in
@@ -95,6 +104,7 @@ for s in "${steps[@]}"; do
     win64) run_win64 ;;
     sanitizers) run_sanitizers ;;
     fuzz) run_fuzz ;;
+    install) run_install ;;
     *) echo "tools/test.sh: unknown step '$s'" >&2; exit 2 ;;
   esac
 done
