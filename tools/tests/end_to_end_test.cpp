@@ -84,6 +84,8 @@ TEST_F(Tool, DemoWritesEveryScene) {
         EXPECT_EQ(f.height, scene_height);
         EXPECT_NE(r.out.find(name), std::string::npos) << r.out;
     }
+    // Rendered through ffmpeg when it is installed, else said to be skipped.
+    EXPECT_NE(r.out.find("move.mp4"), std::string::npos) << r.out;
 }
 
 // Identity and mirror quads with point sampling copy texels exactly, with
