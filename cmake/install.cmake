@@ -35,3 +35,20 @@ else()
 endif()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/tovrel.pc.in ${CMAKE_CURRENT_BINARY_DIR}/tovrel.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tovrel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# `cpack -G DEB` in a build directory: one Debian package of the library, its
+# header, the CMake and pkg-config files and (when built) the tool.
+set(CPACK_PACKAGE_NAME tovrel)
+set(CPACK_PACKAGE_VENDOR "tovrel")
+set(CPACK_PACKAGE_CONTACT "tovrel developers")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY
+  "Texture warping and area-weighted rectangle scaling for packed video formats")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION libs)
+if(TARGET tovrel_tool)
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6, libstdc++6, libpng16-16")
+else()
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6, libstdc++6")
+endif()
+include(CPack)
