@@ -37,8 +37,12 @@ struct image {
     int32_t pitch = 0;
     uint8_t *pixels = nullptr;
 
+    uint8_t format = TOVREL_FORMAT_RGBQ; // or S16X4A: 8 bytes per pixel (CV_16SC4)
+
     image() = default;
-    image(int32_t w, int32_t h) : width(w), height(h), pitch((w * 4 + 63) & ~63) {
+    image(int32_t w, int32_t h, uint8_t f = TOVREL_FORMAT_RGBQ)
+        : width(w), height(h), pitch((w * (f == TOVREL_FORMAT_RGBQ ? 4 : 8) + 63) & ~63),
+          format(f) {
         size_t bytes = size_t(pitch) * size_t(h);
         pixels = static_cast<uint8_t *>(std::aligned_alloc(64, (bytes + 63) & ~size_t(63)));
         std::memset(pixels, 0, bytes);
@@ -54,7 +58,7 @@ struct image {
         image_descriptor d{};
         d.width = width;
         d.height = height;
-        d.format = TOVREL_FORMAT_RGBQ;
+        d.format = format;
         d.alpha_mode = TOVREL_ALPHA_PREMULTIPLIED;
         d.pixels = pixels;
         d.pitch = pitch;
@@ -91,6 +95,25 @@ inline const image &cached_texture(int32_t w, int32_t h, uint32_t seed) {
     if (!slot) {
         slot = std::make_unique<image>(w, h);
         fill_texture(*slot, seed ^ uint32_t(w * 31 + h));
+    }
+    return *slot;
+}
+
+// The S16X4A form of the texture: components (byte - 128) * 64 and an
+// opaque alpha of 4096.
+inline const image &cached_s16x4a_texture(int32_t w, int32_t h, uint32_t seed) {
+    static std::map<std::pair<int32_t, int32_t>, std::unique_ptr<image>> cache;
+    auto &slot = cache[{w, h}];
+    if (!slot) {
+        const image &rgbq = cached_texture(w, h, seed);
+        slot = std::make_unique<image>(w, h, TOVREL_FORMAT_S16X4A);
+        for (int32_t y = 0; y < h; ++y)
+            for (int32_t x = 0; x < w; ++x) {
+                const uint8_t *q = rgbq.row(y) + 4 * x;
+                const int16_t px[4] = {int16_t((q[0] - 128) * 64), int16_t((q[1] - 128) * 64),
+                                       int16_t((q[2] - 128) * 64), 4096};
+                std::memcpy(slot->row(y) + 8 * x, px, 8);
+            }
     }
     return *slot;
 }

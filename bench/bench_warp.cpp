@@ -107,11 +107,16 @@ warp_case inset_case(std::string name, int32_t dw, int32_t dh, double degrees, d
     return c;
 }
 
-// Textures shared by every implementation of a workload (same bytes).
-const image &texture(int32_t w, int32_t h) { return bench::cached_texture(w, h, 0x7e57u); }
+// Textures shared by every implementation of a workload (same bytes), in
+// RGBQ or, for the signed workload, S16X4A.
+const image &texture(int32_t w, int32_t h, uint8_t format = TOVREL_FORMAT_RGBQ) {
+    if (format == TOVREL_FORMAT_S16X4A) return bench::cached_s16x4a_texture(w, h, 0x7e57u);
+    return bench::cached_texture(w, h, 0x7e57u);
+}
 
 cv::Mat as_mat(const image &img) {
-    return cv::Mat(img.height, img.width, CV_8UC4, img.pixels, size_t(img.pitch));
+    return cv::Mat(img.height, img.width, img.format == TOVREL_FORMAT_RGBQ ? CV_8UC4 : CV_16SC4,
+                   img.pixels, size_t(img.pitch));
 }
 
 void run_opencv(const warp_case &c, const image &src, image &dst) {
@@ -167,7 +172,7 @@ bool first_run_checked(benchmark::State &state, const warp_case &c, image &dst,
         state.SkipWithError(("tovrel reported: " + bench::report_counter::last()).c_str());
         return false;
     }
-    report_check(state, c, dst);
+    if (dst.format == TOVREL_FORMAT_RGBQ) report_check(state, c, dst);
     state.counters["slot"] = bench::expected_slot(c.quad.data(), int(c.quad.size()));
     return true;
 }
@@ -176,9 +181,10 @@ void set_pixels(benchmark::State &state, const warp_case &c) {
     state.SetItemsProcessed(int64_t(state.iterations()) * c.dw * c.dh);
 }
 
-void bm_tovrel(benchmark::State &state, const warp_case &c, uint32_t flags) {
-    const image &src = texture(c.sw, c.sh);
-    image dst(c.dw, c.dh);
+void bm_tovrel(benchmark::State &state, const warp_case &c, uint32_t flags,
+               uint8_t format = TOVREL_FORMAT_RGBQ) {
+    const image &src = texture(c.sw, c.sh, format);
+    image dst(c.dw, c.dh, format);
     polygon_call call{&c, dst.descriptor(), src.descriptor(), flags};
     if (!first_run_checked(state, c, dst, [&] { call(0, 1); })) return;
     for (auto _ : state) benchmark::DoNotOptimize(call(0, 1));
@@ -197,9 +203,9 @@ void bm_tovrel_two_threads(benchmark::State &state, const warp_case &c) {
     set_pixels(state, c);
 }
 
-void bm_opencv(benchmark::State &state, const warp_case &c) {
-    const image &src = texture(c.sw, c.sh);
-    image dst(c.dw, c.dh);
+void bm_opencv(benchmark::State &state, const warp_case &c, uint8_t format = TOVREL_FORMAT_RGBQ) {
+    const image &src = texture(c.sw, c.sh, format);
+    image dst(c.dw, c.dh, format);
     run_opencv(c, src, dst);
     for (auto _ : state) {
         run_opencv(c, src, dst);
@@ -285,6 +291,15 @@ void register_all() {
     add(w1, "tovrel", plain);
     add(w1, "cv_warpAffine", cv);
     add(w1, "pixman_bilinear", px_bilinear);
+
+    // 1, signed: S16X4A into S16X4A (the texture laid over the frame,
+    // pair I) beside OpenCV on CV_16SC4.
+    warp_case w1s = w1;
+    w1s.name = "w1_s16x4a_affine_1080p";
+    add(w1s, "tovrel",
+        [](benchmark::State &s, const warp_case &c) { bm_tovrel(s, c, 0, TOVREL_FORMAT_S16X4A); });
+    add(w1s, "cv_warpAffine",
+        [](benchmark::State &s, const warp_case &c) { bm_opencv(s, c, TOVREL_FORMAT_S16X4A); });
 
     // 2: perspective trapezoid (slot 1).
     warp_case w2 = trapezoid_case("w2_perspective_1080p", 1920, 1080);

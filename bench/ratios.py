@@ -25,6 +25,8 @@ RATIOS = [
      "w1_affine_1080p/cv_warpAffine", "w1_affine_1080p/tovrel", 1.5, None),
     ("1", "pixman BILINEAR / tovrel",
      "w1_affine_1080p/pixman_bilinear", "w1_affine_1080p/tovrel", 2.0, None),
+    ("1", "warpAffine INTER_LINEAR CV_16SC4 / tovrel S16X4A (slot 1)",
+     "w1_s16x4a_affine_1080p/cv_warpAffine", "w1_s16x4a_affine_1080p/tovrel", 1.0, None),
     ("2", "warpPerspective INTER_LINEAR / tovrel (trapezoid, slot 1)",
      "w2_perspective_1080p/cv_warpPerspective", "w2_perspective_1080p/tovrel", 1.5, None),
     ("2", "pixman projective BILINEAR / tovrel",

@@ -5,6 +5,7 @@
 
 #include "polygon/pixel_writers.h"
 #include "span/rgbq_renderers.h"
+#include "span/s16x4_renderers.h"
 
 namespace tovrel {
 
@@ -37,8 +38,8 @@ constexpr std::array<pair_source, static_cast<size_t>(pair_id::count)> pair_sour
     {nullptr, "map_polygon: RGBQ + alpha textures are not supported by this build\n"},
     {nullptr, "map_polygon: YUY2 + alpha textures are not supported by this build\n"},
     {nullptr, "map_polygon: W210 + alpha textures are not supported by this build\n"},
-    {nullptr, "map_polygon: S16X4A and S16X4 textures are not supported by this build\n"},
-    {nullptr, "map_polygon: S16X4A and S16X4 textures are not supported by this build\n"},
+    {&s16x4_span_renderers, nullptr},
+    {&s16x4a_over_span_renderers, nullptr},
 }};
 
 enum class match : uint8_t { no, yes, any };

@@ -218,6 +218,52 @@ TEST(MapPolygon, EdgeAntiAliasingBlendsByArea) {
     }
 }
 
+// S16X4A / S16X4: the destination format picks the pairs and writers. A
+// uniform texture mapped 1:1 (slot 1, exact) over a uniform destination:
+// pair I lays it over (k = 4096 - 2048), pair H replaces the pixel, and an
+// S16X4 texture into S16X4A gets alpha 4096.
+struct s16x4_row {
+    const char *name;
+    uint8_t src, dst;
+    uint32_t flags;
+    std::array<int16_t, 4> want;
+};
+
+class S16x4Dispatch : public ::testing::TestWithParam<s16x4_row> {};
+
+TEST_P(S16x4Dispatch, DestinationFormatDecides) {
+    const s16x4_row &p = GetParam();
+    constexpr int w = 8, h = 6, stride = (w + 1) * 4; // in int16, one guard pixel per row
+    const std::array<int16_t, 4> texel4 = {700, -300, 4095, 2048}, under = {-1000, 1000, 3, 1024};
+    std::vector<int16_t> src(size_t(stride * h)), dst(size_t(stride * (h + 2)), -7);
+    for (int i = 0; i < w * h; ++i) {
+        std::copy(texel4.begin(), texel4.end(), &src[size_t((i / w) * stride + (i % w) * 4)]);
+        std::copy(under.begin(), under.end(), &dst[size_t((i / w + 1) * stride + (i % w) * 4)]);
+    }
+    image_descriptor sd{}, dd{};
+    sd.width = dd.width = w, sd.height = dd.height = h, sd.format = p.src, dd.format = p.dst;
+    sd.pixels = src.data(), dd.pixels = &dst[stride];
+    sd.pitch = dd.pitch = stride * 2;
+    const verts v = rect(w, h, w, h);
+    map_polygon(&dd, &sd, v.data(), 4, p.flags, 0, 1);
+    for (size_t i = 0; i < dst.size(); ++i) {
+        const int pixel = int(i % stride) / 4, row = int(i / stride) - 1;
+        const bool inside = pixel < w && row >= 0 && row < h;
+        ASSERT_EQ(dst[i], inside ? p.want[i % 4] : -7) << pixel << "," << row;
+    }
+}
+
+constexpr uint8_t s16x4a = TOVREL_FORMAT_S16X4A, s16x4 = TOVREL_FORMAT_S16X4;
+INSTANTIATE_TEST_SUITE_P(
+    Rows, S16x4Dispatch,
+    ::testing::Values(s16x4_row{"a_over_a", s16x4a, s16x4a, 0, {200, 200, 4096, 2560}},
+                      s16x4_row{"a_tiled_a", s16x4a, s16x4a, MAP_TILE, {700, -300, 4095, 2048}},
+                      s16x4_row{"a_over_plain", s16x4a, s16x4, MAP_TILE, {200, 200, 4096, 2560}},
+                      s16x4_row{"plain_into_a", s16x4, s16x4a, 0, {700, -300, 4095, 4096}},
+                      s16x4_row{"plain_tiled_a", s16x4, s16x4a, MAP_TILE, {700, -300, 4095, 4096}},
+                      s16x4_row{"plain_plain", s16x4, s16x4, 0, {700, -300, 4095, 2048}}),
+    [](const auto &i) { return std::string(i.param.name); });
+
 std::string reports;
 void TOVREL_CALL capture(const char *line, void *) {
     reports += line;
@@ -277,6 +323,10 @@ const refusal refusals[] = {
     {"no_vertices", rgbq, rgbq, 0, 0, tile, "", bend::empty},
     {"yuy2", yuy2, yuy2, 0, 0, 0, "map_polygon: YUY2 textures are not supported by this build\n"},
     {"into_yuy2", rgbq, yuy2, 0, 0, 0, "map_polygon: an RGBQ texture needs an RGBQ destination\n"},
+    {"s16x4a_into_rgbq", 10, rgbq, 0, 0, 0,
+     "map_polygon: an S16X4A texture needs an S16X4A or S16X4 destination\n"},
+    {"s16x4_into_word", 11, word, 0, 0, tile,
+     "map_polygon: an S16X4 texture needs an S16X4A or S16X4 destination\n"},
     {"line_step", rgbq, rgbq, 0, 0, 0, "map_polygon: line_step must be at least 1\n", bend::step0},
     {"too_many", rgbq, rgbq, 0, 0, 0, "map_polygon: at most 30 vertices are supported\n",
      bend::too_many},

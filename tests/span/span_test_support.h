@@ -21,24 +21,26 @@ inline uint32_t test_seed() {
     return s ? static_cast<uint32_t>(std::strtoul(s, nullptr, 0)) : 0x5eed1234u;
 }
 
-// An RGBQ texture whose rows lie `pitch` bytes apart (negative: bottom-up).
-// The storage holds exactly the bytes the rows span, so that a sanitizer
-// catches any read outside them.
+// A texture of `unit`-byte texels (4: RGBQ, 8: S16X4A / S16X4) whose rows
+// lie `pitch` bytes apart (negative: bottom-up). The storage holds exactly
+// the bytes the rows span, so that a sanitizer catches any read outside
+// them.
 struct texture {
-    int32_t width, height, pitch;
+    int32_t width, height, pitch, unit;
     std::vector<uint8_t> bytes;
     tovrel::texture_ref ref{};
-    texture(int32_t w, int32_t h, int32_t p)
-        : width(w), height(h), pitch(p),
-          bytes(size_t(std::abs(p)) * size_t(h - 1) + size_t(w) * 4) {
-        ref = {bytes.data() + (p < 0 ? bytes.size() - size_t(w) * 4 : 0), p, nullptr, 0};
+    texture(int32_t w, int32_t h, int32_t p, int32_t u = 4)
+        : width(w), height(h), pitch(p), unit(u),
+          bytes(size_t(std::abs(p)) * size_t(h - 1) + size_t(w) * size_t(u)) {
+        ref = {bytes.data() + (p < 0 ? bytes.size() - size_t(w) * size_t(u) : 0), p, nullptr, 0};
     }
     uint8_t *texel(int32_t col, int32_t row) {
-        return const_cast<uint8_t *>(ref.base) + ptrdiff_t(row) * pitch + col * 4;
+        return const_cast<uint8_t *>(ref.base) + ptrdiff_t(row) * pitch + ptrdiff_t(col) * unit;
     }
-    void fill(uint32_t v) {
+    // Every texel = the low `unit` bytes of v.
+    void fill(uint64_t v) {
         for (int32_t r = 0; r < height; ++r)
-            for (int32_t c = 0; c < width; ++c) std::memcpy(texel(c, r), &v, 4);
+            for (int32_t c = 0; c < width; ++c) std::memcpy(texel(c, r), &v, size_t(unit));
     }
     void randomise(std::mt19937 &rng) { std::generate(bytes.begin(), bytes.end(), rng); }
 };
@@ -79,19 +81,27 @@ struct span_args {
     }
 };
 
-// A line of 32-bit elements with 16 guard elements on each side.
+// A line of `unit`-byte elements (a multiple of 4) with 16 guard elements
+// on each side.
 struct guarded_line {
     static constexpr uint32_t sentinel = 0xA5C3E187u;
     static constexpr int guard = 16;
+    int32_t words; // 32-bit words per element
     std::vector<uint32_t> store;
     tovrel::span_rows rows{};
-    explicit guarded_line(int32_t n) : store(size_t(n) + 2 * guard, sentinel) {
-        rows.pixels = store.data() + guard;
+    explicit guarded_line(int32_t n, int32_t unit = 4)
+        : words(unit / 4), store(size_t(n + 2 * guard) * size_t(unit / 4), sentinel) {
+        rows.pixels = store.data() + guard * words;
     }
-    uint32_t at(int32_t x) const { return store[size_t(x + guard)]; }
+    // Element x as a little-endian number.
+    uint64_t at(int32_t x) const {
+        uint64_t v = 0;
+        std::memcpy(&v, &store[size_t((x + guard) * words)], size_t(words) * 4);
+        return v;
+    }
     bool untouched_outside(int32_t first, int32_t last) const {
         for (size_t i = 0; i < store.size(); ++i) {
-            const int64_t x = int64_t(i) - guard;
+            const int64_t x = int64_t(i) / words - guard;
             if ((x < first || x >= last) && store[i] != sentinel) return false;
         }
         return true;
@@ -107,7 +117,7 @@ inline void run(tovrel::persp_span_renderer p, tovrel::affine_span_renderer f, g
     f(&l.rows, a.x0, a.x1, &t.ref, a.u_max, a.v_max, a.u_step, a.v_step, a.u_base, a.v_base);
 }
 
-// One implementation of the RGBQ table pair.
+// One implementation of a family's table pair.
 struct tables {
     const char *name;
     const tovrel::persp_renderer_table *persp;

@@ -2,6 +2,7 @@
 // files in a fresh temporary directory.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <random>
@@ -113,6 +114,27 @@ TEST_F(Tool, WarpPlacesTheCornersAsGiven) {
                 const uint8_t want = (x < 37 && y < 23) ? in.row(y)[4 * (36 - x) + i] : 0;
                 ASSERT_EQ(mirror.row(y)[4 * x + i], want) << x << "," << y;
             }
+}
+
+// Raw signed 16-bit frames mapped 1:1: every pixel but the last column and
+// row (sampled at fraction 127 by the clamp margin) comes out unchanged,
+// copied (S16X4) or laid over the black frame (S16X4A).
+TEST_F(Tool, WarpCopiesRawSignedFrames) {
+    for (const char *name : {"s16x4", "s16x4a"}) {
+        frame in;
+        ASSERT_EQ(make_frame(in, find_format(name), 6, 5), "");
+        std::mt19937 gen(5);
+        for (uint8_t &b : in.pixels) b = static_cast<uint8_t>(gen());
+        for (size_t i = 6; i < in.pixels.size(); i += 8) in.pixels[i] = 0, in.pixels[i + 1] = 16;
+        ASSERT_EQ(write_raw(path("in.raw"), in), "");
+        const run_result r = run({"warp", path("in.raw"), path("out.raw"), "--format", name,
+                                  "--size", "6x5", "--quad", "0,0,6,0,6,5,0,5"});
+        ASSERT_EQ(r.code, exit_ok) << r.err;
+        frame out;
+        ASSERT_EQ(read_raw(path("out.raw"), find_format(name), 6, 5, out), "");
+        for (int32_t y = 0; y < 4; ++y)
+            ASSERT_TRUE(std::equal(in.row(y), in.row(y) + 5 * 8, out.row(y))) << name << y;
+    }
 }
 
 TEST_F(Tool, WarpReportsTheLibrarysRefusal) {
