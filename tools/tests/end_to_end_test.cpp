@@ -7,6 +7,11 @@
 #include <filesystem>
 #include <random>
 
+#ifdef __linux__
+#include <fcntl.h>
+#include <unistd.h>
+#endif
+
 #include "commands.h"
 #include "demo.h"
 #include "image_io.h"
@@ -172,6 +177,36 @@ TEST_F(Tool, ScaleHalvesRawFrames) {
     EXPECT_NE(shorter.err.find("ends in a partial frame: 192 of the 224 bytes"), std::string::npos)
         << shorter.err;
 }
+
+#ifdef __linux__
+// Progress goes to standard error only when it is a terminal (here a
+// pseudo-terminal); the stream tests check that a file gets nothing.
+TEST_F(Tool, ProgressOnATerminal) {
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_GE(master, 0);
+    ASSERT_EQ(grantpt(master), 0);
+    ASSERT_EQ(unlockpt(master), 0);
+    std::FILE *terminal = std::fopen(ptsname(master), "w");
+    ASSERT_NE(terminal, nullptr);
+    std::FILE *in = std::tmpfile();
+    const frame f = random_frame(8, 8, 3);
+    for (int k = 0; k < 5; ++k) std::fwrite(f.pixels.data(), 1, f.pixels.size(), in);
+    std::rewind(in);
+    std::FILE *out = std::tmpfile();
+    const int code = run_tool(
+        {"warp", "-", "-", "--format", "rgba", "--size", "8x8", "--quad", "0,0,8,0,8,8,0,8"}, in,
+        out, terminal);
+    std::fclose(terminal);
+    std::fclose(in);
+    std::fclose(out);
+    char text[256] = {};
+    const ssize_t n = read(master, text, sizeof text - 1);
+    close(master);
+    EXPECT_EQ(code, exit_ok);
+    ASSERT_GT(n, 0);
+    EXPECT_NE(std::string(text).find("tovrel: warp: 5 frames, "), std::string::npos) << text;
+}
+#endif
 
 // Frames back to back on standard input: each comes out as if it were
 // alone, in order; a trailing partial frame is reported after them.
