@@ -3,7 +3,8 @@
 # the native toolchain, -m32 multilib, mingw-w64 for both Windows targets,
 # wine and Xvfb for the Windows tests, GoogleTest and Google Benchmark,
 # libpng for the tool, ffmpeg for its pipeline tests and the demo's video,
-# clang for the fuzzers, and the benchmark peers.
+# clang for the fuzzers, the benchmark peers, and Debian's Python with
+# numpy, pytest and OpenCV for the Python package.
 #   tools/setup.sh            everything
 #   tools/setup.sh --minimal  only what the native build and the demo need
 set -euo pipefail
@@ -20,7 +21,8 @@ full=(g++-multilib
       g++-mingw-w64-i686 g++-mingw-w64-x86-64 binutils-mingw-w64-i686 binutils-mingw-w64-x86-64
       wine wine64 xvfb xauth
       clang libclang-rt-14-dev
-      libbenchmark-dev libopencv-dev libpixman-1-dev libyuv-dev)
+      libbenchmark-dev libopencv-dev libpixman-1-dev libyuv-dev
+      python3 python3-numpy python3-pytest python3-opencv)
 
 packages=("${minimal[@]}")
 [ "${1:-}" = "--minimal" ] || packages+=("${full[@]}")

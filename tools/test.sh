@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds and tests tovrel on every target of the platform matrix:
 #   1. Linux x86-64: build, the whole test suite, the command-line tool
+#      python: the shared library and the Python package's pytest suite
 #   2. Linux 32-bit x86 (-m32): the whole test suite
 #   3. Windows 32-bit (mingw-w64 i686): tovrel.dll and its export table
 #   4. Windows 64-bit (mingw-w64 x86_64): the whole test suite under wine
@@ -29,6 +30,20 @@ run_native() {
   configure "$out/native" -DTOVREL_BUILD_TOOLS=ON
   cmake --build "$out/native" -j "$jobs"
   ctest --test-dir "$out/native" -j "$jobs" --output-on-failure --timeout 600
+}
+
+# The shared library alone, as it is installed: the python and install
+# steps share it.
+build_shared_library() {
+  configure "$out/shared" -DTOVREL_BUILD_TESTS=OFF -DTOVREL_BUILD_TOOLS=OFF
+  cmake --build "$out/shared" -j "$jobs" --target tovrel
+}
+
+run_python() {
+  step "Python package (pytest over the shared library)"
+  build_shared_library
+  TOVREL_LIBRARY="$out/shared/src/libtovrel.so" "${TOVREL_PYTHON:-/usr/bin/python3}" \
+    -m pytest -q -p no:cacheprovider "$root/python/tests"
 }
 
 run_m32() {
@@ -78,9 +93,8 @@ run_sanitizers() {
 
 run_install() {
   step "Install into a temporary prefix: a C host via pkg-config and find_package(tovrel)"
-  configure "$out/install" -DTOVREL_BUILD_TESTS=OFF -DTOVREL_BUILD_TOOLS=OFF
-  cmake --build "$out/install" -j "$jobs" --target tovrel
-  "$root/tests/install/check.sh" "$out/install" "$out/install-check"
+  build_shared_library
+  "$root/tests/install/check.sh" "$out/shared" "$out/install-check"
 }
 
 run_fuzz() {
@@ -93,12 +107,13 @@ run_fuzz() {
 steps=("$@")
 if [ ${#steps[@]} -eq 0 ]; then
   "$root/tools/setup.sh"
-  steps=(native m32 win32 win64 sanitizers fuzz install)
+  steps=(native python m32 win32 win64 sanitizers fuzz install)
 fi
 for s in "${steps[@]}"; do
   case $s in
     setup) "$root/tools/setup.sh" ;;
     native) run_native ;;
+    python) run_python ;;
     m32) run_m32 ;;
     win32) run_win32 ;;
     win64) run_win64 ;;
