@@ -211,34 +211,38 @@ TEST_F(Tool, ProgressOnATerminal) {
 // Frames back to back on standard input: each comes out as if it were
 // alone, in order; a trailing partial frame is reported after them.
 TEST_F(Tool, StreamsWholeFramesThenReportsAPartialOne) {
-    std::vector<uint8_t> input, want;
-    for (uint32_t k = 0; k < 3; ++k) {
-        const frame f = random_frame(6, 4, 500 + k);
-        input.insert(input.end(), f.pixels.begin(), f.pixels.end());
-        ASSERT_EQ(write_raw(path("one.rgba"), f), "");
-        const run_result alone = run({"scale", path("one.rgba"), path("one-out.rgba"), "--format",
-                                      "rgba", "--size", "6x4", "--dst", "0.5,0,3.5,2"});
-        ASSERT_EQ(alone.code, exit_ok) << alone.err;
-        frame o;
-        ASSERT_EQ(read_raw(path("one-out.rgba"), find_format("rgba"), 4, 2, o), "");
-        want.insert(want.end(), o.pixels.begin(), o.pixels.end());
-    }
-    const std::vector<std::string> args = {"scale",  "-",   "-",     "--format",   "rgba",
-                                           "--size", "6x4", "--dst", "0.5,0,3.5,2"};
-    const run_result whole = run(args, input);
-    ASSERT_EQ(whole.code, exit_ok) << whole.err;
-    EXPECT_EQ(bytes_of(whole.out), want);
-    EXPECT_EQ(whole.err, "");
+    // Partly covered pixels over the background, and a whole-frame cover.
+    for (const char *dst : {"0.5,0,3.5,2", "0,0,4,2"}) {
+        std::vector<uint8_t> input, want;
+        for (uint32_t k = 0; k < 3; ++k) {
+            const frame f = random_frame(6, 4, 500 + k);
+            input.insert(input.end(), f.pixels.begin(), f.pixels.end());
+            ASSERT_EQ(write_raw(path("one.rgba"), f), "");
+            const run_result alone = run({"scale", path("one.rgba"), path("one-out.rgba"),
+                                          "--format", "rgba", "--size", "6x4", "--dst", dst});
+            ASSERT_EQ(alone.code, exit_ok) << alone.err;
+            frame o;
+            ASSERT_EQ(read_raw(path("one-out.rgba"), find_format("rgba"), 4, 2, o), "");
+            want.insert(want.end(), o.pixels.begin(), o.pixels.end());
+        }
+        const std::vector<std::string> args = {"scale",  "-",   "-",     "--format", "rgba",
+                                               "--size", "6x4", "--dst", dst};
+        const run_result whole = run(args, input);
+        ASSERT_EQ(whole.code, exit_ok) << whole.err;
+        EXPECT_EQ(bytes_of(whole.out), want) << dst;
+        EXPECT_EQ(whole.err, "");
 
-    input.resize(input.size() + 10, 7);
-    const run_result partial = run(args, input);
-    EXPECT_EQ(partial.code, exit_failure);
-    EXPECT_EQ(bytes_of(partial.out), want);
-    EXPECT_NE(partial.err.find("standard input ends in a partial frame: 10 of the 96 bytes of a "
-                               "6x4 rgba frame, after 3 whole frames"),
-              std::string::npos)
-        << partial.err;
-    const run_result empty = run(args);
+        input.resize(input.size() + 10, 7);
+        const run_result partial = run(args, input);
+        EXPECT_EQ(partial.code, exit_failure);
+        EXPECT_EQ(bytes_of(partial.out), want) << dst;
+        EXPECT_NE(partial.err.find("standard input ends in a partial frame: 10 of the 96 bytes "
+                                   "of a 6x4 rgba frame, after 3 whole frames"),
+                  std::string::npos)
+            << partial.err;
+    }
+    const run_result empty =
+        run({"scale", "-", "-", "--format", "rgba", "--size", "6x4", "--dst", "0,0,3,2"});
     EXPECT_EQ(empty.code, exit_ok) << empty.err;
     EXPECT_EQ(empty.out, "");
 }

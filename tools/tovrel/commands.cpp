@@ -43,7 +43,7 @@ int run_warp(const command_line &c, std::FILE *in, std::FILE *out, std::FILE *er
         height = c.out_height ? c.out_height : in_height;
         return std::string();
     };
-    job.prepare = [&](int64_t index, const frame &f) {
+    job.prepare = [&](int64_t index, const frame &f, bool &) {
         const std::array<double, 8> quad = along_move(c.quad, c.quad_to, index, c.move_frames);
         return make_quad_vertices(f.width, f.height, quad, c.perspective, vertices);
     };
@@ -58,11 +58,12 @@ int run_warp(const command_line &c, std::FILE *in, std::FILE *out, std::FILE *er
 
 int run_scale(const command_line &c, std::FILE *in, std::FILE *out, std::FILE *err) {
     std::array<double, 4> src{}, dst{};
+    int32_t out_width = 0, out_height = 0;
     stream_job job;
     job.command = "scale";
     job.output_size = [&](int32_t, int32_t, int32_t &width, int32_t &height) {
-        width = c.out_width;
-        height = c.out_height;
+        width = out_width = c.out_width;
+        height = out_height = c.out_height;
         if (width) return std::string();
         // Just wide and high enough to hold the destination rectangle
         // wherever its move takes it.
@@ -70,14 +71,20 @@ int run_scale(const command_line &c, std::FILE *in, std::FILE *out, std::FILE *e
         const double bottom = std::max(c.dst_rect[3], c.move_frames ? c.dst_rect_to[3] : 0.0);
         if (right <= 0.0 || bottom <= 0.0 || right > max_frame_side || bottom > max_frame_side)
             return std::string("the output size cannot be derived from --dst; give --out-size");
-        width = static_cast<int32_t>(std::ceil(right));
-        height = static_cast<int32_t>(std::ceil(bottom));
+        width = out_width = static_cast<int32_t>(std::ceil(right));
+        height = out_height = static_cast<int32_t>(std::ceil(bottom));
         return std::string();
     };
-    job.prepare = [&](int64_t index, const frame &f) {
+    job.prepare = [&](int64_t index, const frame &f, bool &covers_output) {
         src = c.src_rect_given ? c.src_rect
                                : std::array<double, 4>{0.0, 0.0, double(f.width), double(f.height)};
         dst = along_move(c.dst_rect, c.dst_rect_to, index, c.move_frames);
+        // A whole-frame rectangle writes each pixel at full coverage, which
+        // leaves nothing of the background (tiles add to it, fields skip
+        // lines).
+        covers_output =
+            !c.tile && c.dst_field == field_choice::none &&
+            dst == std::array<double, 4>{0.0, 0.0, double(out_width), double(out_height)};
         return std::string();
     };
     const uint32_t flags = rect_flags(c);

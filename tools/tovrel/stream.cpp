@@ -278,12 +278,13 @@ int run_stream(const command_line &c, const stream_job &job, std::FILE *standard
             progress.finish();
             return fail(err, job.command, problem);
         }
-        problem = job.prepare(index, in);
+        bool covers_output = false;
+        problem = job.prepare(index, in, covers_output);
         if (!problem.empty()) {
             progress.finish();
             return fail(err, job.command, "frame " + std::to_string(index) + ": " + problem);
         }
-        out = blank;
+        if (!covers_output || out.pixels.size() != blank.pixels.size()) out = blank;
         const int32_t period = pool.size();
         pool.run([&](int32_t phase) { job.draw(in, out, phase, period); });
         if (reports.count()) {

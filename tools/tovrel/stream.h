@@ -108,7 +108,9 @@ struct stream_job {
     std::function<std::string(int32_t in_width, int32_t in_height, int32_t &width, int32_t &height)>
         output_size;
     // Geometry of frame `index`; a message when the frame cannot be drawn.
-    std::function<std::string(int64_t index, const frame &in)> prepare;
+    // `covers_output`: the draw writes every output pixel whole, so the
+    // background need not be laid under it again.
+    std::function<std::string(int64_t index, const frame &in, bool &covers_output)> prepare;
     // Draws the lines phase, phase + period, ... of the prepared frame.
     std::function<void(frame &in, frame &out, int32_t phase, int32_t period)> draw;
 };
