@@ -7,14 +7,14 @@
 # Usage: bench/pipeline.sh [--no-doc]
 # Environment:
 #   TOVREL_BENCH_BUILD       build directory of the tool (default /tmp/build-pipeline)
-#   TOVREL_BENCH_FRAMES      frames per run (default 50)
+#   TOVREL_BENCH_FRAMES      frames per run (default 100; CPU times tick in 10 ms)
 #   TOVREL_BENCH_RUNS        runs per program and format; the fastest counts (default 5)
 #   TOVREL_BENCH_FORMATS     pixel formats (default "yuyv422 rgba")
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
 build=$(realpath -m "${TOVREL_BENCH_BUILD:-/tmp/build-pipeline}")
-frames=${TOVREL_BENCH_FRAMES:-50}
+frames=${TOVREL_BENCH_FRAMES:-100}
 runs=${TOVREL_BENCH_RUNS:-5}
 read -r -a formats <<<"${TOVREL_BENCH_FORMATS:-yuyv422 rgba}"
 write_doc=1
