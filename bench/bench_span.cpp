@@ -1,6 +1,10 @@
-// Throughput of the RGBQ span renderers, in destination pixels per second.
+// Throughput of the span renderers of the RGBQ, YUY2 and W210 tables, in
+// destination pixels per second.
 //
-//   rgbq/<affine|persp>/slot<N>/<impl>/<texture>
+//   <family>/<affine|persp>/slot<N>/<impl>/<texture>
+//
+// The 4:2:2 families read the same texture bytes (a YUY2 texture has two
+// columns per 32-bit texel, so its scenes use the left half).
 //
 // impl: "table" (the dispatched tables, every slot), and for the packed
 // slots "c" (scalar statement), "sse2" and "avx2". texture: "cached"
@@ -19,6 +23,8 @@
 
 #include "bench_common.h"
 #include "span/rgbq_renderers.h"
+#include "span/w210_renderers.h"
+#include "span/yuy2_renderers.h"
 
 namespace {
 
@@ -74,11 +80,12 @@ scene make_scene(const texture_image &t, int32_t dst_w, int32_t dst_h, double de
 }
 
 template <class Renderer>
-void run_scene(benchmark::State &state, const scene &s, Renderer renderer, int slot) {
+void run_scene(benchmark::State &state, const scene &s, Renderer renderer, int slot,
+               int32_t columns_per_texel) {
     const int hc = slot == 0 ? 0 : (slot - 1) / 5;
     const int cols = slot == 0 ? 1 : std::array{1, 2, 3, 4, 8}[(slot - 1) % 5];
     const int32_t reach[4] = {120, 32888, 65656, 196728};
-    const float u_max = float((s.texture->width - cols) * 65536 - 120);
+    const float u_max = float((s.texture->width * columns_per_texel - cols) * 65536 - 120);
     const float v_max = float((s.texture->height - 1) * 65536 - reach[hc]);
     const tovrel::texture_ref tex{reinterpret_cast<const uint8_t *>(s.texture->texels.data()),
                                   s.texture->width * 4, nullptr, 0};
@@ -114,36 +121,61 @@ void register_all() {
         const affine_renderer_table *affine;
         bool packed_only;
     };
-    const tovrel::renderer_table_pair dispatched = tovrel::rgbq_span_renderers();
-    std::vector<impl> impls = {
-        {"table", dispatched.persp, dispatched.affine, false},
-        {"c", &tovrel::rgbq_persp_span_renderers_c, &tovrel::rgbq_affine_span_renderers_c, true},
-        {"sse2", &tovrel::rgbq_persp_span_renderers, &tovrel::rgbq_affine_span_renderers, true}};
+    struct family {
+        const char *name;
+        int32_t columns_per_texel;
+        std::vector<impl> impls;
+        bool (*packed)(int slot);
+    };
+    const tovrel::renderer_table_pair rgbq = tovrel::rgbq_span_renderers(),
+                                      yuy2 = tovrel::yuy2_span_renderers(),
+                                      w210 = tovrel::w210_span_renderers();
+    std::vector<family> families = {
+        {"rgbq",
+         1,
+         {{"table", rgbq.persp, rgbq.affine, false},
+          {"c", &tovrel::rgbq_persp_span_renderers_c, &tovrel::rgbq_affine_span_renderers_c, true},
+          {"sse2", &tovrel::rgbq_persp_span_renderers, &tovrel::rgbq_affine_span_renderers, true}},
+         tovrel::rgbq_slot_is_packed},
+        {"yuy2",
+         2,
+         {{"table", yuy2.persp, yuy2.affine, false},
+          {"c", &tovrel::yuy2_persp_span_renderers_c, &tovrel::yuy2_affine_span_renderers_c, true},
+          {"sse2", &tovrel::yuy2_persp_span_renderers, &tovrel::yuy2_affine_span_renderers, true}},
+         tovrel::yuy2_slot_is_packed},
+        {"w210",
+         1,
+         {{"table", w210.persp, w210.affine, false},
+          {"c", &tovrel::w210_persp_span_renderers_c, &tovrel::w210_affine_span_renderers_c, true},
+          {"sse2", &tovrel::w210_persp_span_renderers, &tovrel::w210_affine_span_renderers, true}},
+         tovrel::w210_slot_is_packed}};
     if (tovrel::rgbq_avx2_supported())
-        impls.push_back({"avx2", &tovrel::rgbq_persp_span_renderers_avx2,
-                         &tovrel::rgbq_affine_span_renderers_avx2, true});
+        families[0].impls.push_back({"avx2", &tovrel::rgbq_persp_span_renderers_avx2,
+                                     &tovrel::rgbq_affine_span_renderers_avx2, true});
 
-    for (int persp = 0; persp < 2; ++persp)
-        for (int slot = 0; slot < tovrel::footprint_count; ++slot)
-            for (const impl &im : impls) {
-                if (im.packed_only && !tovrel::rgbq_slot_is_packed(slot)) continue;
-                for (int tx = 0; tx < 2; ++tx) {
-                    const std::string name = std::string("rgbq/") + (persp ? "persp" : "affine") +
-                                             "/slot" + std::to_string(slot) + "/" + im.name + "/" +
-                                             texture_names[tx];
-                    const scene *s = &scenes[tx][persp];
-                    auto add = [&](auto f) {
-                        benchmark::RegisterBenchmark(name.c_str(), [s, f,
-                                                                    slot](benchmark::State &st) {
-                            run_scene(st, *s, f, slot);
-                        })->Unit(benchmark::kMillisecond);
-                    };
-                    if (persp)
-                        add((*im.persp)[slot]);
-                    else
-                        add((*im.affine)[slot]);
+    for (const family &fam : families)
+        for (int persp = 0; persp < 2; ++persp)
+            for (int slot = 0; slot < tovrel::footprint_count; ++slot)
+                for (const impl &im : fam.impls) {
+                    if (im.packed_only && !fam.packed(slot)) continue;
+                    for (int tx = 0; tx < 2; ++tx) {
+                        const std::string name =
+                            std::string(fam.name) + "/" + (persp ? "persp" : "affine") + "/slot" +
+                            std::to_string(slot) + "/" + im.name + "/" + texture_names[tx];
+                        const scene *s = &scenes[tx][persp];
+                        const int32_t cpt = fam.columns_per_texel;
+                        auto add = [&](auto f) {
+                            benchmark::RegisterBenchmark(name.c_str(), [s, f, slot,
+                                                                        cpt](benchmark::State &st) {
+                                run_scene(st, *s, f, slot, cpt);
+                            })->Unit(benchmark::kMillisecond);
+                        };
+                        if (persp)
+                            add((*im.persp)[slot]);
+                        else
+                            add((*im.affine)[slot]);
+                    }
                 }
-            }
 }
 
 } // namespace

@@ -266,6 +266,77 @@ void bm_pixman(benchmark::State &state, const warp_case &c, peer_filter filter) 
     pixman_image_unref(pd);
 }
 
+// 4:2:2 frames on the same geometry: YUY2 (2 bytes per pixel, warped by
+// OpenCV as CV_8UC2) and W210 (two 10-bit words per pixel, CV_16UC2). A
+// frame of w pixels is held in an RGBQ image of w * bytes / 4 pixels.
+struct frame_422 {
+    uint8_t format;
+    int32_t bytes; // per pixel
+    int cv_type;
+};
+constexpr frame_422 yuy2_frame{TOVREL_FORMAT_YUY2, 2, CV_8UC2};
+constexpr frame_422 w210_frame{TOVREL_FORMAT_W210, 4, CV_16UC2};
+
+// The texture bytes of workload c as a frame: YUY2 takes them as they are,
+// W210 keeps the low 10 bits of every word.
+const image &texture_422(const warp_case &c, const frame_422 &f) {
+    static std::map<std::pair<int32_t, uint8_t>, std::unique_ptr<image>> cache;
+    auto &slot = cache[{c.sw, f.format}];
+    if (!slot) {
+        const image &rgbq = texture(c.sw * f.bytes / 4, c.sh);
+        slot = std::make_unique<image>(rgbq.width, rgbq.height);
+        std::memcpy(slot->pixels, rgbq.pixels, rgbq.bytes());
+        if (f.format == TOVREL_FORMAT_W210)
+            for (size_t i = 1; i < slot->bytes(); i += 2) slot->pixels[i] &= 3;
+    }
+    return *slot;
+}
+
+image_descriptor descriptor_422(const image &img, const frame_422 &f) {
+    image_descriptor d = img.descriptor();
+    d.format = f.format;
+    d.width = img.width * 4 / f.bytes;
+    return d;
+}
+
+void bm_tovrel_422(benchmark::State &state, const warp_case &c, const frame_422 &f) {
+    const image &src = texture_422(c, f);
+    image dst(c.dw * f.bytes / 4, c.dh);
+    const image_descriptor dd = descriptor_422(dst, f), sd = descriptor_422(src, f);
+    auto call = [&] {
+        return map_polygon(&dd, &sd, c.quad.data(), int32_t(c.quad.size()), 0, 0, 1);
+    };
+    const int before = bench::report_counter::count().load();
+    call();
+    if (bench::report_counter::count().load() != before) {
+        state.SkipWithError(("tovrel reported: " + bench::report_counter::last()).c_str());
+        return;
+    }
+    state.counters["slot"] = bench::expected_slot(c.quad.data(), int(c.quad.size()));
+    for (auto _ : state) benchmark::DoNotOptimize(call());
+    set_pixels(state, c);
+}
+
+void bm_opencv_422(benchmark::State &state, const warp_case &c, const frame_422 &f) {
+    const image &src = texture_422(c, f);
+    image dst(c.dw * f.bytes / 4, c.dh);
+    double m[9];
+    bench::to_opencv(c.map, m);
+    const cv::Mat s(c.sh, c.sw, f.cv_type, src.pixels, size_t(src.pitch));
+    cv::Mat d(c.dh, c.dw, f.cv_type, dst.pixels, size_t(dst.pitch));
+    const cv::Mat h(2, 3, CV_64F, m);
+    auto run = [&] {
+        cv::warpAffine(s, d, h, d.size(), cv::INTER_LINEAR | cv::WARP_INVERSE_MAP,
+                       cv::BORDER_REPLICATE);
+    };
+    run();
+    for (auto _ : state) {
+        run();
+        benchmark::ClobberMemory();
+    }
+    set_pixels(state, c);
+}
+
 template <class F>
 void add(const warp_case &c, const char *impl, F f) {
     std::string name = c.name + "/" + impl;
@@ -291,6 +362,17 @@ void register_all() {
     add(w1, "tovrel", plain);
     add(w1, "cv_warpAffine", cv);
     add(w1, "pixman_bilinear", px_bilinear);
+
+    // 1 on 4:2:2 frames: YUY2 and W210.
+    for (auto [f, label] : {std::pair{&yuy2_frame, "w1_yuy2_affine_1080p"},
+                            std::pair{&w210_frame, "w1_w210_affine_1080p"}}) {
+        warp_case w = w1;
+        w.name = label;
+        w.sw += w.sw & 1; // whole pixel pairs
+        add(w, "tovrel", [f](benchmark::State &s, const warp_case &c) { bm_tovrel_422(s, c, *f); });
+        add(w, "cv_warpAffine",
+            [f](benchmark::State &s, const warp_case &c) { bm_opencv_422(s, c, *f); });
+    }
 
     // 1, signed: S16X4A into S16X4A (the texture laid over the frame,
     // pair I) beside OpenCV on CV_16SC4.

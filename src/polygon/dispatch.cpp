@@ -6,6 +6,8 @@
 #include "polygon/pixel_writers.h"
 #include "span/rgbq_renderers.h"
 #include "span/s16x4_renderers.h"
+#include "span/w210_renderers.h"
+#include "span/yuy2_renderers.h"
 
 namespace tovrel {
 
@@ -32,8 +34,8 @@ struct pair_source {
 
 constexpr std::array<pair_source, static_cast<size_t>(pair_id::count)> pair_sources{{
     {&rgbq_span_renderers, nullptr},
-    {nullptr, "map_polygon: YUY2 textures are not supported by this build\n"},
-    {nullptr, "map_polygon: W210 textures are not supported by this build\n"},
+    {&yuy2_span_renderers, nullptr},
+    {&w210_span_renderers, nullptr},
     {nullptr, "map_polygon: word textures are not supported by this build\n"},
     {nullptr, "map_polygon: RGBQ + alpha textures are not supported by this build\n"},
     {nullptr, "map_polygon: YUY2 + alpha textures are not supported by this build\n"},

@@ -70,6 +70,9 @@ const char *plane_problem(const image_descriptor &dst, const image_descriptor &s
     }
     if (choice.pair_format && (dst.width & 1))
         return "map_polygon: a 4:2:2 destination needs an even width\n";
+    // The last column of an odd-width 4:2:2 texture has no V of its own.
+    if (choice.pair_format && (src.width & 1))
+        return "map_polygon: a 4:2:2 source needs an even width\n";
     return nullptr;
 }
 

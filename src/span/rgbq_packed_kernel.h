@@ -500,19 +500,15 @@ void render_packed(const span_rows *line, int32_t x0, int32_t x1, const texture_
     }
 }
 
-// The table members of one instruction set.
 template <class Isa, int Slot>
-struct packed_members {
-    static void persp(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                      float u_max, float v_max, float u_step, float v_step, float u_base,
-                      float v_base, float w_step, float w_base) {
-        const span_coefficients k{u_max, v_max, u_step, v_step, u_base, v_base, w_step, w_base};
-        render_packed<Isa, Slot, projection::perspective>(line, x0, x1, texture, k);
-    }
-    static void affine(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                       float u_max, float v_max, float u_step, float v_step, float u_base,
-                       float v_base) {
-        const span_coefficients k{u_max, v_max, u_step, v_step, u_base, v_base, 0.0f, 0.0f};
-        render_packed<Isa, Slot, projection::affine>(line, x0, x1, texture, k);
+struct packed_span {
+    template <projection P>
+    static void run(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
+                    const span_coefficients &k) {
+        render_packed<Isa, Slot, P>(line, x0, x1, texture, k);
     }
 };
+
+// The table members of one instruction set.
+template <class Isa, int Slot>
+struct packed_members : contract_members<packed_span<Isa, Slot>> {};

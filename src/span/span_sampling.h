@@ -13,6 +13,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 #include <utility>
 
@@ -57,16 +58,19 @@ inline auto tap_sum(F f) {
     (std::make_integer_sequence<int, Last - First>{});
 }
 
-// One value per channel, with the arithmetic the filter needs.
-template <int N>
+// One value per channel, with the arithmetic the filter needs. V is the
+// sum type: int32_t for 8-bit samples (no sum can overflow), uint32_t where
+// sums of 16-bit samples wrap as the 32-bit lanes of pmaddwd / paddd do
+// (any order of summation gives the same bits), int64_t for exact sums.
+template <int N, class V = int32_t>
 struct channels {
-    std::array<int32_t, N> c{};
+    std::array<V, N> c{};
     friend channels operator+(channels a, const channels &b) {
         for (int i = 0; i < N; ++i) a.c[i] += b.c[i];
         return a;
     }
     friend channels operator*(int32_t w, channels a) {
-        for (int i = 0; i < N; ++i) a.c[i] *= w;
+        for (int i = 0; i < N; ++i) a.c[i] *= static_cast<V>(w);
         return a;
     }
 };
@@ -249,13 +253,104 @@ struct packed_scale {
     int32_t k; // 0: none
 };
 
-// The whole routine of one slot, kind and projection, for a family whose
-// traits give: `unit_shift` (log2 bytes per texel unit), `channel_count`,
-// `read(p)` -> channels, `write(out, x, channels)`, `copy(out, x, p)`,
-// and `normalise<Slot, Kind>(channels R)` -> channels.
+// 4:2:2 families (YUY2, W210): a texel column j is one unit holding its Y
+// sample and one chroma sample (U for even j, V for odd j); columns 2k and
+// 2k + 1 share the U and V of pair k. Traits give `sample` (the stored
+// type), `sum<Kind>` (the filter's sum type), `load(p)`, `store(p, v)` and
+// `normalise<Slot, Kind, Chroma>(sum R)`.
+template <class Traits>
+concept pair_layout = requires {
+    requires Traits::pairs;
+};
+
+template <class Traits, int Slot, member_kind Kind>
+struct pair_sampler {
+    static constexpr int sample_bytes = sizeof(typename Traits::sample);
+    static constexpr int unit = 2 * sample_bytes; // one column
+    using sum = typename Traits::template sum<Kind>;
+    using fp = footprint<Slot>;
+
+    // The Y of the column under `pos`, filtered over Y samples.
+    static void luma(uint8_t *dst, const texture_ref &t, texel_pos pos) {
+        const texel_origin o = locate<Kind, Traits::unit_shift>(t, pos.iu, pos.iv);
+        if constexpr (fp::point) {
+            std::memcpy(dst, o.p, sample_bytes);
+        } else {
+            auto tap = [&](int c, int r) {
+                return channels<1, sum>{
+                    {static_cast<sum>(Traits::load(o.p + r * o.row_bytes + c * unit))}};
+            };
+            const auto r = box_filter<Slot, Kind>(tap, pos.iu, pos.iv);
+            Traits::store(dst, Traits::template normalise<Slot, Kind, false>(r.c[0]));
+        }
+    }
+
+    // U and V at `pos`, filtered over the chroma plane that repeats pair k's
+    // U (or V) in columns 2k and 2k + 1: column cu + c reads pair
+    // ((cu & 1) + c) >> 1 counted from the pair of cu. The column parity is
+    // bit 1 (YUY2) or bit 2 (W210) of the texel's address in a frame whose
+    // rows start at a pair; taking it from cu keeps every read inside an
+    // even-width texture whatever its pitch.
+    static void chroma(uint8_t *u_dst, uint8_t *v_dst, const texture_ref &t, texel_pos pos) {
+        const texel_origin o = locate<Kind, Traits::unit_shift>(t, pos.iu, pos.iv);
+        const int parity = (pos.iu >> 16) & 1;
+        const uint8_t *pair = o.p - parity * unit;
+        if constexpr (fp::point) {
+            std::memcpy(u_dst, pair + sample_bytes, sample_bytes);
+            std::memcpy(v_dst, pair + 3 * sample_bytes, sample_bytes);
+        } else {
+            auto tap = [&](int c, int r) {
+                const uint8_t *q = pair + r * o.row_bytes + ((parity + c) >> 1) * 2 * unit;
+                return channels<2, sum>{{static_cast<sum>(Traits::load(q + sample_bytes)),
+                                         static_cast<sum>(Traits::load(q + 3 * sample_bytes))}};
+            };
+            const auto r = box_filter<Slot, Kind>(tap, pos.iu, pos.iv);
+            Traits::store(u_dst, Traits::template normalise<Slot, Kind, true>(r.c[0]));
+            Traits::store(v_dst, Traits::template normalise<Slot, Kind, true>(r.c[1]));
+        }
+    }
+
+    // The even pixel of a pair: its Y at dst, the pair's U and V after it.
+    static void luma_chroma(uint8_t *dst, const texture_ref &t, texel_pos pos) {
+        luma(dst, t, pos);
+        chroma(dst + sample_bytes, dst + 3 * sample_bytes, t, pos);
+    }
+};
+
+// The pixel-pair walk of the 4:2:2 families. Pixel x's Y is at unit x,
+// its chroma sample (U for even x, V for odd x) right after it.
+//  - An odd x0 writes only its Y: its chroma belongs to the pair that
+//    starts left of the span.
+//  - Pairs (x, x + 1), x even: Y at each pixel's own position, U and V at
+//    the even pixel's position only.
+//  - A trailing even pixel writes its Y and the pair's U and V at its own
+//    position, and leaves the second Y (outside the span) alone.
+// `next()` gives the position of the next pixel in increasing x; the
+// Sampler (pair_sampler or a SIMD form of it) writes `luma` alone or
+// `luma_chroma` for an even pixel.
+template <class Sampler, class Next>
+inline void walk_pairs(uint8_t *out, int32_t x, int64_t n, const texture_ref &t, Next next) {
+    constexpr int sb = Sampler::sample_bytes, unit = 2 * sb;
+    uint8_t *dst = out + static_cast<ptrdiff_t>(x) * unit;
+    if (x & 1) {
+        Sampler::luma(dst, t, next());
+        dst += unit;
+        --n;
+    }
+    for (; n >= 2; n -= 2, dst += 2 * unit) {
+        const texel_pos even = next(), odd = next();
+        Sampler::luma_chroma(dst, t, even);
+        Sampler::luma(dst + 2 * sb, t, odd);
+    }
+    if (n == 1) Sampler::luma_chroma(dst, t, next());
+}
+
+// One texel unit per pixel (RGBQ): traits give `unit_shift` (log2 bytes
+// per texel unit), `read(p)` -> channels, `write(dst, channels)`,
+// `copy(dst, p)` and `normalise<Slot, Kind>(channels R)` -> channels.
 template <class Traits, int Slot, member_kind Kind, projection P>
-void render_span(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                 const span_coefficients &k) {
+void render_units(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
+                  const span_coefficients &k) {
     using fp = footprint<Slot>;
     uint8_t *out = static_cast<uint8_t *>(line->pixels);
     const texture_ref &t = *texture;
@@ -289,22 +384,63 @@ void render_span(const span_rows *line, int32_t x0, int32_t x1, const texture_re
     }
 }
 
-// Table members with the contract's signatures.
-template <class Traits, int Slot, member_kind Kind>
-struct members {
+// The whole routine of one slot, kind and projection: the 4:2:2 pair walk
+// for pair_layout traits, one unit per pixel otherwise.
+template <class Traits, int Slot, member_kind Kind, projection P>
+void render_span(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
+                 const span_coefficients &k) {
+    if constexpr (pair_layout<Traits>) {
+        uint8_t *out = static_cast<uint8_t *>(line->pixels);
+        if constexpr (Kind == member_kind::packed) {
+            // Pixel x0 is written before the end is tested.
+            single_walk<P> walk(k, x0);
+            const int64_t n = static_cast<int64_t>(x1) - x0;
+            walk_pairs<pair_sampler<Traits, Slot, Kind>>(out, x0, n < 1 ? 1 : n, *texture, [&] {
+                const texel_pos pos = walk.current();
+                walk.step();
+                return pos;
+            });
+        } else if (x0 < x1) {
+            const double_walk<P> walk{k};
+            int32_t x = x0;
+            walk_pairs<pair_sampler<Traits, Slot, Kind>>(out, x0, static_cast<int64_t>(x1) - x0,
+                                                         *texture, [&] { return walk.at(x++); });
+        }
+    } else {
+        render_units<Traits, Slot, Kind, P>(line, x0, x1, texture, k);
+    }
+}
+
+// Table members with the contract's signatures around a span routine
+// R::run<P>(line, x0, x1, texture, coefficients).
+template <class R>
+struct contract_members {
     static void persp(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
                       float u_max, float v_max, float u_step, float v_step, float u_base,
                       float v_base, float w_step, float w_base) {
         const span_coefficients k{u_max, v_max, u_step, v_step, u_base, v_base, w_step, w_base};
-        render_span<Traits, Slot, Kind, projection::perspective>(line, x0, x1, texture, k);
+        R::template run<projection::perspective>(line, x0, x1, texture, k);
     }
     static void affine(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
                        float u_max, float v_max, float u_step, float v_step, float u_base,
                        float v_base) {
         const span_coefficients k{u_max, v_max, u_step, v_step, u_base, v_base, 0.0f, 0.0f};
-        render_span<Traits, Slot, Kind, projection::affine>(line, x0, x1, texture, k);
+        R::template run<projection::affine>(line, x0, x1, texture, k);
     }
 };
+
+template <class Traits, int Slot, member_kind Kind>
+struct sampled_span {
+    template <projection P>
+    static void run(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
+                    const span_coefficients &k) {
+        render_span<Traits, Slot, Kind, P>(line, x0, x1, texture, k);
+    }
+};
+
+// The members of the sampling statement.
+template <class Traits, int Slot, member_kind Kind>
+struct members : contract_members<sampled_span<Traits, Slot, Kind>> {};
 
 // Builds a table from Member<Slot>::persp or ::affine for every slot.
 template <template <int> class Member>

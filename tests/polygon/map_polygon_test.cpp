@@ -218,6 +218,127 @@ TEST(MapPolygon, EdgeAntiAliasingBlendsByArea) {
     }
 }
 
+// A 4:2:2 frame (YUY2 bytes or W210 words, pairs Y0 U Y1 V) and its alpha
+// plane, inside guard samples (a row above and below, a pair on the right).
+struct frame_422 {
+    int w, h, sb, stride; // stride in samples
+    std::vector<uint8_t> px;
+    std::vector<uint16_t> alpha;
+    size_t guards;
+    frame_422(int w_, int h_, int sb_, std::array<int, 3> yuv, uint16_t a = 0)
+        : w(w_), h(h_), sb(sb_), stride(2 * w_ + 4),
+          px(size_t(stride * (h_ + 2) * sb_), uint8_t(0xA7)),
+          alpha(size_t((w_ + 2) * (h_ + 2)), alpha_guard),
+          guards(px.size() - size_t(w * h * 2 * sb)) {
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                set(x, y, 0, yuv[0]), set(x, y, 1, yuv[1 + (x & 1)]);
+                alpha[size_t((y + 1) * (w + 2) + x)] = a;
+            }
+    }
+    // Sample k of pixel x: 0 its Y, 1 its chroma (U at even x, V at odd x).
+    size_t at(int x, int y, int k) const { return size_t(((y + 1) * stride + 2 * x + k) * sb); }
+    int get(int x, int y, int k) const {
+        return sb == 1 ? px[at(x, y, k)] : px[at(x, y, k)] | px[at(x, y, k) + 1] << 8;
+    }
+    void set(int x, int y, int k, int v) {
+        px[at(x, y, k)] = uint8_t(v);
+        if (sb == 2) px[at(x, y, k) + 1] = uint8_t(v >> 8);
+    }
+    int alpha_at(int x, int y) const { return alpha[size_t((y + 1) * (w + 2) + x)]; }
+    image_descriptor desc(uint8_t format, uint32_t alpha_kind = 0, uint8_t mode = 1) {
+        image_descriptor d{};
+        d.width = w, d.height = h, d.format = format, d.alpha_mode = mode;
+        d.pixels = &px[at(0, 0, 0)], d.pitch = stride * sb, d.alpha_kind = alpha_kind;
+        d.alpha = &alpha[size_t(w + 2)], d.alpha_pitch = (w + 2) * 2;
+        return d;
+    }
+    bool guards_intact() const {
+        return size_t(std::count(px.begin(), px.end(), uint8_t(0xA7))) >= guards &&
+               size_t(std::count(alpha.begin(), alpha.end(), alpha_guard)) ==
+                   alpha.size() - size_t(w * h);
+    }
+};
+
+// The edge test on 4:2:2 frames, through the writer of every role an
+// opaque texture reaches: no destination alpha, straight, premultiplied,
+// and two tiled halves of each kind. Luma blends by its own pixel's area,
+// U and V by the mean of the pair's two areas; tiled chroma accumulates
+// around its zero (128, 512).
+struct pair_case {
+    const char *name;
+    uint8_t format;
+    int sb, scale; // sample bytes; 4 for 10-bit values
+};
+class PairEdges : public ::testing::TestWithParam<pair_case> {};
+
+TEST_P(PairEdges, BlendByArea) {
+    const pair_case p = GetParam();
+    const int k = p.scale, zero = 128 * k;
+    const std::array<int, 3> tex{200 * k, 60 * k, 170 * k}, back{30 * k, 150 * k, 90 * k};
+    frame_422 src(4, 4, p.sb, tex);
+    for (int mode : {-1, 1, 0, 2, 3}) { // none, straight, premul, tiled premul, tiled straight
+        const bool tiled = mode >= 2;
+        frame_422 dst(24, 20, p.sb, mode < 0 ? back : std::array{0, zero, zero}, 0);
+        const image_descriptor sd = src.desc(p.format),
+                               dd = mode < 0 ? dst.desc(p.format)
+                                             : dst.desc(p.format, TOVREL_ALPHA_W12B,
+                                                        uint8_t(mode == 1 || mode == 3));
+        auto call = [&](const verts &v) {
+            map_polygon(&dd, &sd, v.data(), int32_t(v.size()),
+                        MAP_EDGE_AA | (tiled ? MAP_TILE : 0u), 0, 1);
+        };
+        if (tiled) {
+            call({slanted[0], slanted[1], slanted[2]});
+            call({slanted[0], slanted[2], slanted[3]});
+        } else {
+            call(slanted);
+        }
+        ASSERT_TRUE(dst.guards_intact());
+        const double tol = (tiled ? 2.0 : 1.5) * k;
+        for (int i = 0; i < 24 * 20; ++i) {
+            const int x = i % 24, y = i / 24, x0 = x & ~1, a = dst.alpha_at(x, y);
+            const double area = exact_cover(slanted, x, y) / 4096.0;
+            const double pair_area =
+                (exact_cover(slanted, x0, y) + exact_cover(slanted, x0 + 1, y)) / 8192.0;
+            const int ty = tex[0], tc = tex[1 + (x & 1)];
+            const int both = std::min(dst.alpha_at(x0, y), dst.alpha_at(x0 + 1, y));
+            const std::string at = std::to_string(x) + "," + std::to_string(y);
+            if (mode >= 0) {
+                ASSERT_NEAR(a, area * 4096, tiled ? 4 : 3) << at;
+            }
+            if (mode < 0) {
+                const int by = back[0], bc = back[1 + (x & 1)];
+                ASSERT_NEAR(dst.get(x, y, 0), ty * area + by * (1 - area), tol) << at;
+                ASSERT_NEAR(dst.get(x, y, 1), tc * pair_area + bc * (1 - pair_area), tol) << at;
+            } else if (mode == 2) {
+                ASSERT_NEAR(dst.get(x, y, 0), ty * area, tol) << at;
+                ASSERT_NEAR(dst.get(x, y, 1), zero + (tc - zero) * pair_area, tol) << at;
+            } else if (mode == 0) {
+                if (a > 0) {
+                    ASSERT_EQ(dst.get(x, y, 0), (ty * a) >> 12) << at;
+                }
+                if (both > 0) {
+                    const int sum = dst.alpha_at(x0, y) + dst.alpha_at(x0 + 1, y);
+                    ASSERT_EQ(dst.get(x, y, 1), (tc * sum) >> 13) << at;
+                }
+            } else {
+                if (a > 0) {
+                    ASSERT_EQ(dst.get(x, y, 0), ty) << at;
+                }
+                if (both > 0) {
+                    ASSERT_EQ(dst.get(x, y, 1), tc) << at;
+                }
+            }
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, PairEdges,
+                         ::testing::Values(pair_case{"yuy2", TOVREL_FORMAT_YUY2, 1, 1},
+                                           pair_case{"w210", TOVREL_FORMAT_W210, 2, 4}),
+                         [](const auto &i) { return std::string(i.param.name); });
+
 // S16X4A / S16X4: the destination format picks the pairs and writers. A
 // uniform texture mapped 1:1 (slot 1, exact) over a uniform destination:
 // pair I lays it over (k = 4096 - 2048), pair H replaces the pixel, and an
@@ -269,7 +390,19 @@ void TOVREL_CALL capture(const char *line, void *) {
     reports += line;
 }
 
-enum class bend { none, flat, too_many, nan, negative_w, one_point, empty, no_alpha, wide, step0 };
+enum class bend {
+    none,
+    flat,
+    too_many,
+    nan,
+    negative_w,
+    one_point,
+    empty,
+    no_alpha,
+    wide,
+    step0,
+    odd_source
+};
 
 struct refusal {
     const char *name;
@@ -296,6 +429,7 @@ TEST_P(Refusal, ReportsOnceAndLeavesTheDestination) {
     if (p.change == bend::empty) v.clear();
     if (p.change == bend::no_alpha) dd.alpha = nullptr;
     if (p.change == bend::wide) dd.width = 8193;
+    if (p.change == bend::odd_source) sd.width = 7;
     reports.clear();
     tovrel_set_report_sink(capture, nullptr);
     map_polygon(&dd, &sd, v.data(), static_cast<int32_t>(v.size()), p.flags, 0,
@@ -321,7 +455,10 @@ const refusal refusals[] = {
     {"yuvq", 4, rgbq, 0, 0, 0, "source texture is not supported.\n"},
     {"crosses_no_line", rgbq, rgbq, 0, 0, tile, "", bend::flat},
     {"no_vertices", rgbq, rgbq, 0, 0, tile, "", bend::empty},
-    {"yuy2", yuy2, yuy2, 0, 0, 0, "map_polygon: YUY2 textures are not supported by this build\n"},
+    {"yuy2a", yuy2, yuy2, a, 0, 0,
+     "map_polygon: YUY2 + alpha textures are not supported by this build\n"},
+    {"w210_odd_width", w210, w210, 0, 0, 0, "map_polygon: a 4:2:2 source needs an even width\n",
+     bend::odd_source},
     {"into_yuy2", rgbq, yuy2, 0, 0, 0, "map_polygon: an RGBQ texture needs an RGBQ destination\n"},
     {"s16x4a_into_rgbq", 10, rgbq, 0, 0, 0,
      "map_polygon: an S16X4A texture needs an S16X4A or S16X4 destination\n"},

@@ -154,7 +154,7 @@ TEST_P(S16x4Case, StoresTheDesignedValue) {
             const span_args a = span_args(2, 3, slot_shape(slot), t)
                                     .bases((65536 + p.fu) * w, (65536 + p.fv) * w, w);
             guarded_line line(6, 8);
-            std::memcpy(&line.store[size_t(line.guard + 2) * 2], p.under.data(), 8);
+            std::memcpy(&line.store[size_t(line.guard + 2) * 8], p.under.data(), 8);
             impl.run(slot, persp, line, t, a);
             px got;
             const uint64_t v = line.at(2);

@@ -58,7 +58,8 @@ TEST_P(S16x4Simd, MatchesTheScalarStatement) {
             if (i % 15 == 0) a.bases(std::array{-inf, inf, nan, 3e38f}[i / 15], a.v_base, w0);
             guarded_line want(72, 8), got(72, 8);
             for (int32_t x = 0; x < 72; ++x) // the line under pair I
-                for (int j = 0; j < 2; ++j) want.store[size_t((x + want.guard) * 2 + j)] = rng();
+                for (int j = 0; j < 8; ++j)
+                    want.store[size_t((x + want.guard) * 8 + j)] = uint8_t(rng());
             got.store = want.store;
             ref.run(slot, persp, want, t, a);
             simd.run(slot, persp, got, t, a);

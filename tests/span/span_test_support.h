@@ -3,10 +3,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
@@ -21,10 +23,10 @@ inline uint32_t test_seed() {
     return s ? static_cast<uint32_t>(std::strtoul(s, nullptr, 0)) : 0x5eed1234u;
 }
 
-// A texture of `unit`-byte texels (4: RGBQ, 8: S16X4A / S16X4) whose rows
-// lie `pitch` bytes apart (negative: bottom-up). The storage holds exactly
-// the bytes the rows span, so that a sanitizer catches any read outside
-// them.
+// A texture of `unit`-byte texel columns (RGBQ and W210 4, YUY2 2,
+// S16X4A / S16X4 8) whose rows lie `pitch` bytes apart (negative:
+// bottom-up). The storage holds exactly the bytes the rows span, so that a
+// sanitizer catches any read outside them.
 struct texture {
     int32_t width, height, pitch, unit;
     std::vector<uint8_t> bytes;
@@ -37,10 +39,15 @@ struct texture {
     uint8_t *texel(int32_t col, int32_t row) {
         return const_cast<uint8_t *>(ref.base) + ptrdiff_t(row) * pitch + ptrdiff_t(col) * unit;
     }
-    // Every texel = the low `unit` bytes of v.
-    void fill(uint64_t v) {
+    // Every texel from `pattern`: one texel its low `unit` bytes; 4:2:2 one pair, the
+    // low 2 * unit bytes (even column first).
+    void fill(uint64_t pattern, bool pairs = false) {
         for (int32_t r = 0; r < height; ++r)
-            for (int32_t c = 0; c < width; ++c) std::memcpy(texel(c, r), &v, size_t(unit));
+            for (int32_t c = 0; c < width; ++c)
+                std::memcpy(texel(c, r),
+                            reinterpret_cast<const uint8_t *>(&pattern) +
+                                (pairs ? (c & 1) * unit : 0),
+                            size_t(unit));
     }
     void randomise(std::mt19937 &rng) { std::generate(bytes.begin(), bytes.end(), rng); }
 };
@@ -81,29 +88,37 @@ struct span_args {
     }
 };
 
-// A line of `unit`-byte elements (a multiple of 4) with 16 guard elements
-// on each side.
+// A line of `unit`-byte pixels with 16 guard pixels on each side. With
+// 4:2:2 pairs a span [first, last) writes whole pixels except that an odd
+// first pixel writes only its Y, and an even last pixel also writes the
+// chroma sample of the pixel after it.
 struct guarded_line {
-    static constexpr uint32_t sentinel = 0xA5C3E187u;
+    static constexpr uint8_t sentinel[4] = {0x87, 0xE1, 0xC3, 0xA5};
     static constexpr int guard = 16;
-    int32_t words; // 32-bit words per element
-    std::vector<uint32_t> store;
+    int unit;
+    bool pairs;
+    std::vector<uint8_t> store;
     tovrel::span_rows rows{};
-    explicit guarded_line(int32_t n, int32_t unit = 4)
-        : words(unit / 4), store(size_t(n + 2 * guard) * size_t(unit / 4), sentinel) {
-        rows.pixels = store.data() + guard * words;
+    explicit guarded_line(int32_t n, int u = 4, bool p = false)
+        : unit(u), pairs(p), store(size_t(n + 2 * guard) * size_t(u)) {
+        for (size_t i = 0; i < store.size(); ++i) store[i] = sentinel[i & 3];
+        rows.pixels = store.data() + guard * unit;
     }
-    // Element x as a little-endian number.
+    // Pixel x's unit, little-endian.
     uint64_t at(int32_t x) const {
         uint64_t v = 0;
-        std::memcpy(&v, &store[size_t((x + guard) * words)], size_t(words) * 4);
+        std::memcpy(&v, &store[size_t(x + guard) * size_t(unit)], size_t(unit));
         return v;
     }
+    bool writes(int64_t byte, int32_t first, int32_t last) const {
+        const int64_t x = byte / unit - guard, half = (byte % unit) * 2 / unit;
+        if (x < first || x >= last)
+            return pairs && half == 1 && x == last && (last & 1) && x - 1 >= first;
+        return !(pairs && half == 1 && x == first && (first & 1));
+    }
     bool untouched_outside(int32_t first, int32_t last) const {
-        for (size_t i = 0; i < store.size(); ++i) {
-            const int64_t x = int64_t(i) / words - guard;
-            if ((x < first || x >= last) && store[i] != sentinel) return false;
-        }
+        for (size_t i = 0; i < store.size(); ++i)
+            if (!writes(int64_t(i), first, last) && store[i] != sentinel[i & 3]) return false;
         return true;
     }
 };
@@ -126,5 +141,38 @@ struct tables {
         span_test::run(p ? (*persp)[slot] : nullptr, (*affine)[slot], l, t, a);
     }
 };
+
+// A renderer family under test: its layout, its implementations (the
+// dispatched tables, the scalar statements, SIMD forms) and its packed
+// slots. Rows of family_list() parameterise the span tests.
+struct family {
+    const char *name;
+    int unit;         // bytes per texel column and per destination pixel
+    bool pairs;       // 4:2:2: columns share U and V in pairs
+    int sample_bytes; // 1 or 2
+    std::vector<tables> (*implementations)();
+    bool (*packed)(int slot);
+    // Samples of the single-texel test: four components, or 4:2:2 Y and
+    // its chroma sample.
+    std::array<int32_t, 4> single;
+    // The result for a weighted sum r of weights totalling `total` that
+    // does not wrap (chroma: of a 4:2:2 pair).
+    int64_t (*normalise)(int slot, bool packed, int64_t r, int64_t total, bool chroma);
+    // Texels (4:2:2: pairs Y0 U Y1 V with Y0 = Y1) that every slot keeps.
+    std::vector<uint64_t> (*uniform)(std::mt19937 &rng);
+    texture make_texture(int32_t w, int32_t h, int32_t pitch_pad, bool bottom_up = false) const {
+        const int32_t p = w * unit + pitch_pad;
+        return texture(w, h, bottom_up ? -p : p, unit);
+    }
+    guarded_line line(int32_t n) const { return guarded_line(n, unit, pairs); }
+};
+
+inline void PrintTo(const family &f, std::ostream *os) {
+    *os << f.name;
+}
+
+// Every family, and the 4:2:2 ones alone.
+const std::vector<family> &family_list();
+std::vector<family> pair_families();
 
 } // namespace span_test

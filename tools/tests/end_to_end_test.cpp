@@ -82,8 +82,8 @@ protected:
 TEST_F(Tool, DemoWritesEveryScene) {
     const run_result r = run({"demo", path("scenes")});
     ASSERT_EQ(r.code, exit_ok) << r.err;
-    for (const char *name :
-         {"testcard.png", "perspective.png", "minify.png", "layers.png", "tiles.png", "zoom.png"}) {
+    for (const char *name : {"testcard.png", "perspective.png", "minify.png", "layers.png",
+                             "tiles.png", "zoom.png", "yuy2.png"}) {
         frame f;
         ASSERT_EQ(read_png((dir_ / "scenes" / name).string(), f), "") << name;
         EXPECT_EQ(f.width, scene_width);
@@ -152,6 +152,24 @@ TEST_F(Tool, WarpReportsTheLibrarysRefusal) {
     EXPECT_NE(r.err.find("tovrel: library: source texture is not supported.\n"), std::string::npos)
         << r.err;
     EXPECT_FALSE(fs::exists(path("out.yuvq")));
+}
+
+// Raw 4:2:2 frames through the identity quad with point sampling come out
+// as they went in.
+TEST_F(Tool, WarpCopiesRawPairFrames) {
+    for (const char *name : {"yuy2", "w210"}) {
+        frame in;
+        ASSERT_EQ(make_frame(in, find_format(name), 10, 6), "");
+        std::mt19937 gen(5);
+        for (uint8_t &b : in.pixels) b = uint8_t(gen() & (name[0] == 'w' ? 0x73 : 0xFF));
+        ASSERT_EQ(write_raw(path("in.raw"), in), "");
+        const run_result r = run({"warp", path("in.raw"), path("out.raw"), "--format", name,
+                                  "--size", "10x6", "--quad", "0,0,10,0,10,6,0,6", "--no-filter"});
+        ASSERT_EQ(r.code, exit_ok) << r.err;
+        frame out;
+        ASSERT_EQ(read_raw(path("out.raw"), find_format(name), 10, 6, out), "");
+        EXPECT_EQ(out.pixels, in.pixels) << name;
+    }
 }
 
 // Raw RGBQ halved: every component is the rounded mean of a 2x2 block.

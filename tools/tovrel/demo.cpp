@@ -273,6 +273,57 @@ frame scene_tiles(scene_context &ctx) {
     return out;
 }
 
+// RGBQ <-> YUY2 with BT.601 weights, full range: U and V of a pair from
+// the mean of its two pixels' colours, chroma zero at 128.
+frame to_yuy2(const frame &rgb) {
+    frame f;
+    make_frame(f, find_format(uint8_t{TOVREL_FORMAT_YUY2}), rgb.width, rgb.height);
+    for (int32_t y = 0; y < rgb.height; ++y)
+        for (int32_t x = 0; x < rgb.width; x += 2) {
+            const uint8_t *p = rgb.row(y) + 4 * x;
+            double luma[2], u = 0.0, v = 0.0;
+            for (int i = 0; i < 2; ++i) {
+                const double r = p[4 * i], g = p[4 * i + 1], b = p[4 * i + 2];
+                luma[i] = 0.299 * r + 0.587 * g + 0.114 * b;
+                u += 0.5 * (0.564 * (b - luma[i]) + 128.0);
+                v += 0.5 * (0.713 * (r - luma[i]) + 128.0);
+            }
+            uint8_t *q = f.row(y) + 2 * x;
+            q[0] = to_byte(luma[0]), q[1] = to_byte(u), q[2] = to_byte(luma[1]), q[3] = to_byte(v);
+        }
+    return f;
+}
+
+colour from_yuy2(const frame &f, int32_t x, int32_t y) {
+    const uint8_t *q = f.row(y) + 2 * (x & ~1);
+    const double luma = q[2 * (x & 1)], u = q[1] - 128.0, v = q[3] - 128.0;
+    return {luma + 1.403 * v, luma - 0.344 * u - 0.714 * v, luma + 1.773 * u};
+}
+
+// The card turned 12 degrees with anti-aliased edges, drawn in YUY2 over a
+// dark blue frame; the inset enlarges a stretch of the slanted top edge 6x:
+// luma follows each pixel's coverage, while U and V change only per pair of
+// pixels, blended by the pair's mean coverage, so colour fringes step in
+// twos along the edge.
+frame scene_yuy2(scene_context &ctx) {
+    frame background = blank_scene();
+    for (int32_t y = 0; y < background.height; ++y)
+        for (int32_t x = 0; x < background.width; ++x) put(background, x, y, {20.0, 30.0, 90.0});
+    frame yuy2 = to_yuy2(background), card = to_yuy2(ctx.card);
+    draw_quad(ctx, yuy2, card, turned_box(170.0, 135.0, 280.0, 157.5, 12.0), false, MAP_EDGE_AA);
+    frame out = blank_scene();
+    for (int32_t y = 0; y < out.height; ++y)
+        for (int32_t x = 0; x < out.width; ++x) put(out, x, y, from_yuy2(yuy2, x, y));
+    constexpr int32_t zoom = 6, left = 332, top = 24, from_x = 196, from_y = 48;
+    for (int32_t y = 0; y < 222; ++y)
+        for (int32_t x = 0; x < 138; ++x)
+            put(out, left + x, top + y,
+                x < 2 || y < 2 || x >= 136 || y >= 220
+                    ? colour{235.0, 235.0, 235.0}
+                    : from_yuy2(yuy2, from_x + (x - 2) / zoom, from_y + (y - 2) / zoom));
+    return out;
+}
+
 frame scene_zoom(scene_context &ctx) {
     frame out = blank_scene();
     draw_rect(ctx, out, {0.0, 0.0, scene_width, scene_height}, ctx.card, {2.25, 7.25, 66.25, 43.25},
@@ -286,7 +337,7 @@ struct scene {
     frame (*render)(scene_context &);
 };
 
-constexpr std::array<scene, 6> scenes{{
+constexpr std::array<scene, 7> scenes{{
     {"testcard.png", "the built-in 640x360 test card, scaled to 480x270 by map_rectangle",
      scene_testcard},
     {"perspective.png",
@@ -310,6 +361,10 @@ constexpr std::array<scene, 6> scenes{{
      "the card's top-left 64x36 pixels from a sub-pixel offset, enlarged 7.5x: area-weighted pixel "
      "edges",
      scene_zoom},
+    {"yuy2.png",
+     "the card in YUY2, turned with anti-aliased edges; inset 6x: luma per pixel, chroma "
+     "per pair of pixels along the slanted edge",
+     scene_yuy2},
 }};
 
 #ifdef _WIN32

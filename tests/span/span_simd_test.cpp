@@ -1,11 +1,10 @@
-// Differential tests: every SIMD packed RGBQ member against the scalar
-// statement of its arithmetic, on seeded random spans and worst cases.
-// Lines must be identical, guard elements included.
+// Differential tests: every SIMD packed member of every family against the
+// scalar statement of its arithmetic, on seeded random spans and worst
+// cases. Lines must be identical, guard elements included.
 #include <gtest/gtest.h>
 
 #include <limits>
 
-#include "span/rgbq_renderers.h"
 #include "span_test_support.h"
 
 namespace {
@@ -13,33 +12,39 @@ namespace {
 using namespace span_test;
 
 struct simd_case {
+    family f;
     int slot;
-    bool persp, avx2;
+    bool persp;
 };
 
-class RgbqSimd : public testing::TestWithParam<simd_case> {
+class PackedSimd : public testing::TestWithParam<simd_case> {
 protected:
-    void SetUp() override {
-        if (GetParam().avx2 && !tovrel::rgbq_avx2_supported()) GTEST_SKIP() << "no AVX2";
-    }
-    // Only [x0, max(x1, x0 + 1)) may change, identically in both.
+    // Only [x0, max(x1, x0 + 1)) may change, identically in the scalar
+    // statement and in every SIMD form this processor runs.
     void check(const texture &t, const span_args &a, const char *what) {
-        const auto [slot, persp, avx2] = GetParam();
-        using namespace tovrel;
-        const tables ref{"c", &rgbq_persp_span_renderers_c, &rgbq_affine_span_renderers_c};
-        const tables simd =
-            avx2 ? tables{"", &rgbq_persp_span_renderers_avx2, &rgbq_affine_span_renderers_avx2}
-                 : tables{"", &rgbq_persp_span_renderers, &rgbq_affine_span_renderers};
+        const auto &[f, slot, persp] = GetParam();
+        const std::vector<tables> impls = f.implementations();
+        const tables &ref = *std::find_if(impls.begin(), impls.end(),
+                                          [](const tables &i) { return i.name[0] == 'c'; });
         const int32_t end = std::max(a.x1, a.x0 + 1);
-        guarded_line want(end + 4), got(end + 4);
+        guarded_line want = f.line(end + 4);
         ref.run(slot, persp, want, t, a);
-        simd.run(slot, persp, got, t, a);
         ASSERT_TRUE(want.untouched_outside(a.x0, end)) << what << ": " << a.describe();
-        const auto d = std::mismatch(want.store.begin(), want.store.end(), got.store.begin());
-        ASSERT_TRUE(d.first == want.store.end())
-            << what << ": first difference at x=" << (d.first - want.store.begin()) - want.guard
-            << std::hex << " want " << *d.first << " got " << *d.second << std::dec << ", pitch "
-            << t.pitch << ", " << a.describe();
+        for (const tables &simd : impls) {
+            if (&simd == &ref) continue;
+            guarded_line got = f.line(end + 4);
+            simd.run(slot, persp, got, t, a);
+            const auto d = std::mismatch(want.store.begin(), want.store.end(), got.store.begin());
+            ASSERT_TRUE(d.first == want.store.end())
+                << simd.name << " " << what << ": first difference at x="
+                << (d.first - want.store.begin()) / want.unit - want.guard << std::hex << " want "
+                << int(*d.first) << " got " << int(*d.second) << std::dec << ", pitch " << t.pitch
+                << ", " << a.describe();
+        }
+    }
+    // A texture of the family with an even width (4:2:2 pairs).
+    texture make(int32_t w, int32_t h, int32_t pitch) const {
+        return texture(w, h, pitch, GetParam().f.unit);
     }
     // A span through texel position (u0, v0) at x0 with steps du, dv and w(x0) = w0.
     span_args through(const texture &t, int32_t x0, int32_t len, float u0, float v0, float du,
@@ -51,7 +56,7 @@ protected:
     }
 };
 
-TEST_P(RgbqSimd, RandomSpans) {
+TEST_P(PackedSimd, RandomSpans) {
     const uint32_t seed = test_seed() + uint32_t(GetParam().slot * 2 + GetParam().persp);
     SCOPED_TRACE("seed " + std::to_string(seed) + " (TOVREL_TEST_SEED varies it)");
     std::mt19937 rng(seed);
@@ -59,8 +64,9 @@ TEST_P(RgbqSimd, RandomSpans) {
         return float(std::uniform_real_distribution<double>(lo, hi)(rng));
     };
     for (int tex = 0; tex < 12; ++tex) {
-        const int32_t w = 10 + int32_t(rng() % 40), h = 6 + int32_t(rng() % 20);
-        texture t(w, h, (4 * w + 4 * int32_t(rng() % 4)) * ((rng() & 1) ? -1 : 1));
+        const int32_t w = 10 + 2 * int32_t(rng() % 20), h = 6 + int32_t(rng() % 20);
+        const int32_t unit = GetParam().f.unit;
+        texture t = make(w, h, (unit * w + unit * int32_t(rng() % 4)) * ((rng() & 1) ? -1 : 1));
         t.randomise(rng);
         const span_args lim(0, 0, slot_shape(GetParam().slot), t);
         for (int i = 0; i < 80; ++i) {
@@ -75,9 +81,9 @@ TEST_P(RgbqSimd, RandomSpans) {
     }
 }
 
-TEST_P(RgbqSimd, WorstCases) {
+TEST_P(PackedSimd, WorstCases) {
     std::mt19937 rng(test_seed());
-    texture t(24, 12, -24 * 4);
+    texture t = make(24, 12, -24 * GetParam().f.unit);
     t.randomise(rng);
     // Fractions 0 and 127, the last dropped bit, both sides of one half;
     // spans of 1 to 9 pixels cover every tail of a 4-pixel group.
@@ -104,9 +110,11 @@ TEST_P(RgbqSimd, WorstCases) {
             check(t, a, "degenerate w");
             check(t, a.steps(0, 300, a.w_step).bases(0, a.v_base, a.w_base), "zero numerator");
         }
-    // Unit pitches at the int16 limits, a pitch that is not a multiple of 4.
-    for (int32_t pitch : {131068, -131072, 4 * 9 + 2}) {
-        texture p(9, 7, pitch);
+    // Unit pitches at the int16 limits, a pitch that is not a multiple of
+    // the unit.
+    const int32_t unit = GetParam().f.unit;
+    for (int32_t pitch : {unit * 32767, unit * -32768, unit * 10 + 2}) {
+        texture p = make(10, 7, pitch);
         p.randomise(rng);
         for (int32_t len = -1; len <= 9; ++len)
             check(p, through(p, 5, len, 85000, 177000, 31000, 9000, 1.1f, 0.001f), "pitch");
@@ -115,14 +123,15 @@ TEST_P(RgbqSimd, WorstCases) {
 
 std::vector<simd_case> all_cases() {
     std::vector<simd_case> v;
-    for (bool avx2 : {false, true})
-        for (int slot : {1, 2, 3, 4, 6, 11})
-            for (bool persp : {false, true}) v.push_back({slot, persp, avx2});
+    for (const family &f : family_list())
+        for (int slot = 0; slot < tovrel::footprint_count; ++slot)
+            if (f.packed(slot))
+                for (bool persp : {false, true}) v.push_back({f, slot, persp});
     return v;
 }
-INSTANTIATE_TEST_SUITE_P(Packed, RgbqSimd, testing::ValuesIn(all_cases()),
+INSTANTIATE_TEST_SUITE_P(Packed, PackedSimd, testing::ValuesIn(all_cases()),
                          [](const testing::TestParamInfo<simd_case> &i) {
-                             return std::string(i.param.avx2 ? "avx2" : "sse2") +
+                             return std::string(i.param.f.name) +
                                     (i.param.persp ? "_persp_" : "_affine_") +
                                     std::to_string(i.param.slot);
                          });

@@ -1,0 +1,403 @@
+// The packed 4:2:2 members (YUY2, W210), written once for both families.
+//
+// Included by pair_packed_sse2.cpp inside an anonymous namespace of
+// tovrel::span, after rgbq_packed_kernel.h, whose position walk it uses:
+// positions are stepped and divided four pixels at a time, lane for lane
+// the arithmetic of the scalar statement, and handed to the pair walk of
+// span_sampling.h one pixel at a time.
+//
+// Per pixel, every footprint row is read as whole pixel pairs from the
+// pair that holds column cu, widened to 16-bit words [Y_even, U, Y_odd, V]
+// per pair, two pairs per register (a "chunk" of four columns). Luma is
+// one pmaddwd per chunk with the column weights on the Y words; chroma
+// first spreads each pair's U and V over two words, [U U V V] per pair,
+// so that one pmaddwd adds the weights of both columns that repeat them.
+// Column weights (<= 128) times row weights (<= 128) stay <= 16384, so
+// every product fits the multiply-add; for 1.5 rows the doubled half-row
+// weights (up to 256) are split into virtual rows of at most 128 each:
+//   f16 <  32768: (256 - g) S_0 + (128 + g) S_1
+//                 = 128 S_0 + 128 S_1 + (128 - g) S_0 + g S_1
+//   f16 >= 32768: (128 - g) S_0 + 256 S_1 + g S_2
+//                 = (128 - g) S_0 + 128 S_1 + 128 S_1 + g S_2
+// The int32 lanes add modulo 2^32, as the scalar statement's sums do, so
+// the sums are the statement's bit for bit and its normalisation is used
+// as it stands.
+
+template <class Traits, int Slot>
+struct pair_packed {
+    using fp = footprint<Slot>;
+    static constexpr int W = fp::width;
+    static constexpr int sample_bytes = sizeof(typename Traits::sample);
+    static constexpr int pair_bytes = 4 * sample_bytes;
+    // Pairs read from the pair of cu: those holding columns cu .. cu + W.
+    // An odd cu needs one pair more than an even one when W is odd.
+    static constexpr int even_pairs = (W + 2) / 2;
+    static constexpr int odd_pairs = (W + 3) / 2;
+    static constexpr int chunks = (odd_pairs + 1) / 2;
+    static constexpr int virtual_rows = fp::one_and_half ? 4 : fp::rows + 1;
+
+    // Which weight a 16-bit lane takes: 128 - fu (column 0), 128 (inner
+    // columns), fu (column W) or none.
+    struct lane_masks {
+        alignas(16) int16_t first[8], inner[8], last[8];
+    };
+    static constexpr lane_masks masks_for(int parity, int chunk, bool chroma) {
+        lane_masks m{};
+        for (int i = 0; i < 8; ++i) {
+            // Luma: Y of column 4 * chunk + i / 2 in the even words.
+            // Chroma: [U U V V] of pair 2 * chunk + i / 4, columns even, odd.
+            int column = chroma ? 4 * chunk + 2 * (i / 4) + (i & 1) : 4 * chunk + i / 2;
+            if (!chroma && (i & 1)) column = -1;
+            const int c = column < 0 ? -1 : column - parity; // footprint column
+            m.first[i] = c == 0 ? int16_t(-1) : int16_t(0);
+            m.inner[i] = c > 0 && c < W ? int16_t(128) : int16_t(0);
+            m.last[i] = c == W ? int16_t(-1) : int16_t(0);
+        }
+        return m;
+    }
+    // [parity][chunk][luma, chroma]
+    static constexpr auto masks = [] {
+        std::array<lane_masks, 2 * chunks * 2> t{};
+        for (int p = 0; p < 2; ++p)
+            for (int c = 0; c < chunks; ++c)
+                for (int k = 0; k < 2; ++k)
+                    t[size_t((p * chunks + c) * 2 + k)] = masks_for(p, c, k);
+        return t;
+    }();
+
+    static __m128i load_pair(const uint8_t *p) {
+        if constexpr (sample_bytes == 1) {
+            int32_t v;
+            __builtin_memcpy(&v, p, 4);
+            return _mm_unpacklo_epi8(_mm_cvtsi32_si128(v), _mm_setzero_si128());
+        } else {
+            return load64(p);
+        }
+    }
+    static __m128i load_two_pairs(const uint8_t *p) {
+        if constexpr (sample_bytes == 1)
+            return _mm_unpacklo_epi8(load64(p), _mm_setzero_si128());
+        else
+            return load128(p);
+    }
+    // Chunk C of the row whose first pair is at q. Pairs past those of an
+    // even cu are read only for an odd one (an even cu reads its last
+    // pair again, under zero weights), so nothing outside the pairs of
+    // columns cu .. cu + W is touched.
+    template <int C>
+    static __m128i chunk(const uint8_t *q, int parity) {
+        constexpr int k0 = 2 * C, k1 = 2 * C + 1;
+        auto at = [&](int k) { return q + (k < even_pairs ? k : k - 1 + parity) * pair_bytes; };
+        if constexpr (k1 >= odd_pairs)
+            return load_pair(at(k0));
+        else if constexpr (k1 < even_pairs)
+            return load_two_pairs(q + k0 * pair_bytes);
+        else
+            return _mm_unpacklo_epi64(load_pair(at(k0)), load_pair(at(k1)));
+    }
+
+    struct row_weight {
+        int32_t row, weight;
+    };
+    static std::array<row_weight, virtual_rows> rows_of(int32_t iv) {
+        if constexpr (fp::one_and_half) {
+            const int32_t f16 = iv & 65535, g = ((2 * f16) & 65535) >> 9;
+            if (f16 < 32768) return {{{0, 128}, {1, 128}, {0, 128 - g}, {1, g}}};
+            return {{{0, 128 - g}, {1, 128}, {1, 128}, {2, g}}};
+        } else {
+            const int32_t fv = fraction7(iv);
+            std::array<row_weight, virtual_rows> r{};
+            for (int i = 0; i < virtual_rows; ++i)
+                r[size_t(i)] = {i, i == 0 ? 128 - fv : i == fp::rows ? fv : 128};
+            return r;
+        }
+    }
+
+    // Sums R of Y (lane 0) and, with Chroma, of U and V (lanes 1, 2).
+    template <bool Chroma>
+    static void sums(const texture_ref &t, texel_pos pos, int32_t *r) {
+        const texel_origin o = locate<member_kind::packed, Traits::unit_shift>(t, pos.iu, pos.iv);
+        const int parity = (pos.iu >> 16) & 1;
+        const uint8_t *q = o.p - parity * 2 * sample_bytes;
+        const __m128i fu = _mm_set1_epi16(static_cast<int16_t>(fraction7(pos.iu)));
+        const __m128i fu0 = _mm_sub_epi16(_mm_set1_epi16(128), fu);
+        __m128i wl[chunks], wc[chunks];
+        auto weights = [&](const lane_masks &m) {
+            auto ld = [](const int16_t *v) {
+                return _mm_load_si128(reinterpret_cast<const __m128i *>(v));
+            };
+            return _mm_or_si128(
+                _mm_or_si128(_mm_and_si128(ld(m.first), fu0), _mm_and_si128(ld(m.last), fu)),
+                ld(m.inner));
+        };
+        for (int c = 0; c < chunks; ++c) {
+            wl[c] = weights(masks[size_t((parity * chunks + c) * 2)]);
+            if constexpr (Chroma) wc[c] = weights(masks[size_t((parity * chunks + c) * 2 + 1)]);
+        }
+        __m128i luma = _mm_setzero_si128(), chroma = _mm_setzero_si128();
+        for (const row_weight v : rows_of(pos.iv)) {
+            const uint8_t *row = q + v.row * o.row_bytes;
+            const __m128i wr = _mm_set1_epi16(static_cast<int16_t>(v.weight));
+            [&]<int... C>(std::integer_sequence<int, C...>) {
+                (
+                    [&] {
+                        const __m128i x = chunk<C>(row, parity);
+                        luma = _mm_add_epi32(luma, _mm_madd_epi16(x, _mm_mullo_epi16(wl[C], wr)));
+                        if constexpr (Chroma) {
+                            const __m128i uv = _mm_srli_epi32(x, 16);
+                            const __m128i spread = _mm_or_si128(uv, _mm_slli_epi32(uv, 16));
+                            chroma = _mm_add_epi32(
+                                chroma, _mm_madd_epi16(spread, _mm_mullo_epi16(wc[C], wr)));
+                        }
+                    }(),
+                    ...);
+            }
+            (std::make_integer_sequence<int, chunks>{});
+        }
+        // Luma: all four lanes. Chroma: lanes 0 + 2 are U, 1 + 3 are V.
+        luma = _mm_add_epi32(luma, _mm_srli_si128(luma, 8));
+        luma = _mm_add_epi32(luma, _mm_srli_si128(luma, 4));
+        r[0] = _mm_cvtsi128_si32(luma);
+        if constexpr (Chroma) {
+            chroma = _mm_add_epi32(chroma, _mm_srli_si128(chroma, 8));
+            r[1] = _mm_cvtsi128_si32(chroma);
+            r[2] = _mm_cvtsi128_si32(_mm_srli_si128(chroma, 4));
+        }
+    }
+};
+
+// One-column footprints (slots 1, 6, 11, 16), two whole pairs at once with
+// one pixel per 32-bit lane. Per lane and virtual row the two taps of a
+// row are gathered as a word pair: Y of columns cu and cu + 1 for luma;
+// for the even pixels U (and V) of the pair of cu and of the pair of
+// cu + 1 (the same pair when cu is even, where the second weight is 0):
+//   luma   (128 - fu, fu) * row weight
+//   chroma (128 - parity * fu, parity * fu) * row weight
+// so one pmaddwd per virtual row gives four lumas, and one more the U and
+// V of both pairs. The normalisation is the statement's, lane for lane:
+// (R + T/2) >> s with paddd / psrad, packssdw, pmulhw, packuswb.
+template <class Traits, int Slot>
+struct pair_one_column {
+    using fp = footprint<Slot>;
+    using simd = pair_packed<Traits, Slot>;
+    static constexpr int sb = simd::sample_bytes;
+
+    static uint64_t load_bits(const uint8_t *p) {
+        uint64_t v = 0;
+        __builtin_memcpy(&v, p, 4 * sb);
+        return v;
+    }
+    // Words (Y of the column at p, Y of the next column).
+    __attribute__((always_inline)) static int32_t luma_taps(const uint8_t *p) {
+        const uint64_t v = load_bits(p);
+        constexpr int b = 8 * sb;
+        constexpr uint64_t m = (uint64_t(1) << b) - 1;
+        return static_cast<int32_t>((v & m) | ((v >> 2 * b) & m) << 16);
+    }
+    // Words (U of pair a, U of pair b) and (V of pair a, V of pair b).
+    __attribute__((always_inline)) static void chroma_taps(const uint8_t *a, const uint8_t *b,
+                                                           int32_t &u, int32_t &v) {
+        const uint64_t x = load_bits(a), y = load_bits(b);
+        constexpr int w = 8 * sb;
+        constexpr uint64_t m = (uint64_t(1) << w) - 1;
+        u = static_cast<int32_t>(((x >> w) & m) | ((y >> w) & m) << 16);
+        v = static_cast<int32_t>(((x >> 3 * w) & m) | ((y >> 3 * w) & m) << 16);
+    }
+
+    template <bool Chroma>
+    static __m128i normalise(__m128i r) {
+        constexpr packed_scale s = pair_packed_scale<Slot, Traits::eight_bit, Chroma>();
+        r = _mm_srai_epi32(_mm_add_epi32(r, _mm_set1_epi32(s.round)), s.shift);
+        __m128i w = _mm_packs_epi32(r, r);
+        if constexpr (s.k != 0) w = _mm_mulhi_epi16(w, _mm_set1_epi16(static_cast<int16_t>(s.k)));
+        return w;
+    }
+
+    // Pixels 0 .. 3 at positions (iu, iv), pixel 0 even.
+    static void two_pairs(uint8_t *dst, const texture_ref &t, __m128i iu, __m128i iv) {
+        const int32_t unit_pitch = static_cast<int16_t>(t.pitch >> Traits::unit_shift);
+        const ptrdiff_t rb = static_cast<ptrdiff_t>(unit_pitch) << Traits::unit_shift;
+        // Index cu + cv * unit pitch from (cu, cv) as int16 pairs, one pmaddwd.
+        alignas(16) int32_t index[4], shift[4] = {};
+        const __m128i cu_cv =
+            _mm_or_si128(_mm_srli_epi32(iu, 16), _mm_and_si128(iv, _mm_set1_epi32(-65536)));
+        _mm_store_si128(reinterpret_cast<__m128i *>(index),
+                        _mm_madd_epi16(cu_cv, _mm_set1_epi32(int32_t(
+                                                  uint32_t(uint16_t(unit_pitch)) << 16 | 1u))));
+        const __m128i m127 = _mm_set1_epi32(127), w128 = _mm_set1_epi32(128);
+        const __m128i fu = _mm_and_si128(_mm_srli_epi32(iu, 9), m127);
+        const __m128i odd = _mm_and_si128(_mm_srli_epi32(iu, 16), _mm_set1_epi32(1));
+        const __m128i fu_odd = _mm_and_si128(fu, _mm_sub_epi32(_mm_setzero_si128(), odd));
+        const __m128i wu = _mm_or_si128(_mm_sub_epi32(w128, fu), _mm_slli_epi32(fu, 16));
+        // Chroma lanes: U and V of pixel 0, U and V of pixel 2.
+        const __m128i wc = _mm_shuffle_epi32(
+            _mm_or_si128(_mm_sub_epi32(w128, fu_odd), _mm_slli_epi32(fu_odd, 16)), 0xA0);
+        // Row weights of the virtual rows; for 1.5 rows the third and
+        // fourth start one row lower past one half (`shift` rows).
+        __m128i wr[simd::virtual_rows];
+        if constexpr (fp::one_and_half) {
+            const __m128i f16 = _mm_and_si128(iv, _mm_set1_epi32(65535));
+            const __m128i g =
+                _mm_srli_epi32(_mm_and_si128(_mm_slli_epi32(iv, 1), _mm_set1_epi32(65535)), 9);
+            const __m128i upper = _mm_srai_epi32(_mm_slli_epi32(f16, 16), 31); // f16 >= 32768
+            const __m128i g0 = _mm_sub_epi32(w128, g);
+            wr[0] = _mm_or_si128(_mm_andnot_si128(upper, w128), _mm_and_si128(upper, g0));
+            wr[1] = w128;
+            wr[2] = _mm_or_si128(_mm_andnot_si128(upper, g0), _mm_and_si128(upper, w128));
+            wr[3] = g;
+            _mm_store_si128(reinterpret_cast<__m128i *>(shift),
+                            _mm_sub_epi32(_mm_setzero_si128(), upper));
+        } else {
+            const __m128i fv = _mm_and_si128(_mm_srli_epi32(iv, 9), m127);
+            for (int j = 0; j < simd::virtual_rows; ++j)
+                wr[j] = j == 0 ? _mm_sub_epi32(w128, fv) : j == fp::rows ? fv : w128;
+        }
+        asm("" : "+m"(index), "+m"(shift));
+        const uint8_t *texel[4], *pair[4], *second[4];
+        alignas(16) int32_t parity[4];
+        _mm_store_si128(reinterpret_cast<__m128i *>(parity), odd);
+        for (int i = 0; i < 4; ++i) {
+            texel[i] = t.base + (static_cast<ptrdiff_t>(index[i]) << Traits::unit_shift);
+            pair[i] = texel[i] - parity[i] * 2 * sb;
+            second[i] = pair[i] + parity[i] * 4 * sb; // the pair of cu + 1
+        }
+        // As in the RGBQ members: a slanted walk reads, on the next lines,
+        // texels a few columns either side of these in every row it
+        // crosses, which the hardware prefetchers do not follow.
+        for (const uint8_t *q :
+             {texel[1] - 128, texel[1] + 128, texel[1] + rb - 128, texel[1] + rb + 128})
+            _mm_prefetch(reinterpret_cast<const char *>(q), _MM_HINT_T0);
+        __m128i luma = _mm_setzero_si128(), chroma = _mm_setzero_si128();
+        for (int j = 0; j < simd::virtual_rows; ++j) {
+            const __m128i w = _mm_or_si128(wr[j], _mm_slli_epi32(wr[j], 16));
+            // Row of virtual row j in lane i.
+            auto row = [&](int i) {
+                if constexpr (fp::one_and_half)
+                    return (j < 2 ? j : j - 2 + shift[i]) * rb;
+                else
+                    return j * rb;
+            };
+            const __m128i y =
+                _mm_setr_epi32(luma_taps(texel[0] + row(0)), luma_taps(texel[1] + row(1)),
+                               luma_taps(texel[2] + row(2)), luma_taps(texel[3] + row(3)));
+            luma = _mm_add_epi32(luma, _mm_madd_epi16(y, _mm_mullo_epi16(wu, w)));
+            int32_t u0, v0, u2, v2;
+            chroma_taps(pair[0] + row(0), second[0] + row(0), u0, v0);
+            chroma_taps(pair[2] + row(2), second[2] + row(2), u2, v2);
+            chroma = _mm_add_epi32(chroma,
+                                   _mm_madd_epi16(_mm_setr_epi32(u0, v0, u2, v2),
+                                                  _mm_mullo_epi16(wc, _mm_shuffle_epi32(w, 0xA0))));
+        }
+        // Words Y0 U0 Y1 V0 Y2 U1 Y3 V1.
+        const __m128i words = _mm_unpacklo_epi16(normalise<false>(luma), normalise<true>(chroma));
+        if constexpr (sb == 1)
+            _mm_storel_epi64(reinterpret_cast<__m128i *>(dst), _mm_packus_epi16(words, words));
+        else
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), words);
+    }
+};
+
+// The sampler the pair walk calls: the SIMD sums, the scalar statement's
+// normalisation and store; slot 0 copies as the statement does.
+template <class Traits, int Slot>
+struct pair_packed_sampler {
+    using scalar = pair_sampler<Traits, Slot, member_kind::packed>;
+    using simd = pair_packed<Traits, Slot>;
+    using sum = typename Traits::template sum<member_kind::packed>;
+    static constexpr int sample_bytes = scalar::sample_bytes;
+
+    static void luma(uint8_t *dst, const texture_ref &t, texel_pos pos) {
+        if constexpr (Slot == 0) {
+            scalar::luma(dst, t, pos);
+        } else {
+            int32_t r[1];
+            simd::template sums<false>(t, pos, r);
+            Traits::store(dst, Traits::template normalise<Slot, member_kind::packed, false>(
+                                   static_cast<sum>(r[0])));
+        }
+    }
+    static void luma_chroma(uint8_t *dst, const texture_ref &t, texel_pos pos) {
+        if constexpr (Slot == 0) {
+            scalar::luma_chroma(dst, t, pos);
+        } else {
+            int32_t r[3];
+            simd::template sums<true>(t, pos, r);
+            Traits::store(dst, Traits::template normalise<Slot, member_kind::packed, false>(
+                                   static_cast<sum>(r[0])));
+            Traits::store(dst + sample_bytes,
+                          Traits::template normalise<Slot, member_kind::packed, true>(
+                              static_cast<sum>(r[1])));
+            Traits::store(dst + 3 * sample_bytes,
+                          Traits::template normalise<Slot, member_kind::packed, true>(
+                              static_cast<sum>(r[2])));
+        }
+    }
+};
+
+// The pair walk of the packed members: positions four at a time from the
+// vector walk. One-column footprints render runs of two whole pairs from
+// them at once; the leading odd pixel, other footprints and the last
+// pixels go through the sampler one pixel at a time.
+template <class Traits, int Slot>
+struct pair_packed_span {
+    template <projection P>
+    static void run(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
+                    const span_coefficients &k);
+};
+
+template <class Traits, int Slot>
+template <projection P>
+void pair_packed_span<Traits, Slot>::run(const span_rows *line, int32_t x0, int32_t x1,
+                                         const texture_ref *texture, const span_coefficients &k) {
+    using sampler = pair_packed_sampler<Traits, Slot>;
+    constexpr int sb = sampler::sample_bytes, unit = 2 * sb;
+    constexpr bool whole_pairs = Slot != 0 && footprint<Slot>::width == 1;
+    const texture_ref &t = *texture;
+    walk<P> w(k, x0);
+    uint8_t *dst = static_cast<uint8_t *>(line->pixels) + static_cast<ptrdiff_t>(x0) * unit;
+    // Pixel x0 is written even when x1 <= x0.
+    int64_t n = std::max<int64_t>(static_cast<int64_t>(x1) - x0, 1);
+    alignas(16) int32_t iu[4], iv[4];
+    auto next_four = [&] {
+        __m128i u, v;
+        w.template next<lanes4>(u, v);
+        _mm_store_si128(reinterpret_cast<__m128i *>(iu), u);
+        _mm_store_si128(reinterpret_cast<__m128i *>(iv), v);
+    };
+    if (x0 & 1) {
+        // Lane 0 of a copy of the walk is pixel x0's position.
+        walk<P> first = w;
+        __m128i u, v;
+        first.template next<lanes4>(u, v);
+        sampler::luma(dst, t, {_mm_cvtsi128_si32(u), _mm_cvtsi128_si32(v)});
+        w.advance();
+        dst += unit;
+        --n;
+    }
+    if constexpr (whole_pairs) {
+        for (; n >= 4; n -= 4, dst += 4 * unit) {
+            __m128i u, v;
+            w.template next<lanes4>(u, v);
+            pair_one_column<Traits, Slot>::two_pairs(dst, t, u, v);
+        }
+    }
+    for (; n >= 2; dst += 4 * unit) {
+        next_four();
+        sampler::luma_chroma(dst, t, {iu[0], iv[0]});
+        sampler::luma(dst + 2 * sb, t, {iu[1], iv[1]});
+        if (n >= 4) {
+            sampler::luma_chroma(dst + 2 * unit, t, {iu[2], iv[2]});
+            sampler::luma(dst + 2 * unit + 2 * sb, t, {iu[3], iv[3]});
+        } else if (n == 3) {
+            sampler::luma_chroma(dst + 2 * unit, t, {iu[2], iv[2]});
+        }
+        n -= 4;
+    }
+    if (n == 1) {
+        next_four();
+        sampler::luma_chroma(dst, t, {iu[0], iv[0]});
+    }
+}
+
+template <class Traits, int Slot>
+struct pair_packed_members : contract_members<pair_packed_span<Traits, Slot>> {};

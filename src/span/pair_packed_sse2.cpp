@@ -1,0 +1,53 @@
+// SSE2 tables of the 4:2:2 families: the packed slots from
+// pair_packed_kernel.h, the scalar slots from the sampling statement.
+#include <immintrin.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "span/pair_traits.h"
+#include "span/rgbq_traits.h"
+#include "span/w210_renderers.h"
+#include "span/yuy2_renderers.h"
+
+namespace tovrel::span {
+namespace {
+
+struct isa_sse2 {
+    static constexpr bool avx2 = false;
+};
+
+// The position walk first, then the pair kernel that uses it.
+#include "span/rgbq_packed_kernel.h"
+// (keep after the walk)
+#include "span/pair_packed_kernel.h"
+
+template <int Slot>
+struct yuy2_sse2_slot
+    : std::conditional_t<pair_kinds<true>[Slot] == member_kind::packed,
+                         pair_packed_members<yuy2_traits, Slot>, yuy2_member<Slot>> {};
+template <int Slot>
+struct w210_sse2_slot
+    : std::conditional_t<pair_kinds<false>[Slot] == member_kind::packed,
+                         pair_packed_members<w210_traits, Slot>, w210_member<Slot>> {};
+
+static_assert(members_complete<yuy2_sse2_slot>() && members_complete<w210_sse2_slot>());
+
+} // namespace
+} // namespace tovrel::span
+
+namespace tovrel {
+
+constinit const persp_renderer_table yuy2_persp_span_renderers =
+    span::make_persp_table<span::yuy2_sse2_slot>();
+constinit const affine_renderer_table yuy2_affine_span_renderers =
+    span::make_affine_table<span::yuy2_sse2_slot>();
+constinit const persp_renderer_table w210_persp_span_renderers =
+    span::make_persp_table<span::w210_sse2_slot>();
+constinit const affine_renderer_table w210_affine_span_renderers =
+    span::make_affine_table<span::w210_sse2_slot>();
+
+} // namespace tovrel

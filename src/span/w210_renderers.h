@@ -1,0 +1,25 @@
+// W210 span renderers: 10-bit 4:2:2 held in one 16-bit word per sample, words Y0 U Y1 V; one texel
+// column is two words. Words are read as signed 16-bit values. Luma is filtered at each pixel's
+// position, the U and V of a destination pair at its even pixel's position.
+#pragma once
+
+#include "span/span_renderer.h"
+
+namespace tovrel {
+
+// The SSE2 tables: packed slots in SSE2, scalar slots as below.
+extern const persp_renderer_table w210_persp_span_renderers;
+extern const affine_renderer_table w210_affine_span_renderers;
+
+// The scalar statements of every slot (packed slots: the plain C form of
+// their packed arithmetic). Every SIMD member matches them bit for bit.
+extern const persp_renderer_table w210_persp_span_renderers_c;
+extern const affine_renderer_table w210_affine_span_renderers_c;
+
+// The pair to use on this processor.
+renderer_table_pair w210_span_renderers();
+
+// True for the slots whose members use the packed 16-bit arithmetic.
+bool w210_slot_is_packed(int slot);
+
+} // namespace tovrel

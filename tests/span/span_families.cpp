@@ -1,0 +1,133 @@
+// The renderer families the span tests run over.
+#include "span/rgbq_renderers.h"
+#include "span/s16x4_renderers.h"
+#include "span/w210_renderers.h"
+#include "span/yuy2_renderers.h"
+#include "span_test_support.h"
+
+namespace span_test {
+
+using namespace tovrel;
+
+namespace {
+
+// 4:2:2 packed members whose total is not a power of two shift and
+// multiply high by K = round(65536 / (total >> s)): 8-bit samples shift
+// 49152 by 10 and slot 13's 98304 by 11, except YUY2 slot 6's chroma;
+// 16-bit samples always by the larger shift, so that the shifted sum stays
+// inside the signed 16-bit lane.
+template <bool EightBit>
+int64_t pair_normalise(int slot, bool packed, int64_t r, int64_t total, bool chroma) {
+    if (!packed || (total & (total - 1)) == 0) return (r + total / 2) / total;
+    const auto [s, k] =
+        total == 49152
+            ? EightBit && !(slot == 6 && chroma) ? std::pair{10, 1365} : std::pair{11, 2730}
+        : total == 98304  ? EightBit && slot == 13 ? std::pair{11, 1365} : std::pair{12, 2730}
+         : total == 147456 ? std::pair{13, 3641}
+                          : std::pair{13, 2730};
+    return (((r + total / 2) >> s) * k) >> 16;
+}
+
+// Pairs Y0 U Y1 V with Y0 = Y1: full scale, zero and two random ones.
+template <int Bits>
+std::vector<uint64_t> pair_uniform(std::mt19937 &rng) {
+    const uint32_t m = (1u << Bits) - 1;
+    const int b = Bits > 8 ? 16 : 8;
+    auto pair = [&](uint64_t y, uint64_t u, uint64_t v) {
+        return y | u << b | y << 2 * b | v << 3 * b;
+    };
+    auto any = [&] { return rng() & m; };
+    return {pair(m, m, m), 0, pair(any(), any(), any()), pair(any(), any(), any())};
+}
+
+} // namespace
+
+const std::vector<family> &family_list() {
+    static const std::vector<family> list = {
+        {"rgbq",
+         4,
+         false,
+         1,
+         [] {
+             std::vector<tables> v = {
+                 {"sse2", &rgbq_persp_span_renderers, &rgbq_affine_span_renderers},
+                 {"c", &rgbq_persp_span_renderers_c, &rgbq_affine_span_renderers_c}};
+             if (rgbq_avx2_supported())
+                 v.push_back(
+                     {"avx2", &rgbq_persp_span_renderers_avx2, &rgbq_affine_span_renderers_avx2});
+             return v;
+         },
+         rgbq_slot_is_packed,
+         {255, 1, 100, 37},
+         [](int, bool packed, int64_t r, int64_t total, bool) -> int64_t {
+             if (packed && total == 49152) return (((r + 24576) >> 10) * 1365) >> 16; // 65536 / 48
+             return (r + total / 2) / total;
+         },
+         [](std::mt19937 &rng) {
+             return std::vector<uint64_t>{0xFFFFFFFFu, 0u, 0x01FE807Fu, rng() + 0ull, rng() + 0ull};
+         }},
+        {"yuy2",
+         2,
+         true,
+         1,
+         [] {
+             return std::vector<tables>{
+                 {"sse2", &yuy2_persp_span_renderers, &yuy2_affine_span_renderers},
+                 {"c", &yuy2_persp_span_renderers_c, &yuy2_affine_span_renderers_c}};
+         },
+         yuy2_slot_is_packed,
+         {255, 100, 0, 0},
+         pair_normalise<true>,
+         pair_uniform<8>},
+        // 10-bit samples: larger words overflow the reciprocal forms.
+        {"w210",
+         4,
+         true,
+         2,
+         [] {
+             return std::vector<tables>{
+                 {"sse2", &w210_persp_span_renderers, &w210_affine_span_renderers},
+                 {"c", &w210_persp_span_renderers_c, &w210_affine_span_renderers_c}};
+         },
+         w210_slot_is_packed,
+         {1023, 401, 0, 0},
+         pair_normalise<false>,
+         pair_uniform<10>},
+        // Arithmetic shifts, division toward zero for totals with a factor 3,
+        // a logical shift of the 32-bit sum in slots 15 and 20. Uniform
+        // texels keep their value where the sum neither wraps nor is
+        // negative in those two slots: components in [0, 4095].
+        {"s16x4",
+         8,
+         false,
+         2,
+         [] {
+             return std::vector<tables>{
+                 {"sse2", &s16x4_persp_span_renderers, &s16x4_affine_span_renderers},
+                 {"c", &s16x4_persp_span_renderers_c, &s16x4_affine_span_renderers_c}};
+         },
+         [](int) { return false; },
+         {32767, -32768, -300, 1},
+         [](int slot, bool, int64_t r, int64_t total, bool) -> int64_t {
+             const int shift = __builtin_ctzll(uint64_t(total));
+             if (slot == 15 || slot == 20) return uint32_t(r + total / 2) >> shift;
+             if (total % 3) return (r + total / 2) >> shift;
+             return (r + total / 2) / total;
+         },
+         [](std::mt19937 &rng) {
+             return std::vector<uint64_t>{0u, 0x0FFF0FFF0FFF0FFFull,
+                                          ((uint64_t(rng()) << 32) | rng()) &
+                                              0x0FFF0FFF0FFF0FFFull};
+         }},
+    };
+    return list;
+}
+
+std::vector<family> pair_families() {
+    std::vector<family> pairs;
+    for (const family &f : family_list())
+        if (f.pairs) pairs.push_back(f);
+    return pairs;
+}
+
+} // namespace span_test
