@@ -26,6 +26,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <tuple>
 
 namespace bench {
 
@@ -40,9 +41,13 @@ struct image {
     uint8_t format = TOVREL_FORMAT_RGBQ; // or S16X4A: 8 bytes per pixel (CV_16SC4)
 
     image() = default;
+    static int32_t bytes_per_pixel(uint8_t f) {
+        return f == TOVREL_FORMAT_YUY2                              ? 2
+               : f == TOVREL_FORMAT_RGBQ || f == TOVREL_FORMAT_W210 ? 4
+                                                                    : 8;
+    }
     image(int32_t w, int32_t h, uint8_t f = TOVREL_FORMAT_RGBQ)
-        : width(w), height(h), pitch((w * (f == TOVREL_FORMAT_RGBQ ? 4 : 8) + 63) & ~63),
-          format(f) {
+        : width(w), height(h), pitch((w * bytes_per_pixel(f) + 63) & ~63), format(f) {
         size_t bytes = size_t(pitch) * size_t(h);
         pixels = static_cast<uint8_t *>(std::aligned_alloc(64, (bytes + 63) & ~size_t(63)));
         std::memset(pixels, 0, bytes);
@@ -113,6 +118,29 @@ inline const image &cached_s16x4a_texture(int32_t w, int32_t h, uint32_t seed) {
                 const int16_t px[4] = {int16_t((q[0] - 128) * 64), int16_t((q[1] - 128) * 64),
                                        int16_t((q[2] - 128) * 64), 4096};
                 std::memcpy(slot->row(y) + 8 * x, px, 8);
+            }
+    }
+    return *slot;
+}
+
+// The YUY2 or W210 form of the texture at width w: each RGBQ pixel of the
+// half-width texture gives the bytes (YUY2) or the 10-bit words (times 4,
+// W210) of one pixel pair.
+inline const image &cached_422_texture(uint8_t format, int32_t w, int32_t h, uint32_t seed) {
+    static std::map<std::tuple<uint8_t, int32_t, int32_t>, std::unique_ptr<image>> cache;
+    auto &slot = cache[{format, w, h}];
+    if (!slot) {
+        const image &rgbq = cached_texture(w / 2, h, seed);
+        slot = std::make_unique<image>(w, h, format);
+        for (int32_t y = 0; y < h; ++y)
+            for (int32_t i = 0; i < 2 * w; ++i) {
+                const uint8_t b = rgbq.row(y)[i];
+                if (format == TOVREL_FORMAT_YUY2) {
+                    slot->row(y)[i] = b;
+                } else {
+                    const uint16_t v = uint16_t(b * 4);
+                    std::memcpy(slot->row(y) + 2 * i, &v, 2);
+                }
             }
     }
     return *slot;

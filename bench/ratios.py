@@ -67,6 +67,14 @@ RATIOS = [
      "w7_copy_2160p/memcpy", "w6_rect_1to1_1080p/memcpy", None, None),
     ("8", "1 thread / 2 threads by line phase (workload 1; wall clock)",
      "w8_threads_1080p/tovrel_1thread", "w8_threads_1080p/tovrel_2threads", 1.8, None),
+    ("9", "swscale SWS_AREA yuyv422 / tovrel YUY2 (1080p to 720p)",
+     "w9_yuy2_1080p_to_720p/swscale_area", "w9_yuy2_1080p_to_720p/tovrel", 2.0, None),
+    ("9", "swscale SWS_AREA yuyv422 / tovrel YUY2 (1080p to 540p)",
+     "w9_yuy2_1080p_to_540p/swscale_area", "w9_yuy2_1080p_to_540p/tovrel", 2.0, None),
+    ("9", "swscale SWS_AREA yuv422p10le / tovrel W210 (1080p to 720p)",
+     "w9_w210_1080p_to_720p/swscale_area", "w9_w210_1080p_to_720p/tovrel", 2.0, None),
+    ("9", "memcpy / tovrel (YUY2 1:1, share of memcpy speed)",
+     "w9_yuy2_1to1_1080p/memcpy", "w9_yuy2_1to1_1080p/tovrel", 0.8, None),
 ]
 
 # Ratios measured in wall-clock time (the rest in the caller's CPU time).
@@ -94,7 +102,7 @@ def load(paths):
             unit = UNIT_MS[b.get("time_unit", "ns")]
             entry["real"].append(b["real_time"] * unit)
             entry["cpu"].append(b["cpu_time"] * unit)
-            for key in ("slot", "mad_vs_cv", "undrawn", "bytes_not_copied"):
+            for key in ("slot", "mad_vs_cv", "undrawn", "bytes_not_copied", "lines_not_copied"):
                 if key in b:
                     entry["counters"][key] = b[key]
     return runs

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds and runs the benchmarks beside their peers (OpenCV, pixman, libyuv,
-# memcpy), prints the ratio table and writes it to docs/benchmarks.md with
+# libswscale, memcpy), prints the ratio table and writes it to docs/benchmarks.md with
 # the machine it ran on.
 #
 # Usage: tools/bench.sh [--quick] [--no-doc] [benchmark arguments...]
@@ -61,7 +61,7 @@ flags=$(grep -m1 '^flags' /proc/cpuinfo | tr ' ' '\n' | grep -xE 'sse2|ssse3|sse
 l3=$(grep -m1 '^cache size' /proc/cpuinfo | cut -d: -f2- | sed 's/^ *//')
 cxx=$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$build/CMakeCache.txt")
 cxx_version=$("${cxx:-c++}" --version | head -1)
-peer_versions=$(dpkg-query -W -f='${Package} ${Version}\n' libopencv-dev libpixman-1-dev libyuv-dev libbenchmark-dev 2>/dev/null | paste -sd ';' | sed 's/;/; /g')
+peer_versions=$(dpkg-query -W -f='${Package} ${Version}\n' libopencv-dev libpixman-1-dev libyuv-dev libswscale-dev libbenchmark-dev 2>/dev/null | paste -sd ';' | sed 's/;/; /g')
 commit=$(git -C "$root" rev-parse --short HEAD 2>/dev/null || echo unknown)
 busy=""
 if awk -v l="${load_after%% *}" -v n="$logical" 'BEGIN { exit !(l >= n / 2) }'; then
@@ -123,7 +123,9 @@ refresh this page.
   PIXMAN_FILTER_BILINEAR or a separable box convolution
   (\`pixman_filter_create_separable_convolution\`, PIXMAN_KERNEL_BOX for
   reconstruction and sampling, 4 subsample bits); \`cv::resize\` INTER_AREA;
-  libyuv \`ARGBScale\` kFilterBox; one \`memcpy\` of the whole frame.
+  libyuv \`ARGBScale\` kFilterBox; libswscale \`sws_scale\` SWS_AREA (workload 9:
+  yuyv422 to yuyv422, and yuv422p10le planes holding the W210 samples);
+  one \`memcpy\` of the whole frame.
 - Checks, outside the timed loops: a tovrel call that reports anything is
   an error, not a time; "undrawn" is the share of destination pixels left
   as they were; "mean abs diff vs OpenCV" (per component, 0..255) shows

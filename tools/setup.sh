@@ -21,7 +21,7 @@ full=(g++-multilib
       g++-mingw-w64-i686 g++-mingw-w64-x86-64 binutils-mingw-w64-i686 binutils-mingw-w64-x86-64
       wine wine64 xvfb xauth
       clang libclang-rt-14-dev
-      libbenchmark-dev libopencv-dev libpixman-1-dev libyuv-dev
+      libbenchmark-dev libopencv-dev libpixman-1-dev libyuv-dev libswscale-dev
       python3 python3-numpy python3-pytest python3-opencv)
 
 packages=("${minimal[@]}")

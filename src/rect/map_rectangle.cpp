@@ -243,6 +243,14 @@ void rect_draw(const image_descriptor &dst, const image_descriptor &src, const r
     }
 }
 
+namespace {
+bool pairs_aligned(const image_descriptor &d, uint8_t format) {
+    const uint32_t pair = format == TOVREL_FORMAT_YUY2 ? 4 : format == TOVREL_FORMAT_W210 ? 8 : 1;
+    return reinterpret_cast<uintptr_t>(d.pixels) % pair == 0 &&
+           static_cast<uint32_t>(d.pitch) % pair == 0;
+}
+} // namespace
+
 void rect_map_rectangle(rect_isa isa, const image_descriptor *destination, const rect_coords &c,
                         const image_descriptor *source, uint32_t flags, int32_t line_phase,
                         int32_t line_period) {
@@ -279,6 +287,18 @@ void rect_map_rectangle(rect_isa isa, const image_descriptor *destination, const
         if (missing != nullptr) diag_report("%s", missing);
         return;
     }
+    if (set.line_pixels != 0) {
+        // Source pixels a line reads, with one more for pair alignment.
+        const int64_t reads =
+            2 +
+            (g.width > g.first_column_run ? (g.width - g.first_column_run - 1) / g.x_step + 1 : 0);
+        if (reads > set.line_pixels) {
+            diag_report("map_rectangle: a line reads %lld source pixels, more than the %d of "
+                        "the line buffer\n",
+                        static_cast<long long>(reads), set.line_pixels);
+            return;
+        }
+    }
     if (destination->pixels == nullptr || source->pixels == nullptr) {
         diag_report("map_rectangle: null pixel address in %s descriptor\n",
                     destination->pixels == nullptr ? "the destination" : "the source");
@@ -290,6 +310,15 @@ void rect_map_rectangle(rect_isa isa, const image_descriptor *destination, const
     }
     if (set.reads_src_alpha && source->alpha == nullptr) {
         diag_report("map_rectangle: the source alpha plane is null\n");
+        return;
+    }
+    // 4:2:2 kernels tell the first and second pixel of a pair by the
+    // address, so lines must start on whole pairs.
+    const uint8_t dst_format =
+        source->format == TOVREL_FORMAT_YUVQ ? destination->format : source->format;
+    if (!pairs_aligned(*source, source->format) || !pairs_aligned(*destination, dst_format)) {
+        diag_report("map_rectangle: YUY2 and W210 pixel addresses and pitches must be multiples "
+                    "of a pixel pair (4 and 8 bytes)\n");
         return;
     }
     rect_draw(*destination, *source, g, set, line_phase, line_period);

@@ -42,6 +42,8 @@ struct rect_kernel_set {
     std::array<rect_kernel, rect_slot_count> slots;
     bool reads_src_alpha;  // src_alpha and src_alpha_pitch are used
     bool writes_dst_alpha; // dst_alpha is read and written
+    // Most source pixels one line may read (the kernels' line buffer); 0: any.
+    int32_t line_pixels;
 };
 
 // The same kernel in every slot.

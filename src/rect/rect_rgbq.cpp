@@ -10,45 +10,16 @@
 namespace tovrel {
 namespace {
 
-using rect::dst_alpha_rule;
 using rect::rgbq_kernel;
-using rect::rgbq_policy;
 using rect::rgbq_run_fn;
 using rect::src_alpha_rule;
-constexpr auto src_none = src_alpha_rule::none;
-constexpr auto src_straight = src_alpha_rule::straight;
-constexpr auto src_premul = src_alpha_rule::premul;
-constexpr auto dst_none = dst_alpha_rule::none;
-constexpr auto dst_straight = dst_alpha_rule::straight;
-constexpr auto dst_premul = dst_alpha_rule::premul;
-
-// The policy of each kernel; the write rule follows from the source alpha,
-// the destination alpha and tiling.
-using rect_rgbq_copy = rgbq_policy<src_none, dst_none, false>;
-using rect_rgbq_tile = rgbq_policy<src_none, dst_none, true>;
-using rect_rgbq_to_alpha_straight = rgbq_policy<src_none, dst_straight, false>;
-using rect_rgbq_to_alpha_premul = rgbq_policy<src_none, dst_premul, false>;
-using rect_rgbq_to_alpha_straight_tile = rgbq_policy<src_none, dst_straight, true>;
-using rect_rgbq_to_alpha_premul_tile = rgbq_policy<src_none, dst_premul, true>;
-using rect_rgbqa_over_straight = rgbq_policy<src_straight, dst_none, false>;
-using rect_rgbqa_over_premul = rgbq_policy<src_premul, dst_none, false>;
-using rect_rgbqa_to_alpha_straight = rgbq_policy<src_straight, dst_straight, false>;
-using rect_rgbqa_to_alpha_premul = rgbq_policy<src_premul, dst_premul, false>;
-using rect_rgbqa_to_alpha_straight_tile = rgbq_policy<src_straight, dst_straight, true>;
-using rect_rgbqa_to_alpha_premul_tile = rgbq_policy<src_premul, dst_premul, true>;
 
 // In the order of rgbq_kernel_index.
-using rgbq_policies =
-    std::tuple<rect_rgbq_copy, rect_rgbq_tile, rect_rgbq_to_alpha_straight,
-               rect_rgbq_to_alpha_premul, rect_rgbq_to_alpha_straight_tile,
-               rect_rgbq_to_alpha_premul_tile, rect_rgbqa_over_straight, rect_rgbqa_over_premul,
-               rect_rgbqa_to_alpha_straight, rect_rgbqa_to_alpha_premul,
-               rect_rgbqa_to_alpha_straight_tile, rect_rgbqa_to_alpha_premul_tile>;
+using rgbq_policies = rect::rect_policies;
 static_assert(std::tuple_size_v<rgbq_policies> == rgbq_kernel_count, "one policy per kernel");
-static_assert(std::is_same_v<std::tuple_element_t<rgbq_to_alpha_premul_tile, rgbq_policies>,
-                             rect_rgbq_to_alpha_premul_tile> &&
-                  std::is_same_v<std::tuple_element_t<rgbqa_over_straight, rgbq_policies>,
-                                 rect_rgbqa_over_straight>,
+static_assert(std::tuple_element_t<rgbq_to_alpha_premul_tile, rgbq_policies>::tile &&
+                  std::tuple_element_t<rgbqa_over_straight, rgbq_policies>::src ==
+                      src_alpha_rule::straight,
               "policies in index order");
 using kernel_indices = std::make_index_sequence<rgbq_kernel_count>;
 
@@ -71,11 +42,11 @@ constexpr rgbq_kernel_table make_table(std::index_sequence<I...>) {
 
 template <size_t... I>
 constexpr std::array<bool, rgbq_kernel_count> reads_src_alpha(std::index_sequence<I...>) {
-    return {(std::tuple_element_t<I, rgbq_policies>::src != src_none)...};
+    return {(std::tuple_element_t<I, rgbq_policies>::src != src_alpha_rule::none)...};
 }
 template <size_t... I>
 constexpr std::array<bool, rgbq_kernel_count> writes_dst_alpha(std::index_sequence<I...>) {
-    return {(std::tuple_element_t<I, rgbq_policies>::dst != dst_none)...};
+    return {(std::tuple_element_t<I, rgbq_policies>::dst != rect::dst_alpha_rule::none)...};
 }
 
 } // namespace

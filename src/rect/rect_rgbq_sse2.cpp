@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "rect/rect_pair_walk.h"
 #include "rect/rect_rgbq.h"
 #include "rect/rect_rgbq_simd.h"
 
@@ -269,16 +270,35 @@ struct wide_sum {
         even = _mm_add_epi64(even, _mm_mul_epu32(v, m));
         odd = _mm_add_epi64(odd, _mm_mul_epu32(_mm_srli_epi64(v, 32), m));
     }
-    // (sum + 2^22) >> 23; every sum is below 2^31.
-    __m128i rounded() const {
-        const __m128i s = _mm_or_si128(even, _mm_slli_epi64(odd, 32));
-        return _mm_srli_epi32(_mm_add_epi32(s, _mm_set1_epi32(1 << 22)), 23);
+    // The four sums modulo 2^32 (for RGBQ each is below 2^31).
+    __m128i sums() const { return _mm_or_si128(even, _mm_slli_epi64(odd, 32)); }
+};
+
+// Where the horizontal passes put pixel j: its four sums, or a whole
+// column x (sums x * 4096).
+struct rgbq_out {
+    uint8_t *dst;
+    // (sum + 2^22) >> 23.
+    void operator()(int32_t j, __m128i s) const {
+        store_pixel(dst + 4 * j, _mm_srli_epi32(_mm_add_epi32(s, _mm_set1_epi32(1 << 22)), 23));
     }
+    // (x * 4096 + 2^22) >> 23 = (x + 1024) >> 11.
+    void whole(int32_t j, __m128i x) const {
+        store_pixel(dst + 4 * j, _mm_srli_epi32(_mm_add_epi32(x, _mm_set1_epi32(1024)), 11));
+    }
+};
+struct sums_out {
+    uint32_t *sums;
+    void operator()(int32_t j, __m128i s) const {
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(sums + 4 * j), s);
+    }
+    void whole(int32_t j, __m128i x) const { (*this)(j, _mm_slli_epi32(x, 12)); }
 };
 
 // x_step < 4096: every pixel takes the rest of the current column, whole
 // columns of x_step, and a head of the next column.
-int32_t hpass_down(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io, int32_t x_step) {
+template <class Out>
+int32_t hpass_down(Out out, int32_t m, const uint32_t *v, int32_t *run_io, int32_t x_step) {
     int32_t col = 0, run = *run_io;
     for (int32_t j = 0; j < m; ++j) {
         wide_sum acc;
@@ -306,7 +326,7 @@ int32_t hpass_down(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io, 
         } else {
             run = x_step;
         }
-        store_pixel(dst + 4 * j, acc.rounded());
+        out(j, acc.sums());
     }
     *run_io = run;
     return col;
@@ -315,7 +335,8 @@ int32_t hpass_down(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io, 
 // 2048 <= x_step < 4096: every pixel takes the rest of the current column
 // and at most two more; a third tap of weight 0 reads the zeroed column
 // past the chunk's last.
-int32_t hpass_down3(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io, int32_t x_step) {
+template <class Out>
+int32_t hpass_down3(Out out, int32_t m, const uint32_t *v, int32_t *run_io, int32_t x_step) {
     int32_t col = 0, run = *run_io;
     for (int32_t j = 0; j < m; ++j) {
         const int32_t rem = pixel_units - run; // 1..4095, below 2 x_step
@@ -325,7 +346,7 @@ int32_t hpass_down3(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io,
         acc.add(_mm_load_si128(column(v, col)), run);
         acc.add(_mm_load_si128(column(v, col + 1)), s1);
         acc.add(_mm_load_si128(column(v, col + 2)), rem - s1);
-        store_pixel(dst + 4 * j, acc.rounded());
+        out(j, acc.sums());
         col += two ? 2 : 1;
         run = (two ? 2 * x_step : x_step) - rem;
     }
@@ -335,13 +356,12 @@ int32_t hpass_down3(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io,
 
 // x_step >= 4096: one column ((v * 4096 + 2^22) >> 23 = (v + 1024) >> 11),
 // or the rest of one and the head of the next.
-int32_t hpass_up(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io, int32_t x_step) {
-    const __m128i round = _mm_set1_epi32(1024);
+template <class Out>
+int32_t hpass_up(Out out, int32_t m, const uint32_t *v, int32_t *run_io, int32_t x_step) {
     int32_t col = 0, run = *run_io;
     for (int32_t j = 0; j < m; ++j) {
         if (run >= pixel_units) {
-            const __m128i x = _mm_load_si128(column(v, col));
-            store_pixel(dst + 4 * j, _mm_srli_epi32(_mm_add_epi32(x, round), 11));
+            out.whole(j, _mm_load_si128(column(v, col)));
             run -= pixel_units;
             if (run == 0) {
                 ++col;
@@ -352,7 +372,7 @@ int32_t hpass_up(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io, in
         wide_sum acc;
         acc.add(_mm_load_si128(column(v, col)), run);
         acc.add(_mm_load_si128(column(v, col + 1)), pixel_units - run);
-        store_pixel(dst + 4 * j, acc.rounded());
+        out(j, acc.sums());
         ++col;
         run = x_step - (pixel_units - run);
     }
@@ -376,15 +396,58 @@ int32_t hpass_half(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io, 
     return 2 * m;
 }
 
+// An RGBQ pass (rgbq_hpass_fn) of a pass templated on its output.
+template <int32_t (*Pass)(rgbq_out, int32_t, const uint32_t *, int32_t *, int32_t)>
+int32_t rgbq_hpass(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run, int32_t x_step) {
+    return Pass(rgbq_out{dst}, m, v, run, x_step);
+}
+
 } // namespace
+
+int32_t pair_whole_sums_sse2(uint32_t *sums, int32_t m, const uint32_t *buf, int32_t i,
+                             int32_t *run, int32_t x_step) {
+    // Each source pixel becomes a column Y U Y V (its pair's chroma), a
+    // chunk at a time, and the RGBQ passes sum the columns; lanes 0 and 2
+    // both give the pixel's luma.
+    constexpr int32_t chunk = rgbq_chunk_columns;
+    alignas(16) uint32_t v[(chunk + 2) * 4];
+    int32_t moved = 0;
+    while (m > 0) {
+        const int64_t reach = int64_t{*run} + int64_t{chunk - 1} * x_step;
+        const int32_t n = int32_t(std::min<int64_t>(m, reach / pixel_units));
+        const int64_t units = int64_t{n} * pixel_units;
+        const int32_t cols = units > *run ? int32_t((units - *run + x_step - 1) / x_step) + 1 : 1;
+        for (int32_t c = 0; c < cols; ++c) {
+            const int32_t k = i + moved + c;
+            const __m128i p =
+                _mm_loadu_si128(reinterpret_cast<const __m128i *>(buf + 4 * (k >> 1)));
+            _mm_store_si128(reinterpret_cast<__m128i *>(v + 4 * c),
+                            k & 1 ? _mm_shuffle_epi32(p, _MM_SHUFFLE(3, 2, 1, 2))
+                                  : _mm_shuffle_epi32(p, _MM_SHUFFLE(3, 0, 1, 0)));
+        }
+        std::memset(v + 4 * cols, 0, 2 * 4 * sizeof(uint32_t));
+        const sums_out out{sums};
+        moved += x_step >= pixel_units ? hpass_up(out, n, v, run, x_step)
+                 : x_step >= 2048      ? hpass_down3(out, n, v, run, x_step)
+                                       : hpass_down(out, n, v, run, x_step);
+        sums += 4 * n;
+        m -= n;
+    }
+    return moved;
+}
 
 int32_t rgbq_hpass_down3_sse2(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run,
                               int32_t x_step) {
-    return hpass_down3(dst, m, v, run, x_step);
+    return hpass_down3(rgbq_out{dst}, m, v, run, x_step);
 }
 
 void rgbq_vsum_sse2(uint32_t *v, const uint8_t *src, int32_t cols, const rect_rows &rows) {
     vsum(v, src, cols, rows);
+}
+
+void vblend_yuy2_sse2(uint32_t *buf, const uint8_t *src, const uint16_t *, int32_t first,
+                      int32_t count, const rect_rows &rows) {
+    vsum(buf, src, (first + count + 1) >> 1, rows);
 }
 
 void rgbq_run_columns(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_rows &rows,
@@ -435,9 +498,9 @@ void rgbq_run_sse2(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_row
         cur->src += ptrdiff_t(count) * 8;
         return;
     }
-    rgbq_hpass_fn hpass = x_step >= pixel_units ? hpass_up
-                          : x_step >= 2048      ? hpass_down3
-                                                : hpass_down;
+    rgbq_hpass_fn hpass = x_step >= pixel_units ? rgbq_hpass<hpass_up<rgbq_out>>
+                          : x_step >= 2048      ? rgbq_hpass<hpass_down3<rgbq_out>>
+                                                : rgbq_hpass<hpass_down<rgbq_out>>;
     if (x_step == 2048 && cur->run == 2048) hpass = hpass_half;
     rgbq_run_columns(dst, count, cur, rows, x_step, vsum, hpass);
 }

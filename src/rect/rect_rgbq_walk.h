@@ -1,5 +1,5 @@
-// The horizontal area walk of the RGBQ rectangle kernels, generated per
-// write rule, alpha mode and tiling from policy types. This is the readable
+// The RGBQ rectangle kernels on the shared area walk, generated per write
+// rule, alpha mode and tiling from policy types. This is the readable
 // statement of the arithmetic; the SIMD whole-pixel runs must match it byte
 // for byte.
 #pragma once
@@ -7,56 +7,12 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "rect/rect_kernel.h"
+#include "rect/rect_walk.h"
 
 namespace tovrel::rect {
 
-inline constexpr int32_t pixel_units = 4096;      // horizontal units of one destination pixel
-inline constexpr uint32_t full_weight = 1u << 23; // whole pixel on a whole line: 4096 * 2048
-inline constexpr uint32_t half_weight = 1u << 22; // rounding term of a >> 23
-inline constexpr uint32_t alpha_one = 4096;
-
-// The source lines of one destination line: the first, `middle` lines of
-// weight `middle_weight` (y_step), then a last one when last_weight is not 0.
-// Every weight is at most 2048.
-struct rect_rows {
-    ptrdiff_t pitch;
-    ptrdiff_t alpha_pitch;
-    int32_t first_weight;
-    int32_t middle;
-    int32_t middle_weight;
-    int32_t last_weight;
-};
-
-// Current source column (pixel and alpha word) and the destination units it
-// still covers, in [1, x_step].
-struct rect_cursor {
-    const uint8_t *src;
-    const uint16_t *alpha;
-    int32_t run;
-};
-
-template <class T>
-inline T *byte_offset(T *p, ptrdiff_t bytes) {
-    return reinterpret_cast<T *>(reinterpret_cast<uintptr_t>(p) + static_cast<uintptr_t>(bytes));
-}
-
-enum class src_alpha_rule { none, straight, premul };
-enum class dst_alpha_rule { none, straight, premul };
-
 template <src_alpha_rule Src, dst_alpha_rule Dst, bool Tile>
-struct rgbq_policy {
-    static constexpr src_alpha_rule src = Src;
-    static constexpr dst_alpha_rule dst = Dst;
-    static constexpr bool tile = Tile;
-    // Without source alpha, the whole pixels after the first on a whole line
-    // are the rounded area mean (with alpha 4096), for every write rule.
-    static constexpr bool whole_runs = Src == src_alpha_rule::none;
-    // The plain copy writes a whole first pixel by the same rounded mean
-    // ((sum + 2^22 + old * 0) >> 23), so it joins the run: an aligned 1:1
-    // line is then one straight copy.
-    static constexpr bool whole_first = whole_runs && Dst == dst_alpha_rule::none && !Tile;
-};
+using rgbq_policy = rect_policy<Src, Dst, Tile>;
 
 // Per-pixel sums. Colour terms are component * weight with weight at most
 // 2^23 in total, so each sum is at most 255 * 2^23 and fits in uint32.
@@ -102,30 +58,31 @@ inline void rgbq_add_segment(rgbq_sums<Src> &acc, const rect_cursor &cur, uint32
     }
 }
 
+// The current source column of the line's rows, for area_gather.
+template <src_alpha_rule Src>
+struct rgbq_column {
+    rect_cursor &cur;
+    const rect_rows &rows;
+    int32_t &run;
+    void add(rgbq_sums<Src> &acc, uint32_t s) { rgbq_add_segment<Src>(acc, cur, s, rows); }
+    void next() {
+        cur.src += 4;
+        if constexpr (Src != src_alpha_rule::none) ++cur.alpha;
+    }
+};
+
 // Sums `cover` units (1..4096) of source from the cursor, moving it on.
 template <src_alpha_rule Src>
 inline rgbq_sums<Src> rgbq_gather(rect_cursor &cur, int32_t cover, int32_t x_step,
                                   const rect_rows &rows) {
     rgbq_sums<Src> acc;
-    while (cover > 0) {
-        const int32_t seg = cover < cur.run ? cover : cur.run;
-        rgbq_add_segment<Src>(acc, cur, uint32_t(seg), rows);
-        cover -= seg;
-        cur.run -= seg;
-        if (cur.run == 0) {
-            cur.src += 4;
-            if constexpr (Src != src_alpha_rule::none) ++cur.alpha;
-            cur.run = x_step;
-        }
-    }
+    rgbq_column<Src> col{cur, rows, cur.run};
+    area_gather(acc, col, cover, x_step);
     return acc;
 }
 
 inline uint8_t clamp_u8(uint64_t v) {
     return uint8_t(v < 255 ? v : 255);
-}
-inline uint16_t clamp_alpha(uint64_t v) {
-    return uint16_t(v < alpha_one ? v : alpha_one);
 }
 
 // Writes one destination pixel. K = cover * line_weight (at most 2^23) is
@@ -223,46 +180,44 @@ inline void rgbq_run_c(uint8_t *dst, int32_t count, rect_cursor *cur, const rect
     }
 }
 
+// The line operations of the RGBQ kernels for area_walk.
+template <class P, rgbq_run_fn Run>
+struct rgbq_line {
+    static constexpr bool whole_runs = P::whole_runs;
+    static constexpr bool whole_first = P::whole_first;
+    uint8_t *dst;
+    uint16_t *dst_alpha;
+    rect_cursor cur;
+    const rect_rows &rows;
+    int32_t x_step;
+
+    void run(int32_t n) {
+        Run(dst, n, &cur, rows, x_step);
+        dst += 4 * n;
+        if constexpr (P::dst != dst_alpha_rule::none) {
+            for (int32_t i = 0; i < n; ++i) dst_alpha[i] = alpha_one;
+            dst_alpha += n;
+        }
+    }
+    void pixel(int32_t cover, uint32_t K, bool edge) {
+        const auto acc = rgbq_gather<P::src>(cur, cover, x_step, rows);
+        rgbq_write<P>(dst, dst_alpha, acc, K, edge);
+        dst += 4;
+        if constexpr (P::dst != dst_alpha_rule::none) ++dst_alpha;
+    }
+    void finish() {}
+};
+
 // One destination line (the rect_kernel contract).
 template <class P, rgbq_run_fn Run>
 void rgbq_kernel(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t line_weight,
                  int32_t width, const uint8_t *src, int32_t src_pitch, const uint16_t *src_alpha,
                  int32_t src_alpha_pitch, int32_t x_step, int32_t y_step, int32_t first_column_run,
                  int32_t first_row_weight, int32_t middle_rows, int32_t last_row_weight) {
-    constexpr bool has_dst_alpha = P::dst != dst_alpha_rule::none;
     const rect_rows rows{src_pitch,   src_alpha_pitch, first_row_weight,
                          middle_rows, y_step,          last_row_weight};
-    rect_cursor cur{src, src_alpha, first_column_run};
-    const bool whole_line = line_weight == rect_whole_line;
-    int32_t remaining = width;
-    int32_t cover = first_width;
-    bool first = true;
-    if constexpr (P::whole_first) first = !(whole_line && first_width == pixel_units);
-    while (remaining > 0) {
-        if (!first) {
-            if constexpr (P::whole_runs) {
-                if (whole_line && remaining >= pixel_units) {
-                    const int32_t n = remaining / pixel_units;
-                    Run(dst, n, &cur, rows, x_step);
-                    dst += 4 * n;
-                    if constexpr (has_dst_alpha) {
-                        for (int32_t i = 0; i < n; ++i) dst_alpha[i] = alpha_one;
-                        dst_alpha += n;
-                    }
-                    remaining -= n * pixel_units;
-                    if (remaining == 0) break;
-                }
-            }
-            cover = remaining < pixel_units ? remaining : pixel_units;
-        }
-        const bool edge = first || cover < pixel_units || !whole_line;
-        const auto acc = rgbq_gather<P::src>(cur, cover, x_step, rows);
-        rgbq_write<P>(dst, dst_alpha, acc, uint32_t(cover) * uint32_t(line_weight), edge);
-        remaining -= cover;
-        dst += 4;
-        if constexpr (has_dst_alpha) ++dst_alpha;
-        first = false;
-    }
+    rgbq_line<P, Run> ops{dst, dst_alpha, {src, src_alpha, first_column_run}, rows, x_step};
+    area_walk(ops, first_width, line_weight, width);
 }
 
 } // namespace tovrel::rect

@@ -3,6 +3,7 @@
 
 #include <array>
 
+#include "rect/rect_pair.h"
 #include "rect/rect_rgbq.h"
 
 namespace tovrel {
@@ -219,9 +220,22 @@ void choose_rgbq(const rect_choice &c, rect_kernel_set *out) {
                             rect_rgbq_writes_dst_alpha(Index));
 }
 
-constexpr const char *no_yuy2 = "map_rectangle: YUY2 sources are not supported by this build\n";
-constexpr const char *no_w210 = "map_rectangle: W210 sources are not supported by this build\n";
-constexpr const char *no_yuvq = "map_rectangle: yuvq sources are not supported by this build\n";
+// YUY2 and W210 into their own format with alpha, and yuvq into the
+// destination's.
+template <uint8_t Src, uint8_t Dst, int32_t Index>
+void choose_pair(const rect_choice &c, rect_kernel_set *out) {
+    rect_pair_kernels(Src, Dst, Index, c, out);
+}
+
+// YUY2 and W210 without any alpha, plain (rect_*_row1/_row2/_rows) and
+// tiled (rect_*_tile): the general kernels. The exact-ratio kernels, when
+// the choice allows them, replace the whole-line one- and two-row slots
+// (rect_role_row1, rect_role_row2) of these two sets only.
+template <uint8_t Format, int32_t Index>
+void choose_plain(const rect_choice &c, rect_kernel_set *out) {
+    static_assert(Index == pair_plain || Index == pair_tile, "without alpha only");
+    rect_pair_kernels(Format, Format, Index, c, out);
+}
 
 constexpr op_entry op_entries[] = {
     {O::none, "none", nullptr, nullptr},
@@ -245,38 +259,66 @@ constexpr op_entry op_entries[] = {
      choose_rgbq<rgbqa_to_alpha_straight_tile>, nullptr},
     {O::rgbqa_to_alpha_premul_tile, "rect_rgbqa_to_alpha_premul_tile",
      choose_rgbq<rgbqa_to_alpha_premul_tile>, nullptr},
-    {O::yuy2, "rect_yuy2_row1/row2/rows", nullptr, no_yuy2},
-    {O::yuy2_tile, "rect_yuy2_tile", nullptr, no_yuy2},
-    {O::yuy2_to_alpha_straight, "rect_yuy2_to_alpha_straight", nullptr, no_yuy2},
-    {O::yuy2_to_alpha_premul, "rect_yuy2_to_alpha_premul", nullptr, no_yuy2},
-    {O::yuy2_to_alpha_straight_tile, "rect_yuy2_to_alpha_straight_tile", nullptr, no_yuy2},
-    {O::yuy2_to_alpha_premul_tile, "rect_yuy2_to_alpha_premul_tile", nullptr, no_yuy2},
-    {O::yuy2a_over_straight, "rect_yuy2a_over_straight", nullptr, no_yuy2},
-    {O::yuy2a_over_premul, "rect_yuy2a_over_premul", nullptr, no_yuy2},
-    {O::yuy2a_to_alpha_straight, "rect_yuy2a_to_alpha_straight", nullptr, no_yuy2},
-    {O::yuy2a_to_alpha_premul, "rect_yuy2a_to_alpha_premul", nullptr, no_yuy2},
-    {O::yuy2a_to_alpha_straight_tile, "rect_yuy2a_to_alpha_straight_tile", nullptr, no_yuy2},
-    {O::yuy2a_to_alpha_premul_tile, "rect_yuy2a_to_alpha_premul_tile", nullptr, no_yuy2},
-    {O::w210, "rect_w210_row1/row2/rows", nullptr, no_w210},
-    {O::w210_tile, "rect_w210_tile", nullptr, no_w210},
-    {O::w210_to_alpha_straight, "rect_w210_to_alpha_straight", nullptr, no_w210},
-    {O::w210_to_alpha_premul, "rect_w210_to_alpha_premul", nullptr, no_w210},
-    {O::w210_to_alpha_straight_tile, "rect_w210_to_alpha_straight_tile", nullptr, no_w210},
-    {O::w210_to_alpha_premul_tile, "rect_w210_to_alpha_premul_tile", nullptr, no_w210},
-    {O::w210a_over_straight, "rect_w210a_over_straight", nullptr, no_w210},
-    {O::w210a_over_premul, "rect_w210a_over_premul", nullptr, no_w210},
-    {O::w210a_to_alpha_straight, "rect_w210a_to_alpha_straight", nullptr, no_w210},
-    {O::w210a_to_alpha_premul, "rect_w210a_to_alpha_premul", nullptr, no_w210},
-    {O::w210a_to_alpha_straight_tile, "rect_w210a_to_alpha_straight_tile", nullptr, no_w210},
-    {O::w210a_to_alpha_premul_tile, "rect_w210a_to_alpha_premul_tile", nullptr, no_w210},
-    {O::yuvqa_to_yuy2_straight, "rect_yuvqa_to_yuy2_straight", nullptr, no_yuvq},
-    {O::yuvqa_to_yuy2_premul, "rect_yuvqa_to_yuy2_premul", nullptr, no_yuvq},
-    {O::yuvqa_to_yuy2_straight_tile, "rect_yuvqa_to_yuy2_straight_tile", nullptr, no_yuvq},
-    {O::yuvqa_to_yuy2_premul_tile, "rect_yuvqa_to_yuy2_premul_tile", nullptr, no_yuvq},
-    {O::yuvqa_to_w210_straight, "rect_yuvqa_to_w210_straight", nullptr, no_yuvq},
-    {O::yuvqa_to_w210_premul, "rect_yuvqa_to_w210_premul", nullptr, no_yuvq},
-    {O::yuvqa_to_w210_straight_tile, "rect_yuvqa_to_w210_straight_tile", nullptr, no_yuvq},
-    {O::yuvqa_to_w210_premul_tile, "rect_yuvqa_to_w210_premul_tile", nullptr, no_yuvq},
+    {O::yuy2, "rect_yuy2_row1/row2/rows", choose_plain<YUY2, pair_plain>, nullptr},
+    {O::yuy2_tile, "rect_yuy2_tile", choose_plain<YUY2, pair_tile>, nullptr},
+    {O::yuy2_to_alpha_straight, "rect_yuy2_to_alpha_straight",
+     choose_pair<YUY2, YUY2, pair_to_alpha_straight>, nullptr},
+    {O::yuy2_to_alpha_premul, "rect_yuy2_to_alpha_premul",
+     choose_pair<YUY2, YUY2, pair_to_alpha_premul>, nullptr},
+    {O::yuy2_to_alpha_straight_tile, "rect_yuy2_to_alpha_straight_tile",
+     choose_pair<YUY2, YUY2, pair_to_alpha_straight_tile>, nullptr},
+    {O::yuy2_to_alpha_premul_tile, "rect_yuy2_to_alpha_premul_tile",
+     choose_pair<YUY2, YUY2, pair_to_alpha_premul_tile>, nullptr},
+    {O::yuy2a_over_straight, "rect_yuy2a_over_straight",
+     choose_pair<YUY2, YUY2, paira_over_straight>, nullptr},
+    {O::yuy2a_over_premul, "rect_yuy2a_over_premul", choose_pair<YUY2, YUY2, paira_over_premul>,
+     nullptr},
+    {O::yuy2a_to_alpha_straight, "rect_yuy2a_to_alpha_straight",
+     choose_pair<YUY2, YUY2, paira_to_alpha_straight>, nullptr},
+    {O::yuy2a_to_alpha_premul, "rect_yuy2a_to_alpha_premul",
+     choose_pair<YUY2, YUY2, paira_to_alpha_premul>, nullptr},
+    {O::yuy2a_to_alpha_straight_tile, "rect_yuy2a_to_alpha_straight_tile",
+     choose_pair<YUY2, YUY2, paira_to_alpha_straight_tile>, nullptr},
+    {O::yuy2a_to_alpha_premul_tile, "rect_yuy2a_to_alpha_premul_tile",
+     choose_pair<YUY2, YUY2, paira_to_alpha_premul_tile>, nullptr},
+    {O::w210, "rect_w210_row1/row2/rows", choose_plain<W210, pair_plain>, nullptr},
+    {O::w210_tile, "rect_w210_tile", choose_plain<W210, pair_tile>, nullptr},
+    {O::w210_to_alpha_straight, "rect_w210_to_alpha_straight",
+     choose_pair<W210, W210, pair_to_alpha_straight>, nullptr},
+    {O::w210_to_alpha_premul, "rect_w210_to_alpha_premul",
+     choose_pair<W210, W210, pair_to_alpha_premul>, nullptr},
+    {O::w210_to_alpha_straight_tile, "rect_w210_to_alpha_straight_tile",
+     choose_pair<W210, W210, pair_to_alpha_straight_tile>, nullptr},
+    {O::w210_to_alpha_premul_tile, "rect_w210_to_alpha_premul_tile",
+     choose_pair<W210, W210, pair_to_alpha_premul_tile>, nullptr},
+    {O::w210a_over_straight, "rect_w210a_over_straight",
+     choose_pair<W210, W210, paira_over_straight>, nullptr},
+    {O::w210a_over_premul, "rect_w210a_over_premul", choose_pair<W210, W210, paira_over_premul>,
+     nullptr},
+    {O::w210a_to_alpha_straight, "rect_w210a_to_alpha_straight",
+     choose_pair<W210, W210, paira_to_alpha_straight>, nullptr},
+    {O::w210a_to_alpha_premul, "rect_w210a_to_alpha_premul",
+     choose_pair<W210, W210, paira_to_alpha_premul>, nullptr},
+    {O::w210a_to_alpha_straight_tile, "rect_w210a_to_alpha_straight_tile",
+     choose_pair<W210, W210, paira_to_alpha_straight_tile>, nullptr},
+    {O::w210a_to_alpha_premul_tile, "rect_w210a_to_alpha_premul_tile",
+     choose_pair<W210, W210, paira_to_alpha_premul_tile>, nullptr},
+    {O::yuvqa_to_yuy2_straight, "rect_yuvqa_to_yuy2_straight",
+     choose_pair<YUVQ, YUY2, paira_to_alpha_straight>, nullptr},
+    {O::yuvqa_to_yuy2_premul, "rect_yuvqa_to_yuy2_premul",
+     choose_pair<YUVQ, YUY2, paira_to_alpha_premul>, nullptr},
+    {O::yuvqa_to_yuy2_straight_tile, "rect_yuvqa_to_yuy2_straight_tile",
+     choose_pair<YUVQ, YUY2, paira_to_alpha_straight_tile>, nullptr},
+    {O::yuvqa_to_yuy2_premul_tile, "rect_yuvqa_to_yuy2_premul_tile",
+     choose_pair<YUVQ, YUY2, paira_to_alpha_premul_tile>, nullptr},
+    {O::yuvqa_to_w210_straight, "rect_yuvqa_to_w210_straight",
+     choose_pair<YUVQ, W210, paira_to_alpha_straight>, nullptr},
+    {O::yuvqa_to_w210_premul, "rect_yuvqa_to_w210_premul",
+     choose_pair<YUVQ, W210, paira_to_alpha_premul>, nullptr},
+    {O::yuvqa_to_w210_straight_tile, "rect_yuvqa_to_w210_straight_tile",
+     choose_pair<YUVQ, W210, paira_to_alpha_straight_tile>, nullptr},
+    {O::yuvqa_to_w210_premul_tile, "rect_yuvqa_to_w210_premul_tile",
+     choose_pair<YUVQ, W210, paira_to_alpha_premul_tile>, nullptr},
 };
 
 // (Whether an entry has kernels is not checked here: routine addresses are

@@ -323,7 +323,9 @@ struct fuzz_image {
     plane colour, alpha;
     null_choice nulls;
 
-    void build(const image_plan &s, uint8_t layout, null_choice n) {
+    // any_alpha_kind: the call reads an alpha plane for every alpha kind
+    // but none (the destination of a yuvq rectangle), not only for w12b.
+    void build(const image_plan &s, uint8_t layout, null_choice n, bool any_alpha_kind = false) {
         nulls = n;
         int32_t width, height;
         s.size(&width, &height);
@@ -351,7 +353,9 @@ struct fuzz_image {
         // A plane that is not there still gets some pitch.
         desc.pitch =
             colour.line0 && colour.lines > 0 ? colour.pitch : static_cast<int32_t>(s.pad) * 4 - 512;
-        if (desc.alpha_kind == TOVREL_ALPHA_W12B && valid && !n.alpha()) {
+        const bool plane = desc.alpha_kind == TOVREL_ALPHA_W12B ||
+                           (any_alpha_kind && desc.alpha_kind != TOVREL_ALPHA_NONE);
+        if (plane && valid && !n.alpha()) {
             alpha.build(width * 2, height, s.alpha_pitch_kind, s.alpha_pad, 2);
             fill_alpha(s.fill, rng);
         } else {
@@ -448,7 +452,7 @@ inline void build_pair(byte_reader &in, fuzz_image &dst, fuzz_image &src, null_c
     src.build(s, s.format_code(), nulls.for_source());
     src.protect();
     dst.build(d, destination_layout(s.format_code(), d.format_code(), polygon),
-              nulls.for_destination());
+              nulls.for_destination(), !polygon && s.format_code() == TOVREL_FORMAT_YUVQ);
 }
 
 // The values every call reads first: flags (the low byte; a second byte

@@ -57,7 +57,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     dst.build(
         dst_spec,
         destination_layout(stored > 0 ? sources[0]->desc.format : 0, dst_spec.format_code(), false),
-        c.nulls);
+        c.nulls, stored > 0 && sources[0]->desc.format == TOVREL_FORMAT_YUVQ);
     const auto *const *list_arg =
         c.nulls.other() ? nullptr
                         : reinterpret_cast<const image_descriptor *const *>(list_memory.data());

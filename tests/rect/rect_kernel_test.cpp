@@ -1,36 +1,52 @@
 // Pixel arithmetic of the RGBQ kernels, end to end through map_rectangle.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "rect_test_util.h"
 
 using rect_test::image;
 
 namespace {
 
-// 1:1 placed at (3, 2) and 2:1: every pixel is its source block's rounded
+// 1:1 placed at (4, 2) and 2:1: every pixel is its source block's rounded
 // mean ((sum * 2^23 / k^2 + 2^22) >> 23), the rest of the frame untouched.
-TEST(RectRgbq, WholeFactorsAreExactBlockMeans) {
+// In 4:2:2 the chroma of a pair is the mean over the source pixels of both
+// its pixels, each bringing the chroma of its own source pair.
+class WholeFactors : public ::testing::TestWithParam<uint8_t> {};
+
+TEST_P(WholeFactors, AreExactBlockMeans) {
+    const uint8_t format = GetParam();
+    const bool pairs = format != TOVREL_FORMAT_RGBQ;
     for (int k : {1, 2}) {
         std::mt19937 rng(7 + k);
-        image src(12, 8), dst(20, 12);
+        image src(12, 8, false, format), dst(20, 12, false, format);
         src.randomize(rng);
         dst.fill(77);
-        const int x0 = k == 1 ? 3 : 0, y0 = k == 1 ? 2 : 0, w = 12 / k, h = 8 / k;
+        const int x0 = k == 1 ? 4 : 0, y0 = k == 1 ? 2 : 0, w = 12 / k, h = 8 / k;
         map_rectangle(&dst.desc, float(x0), float(y0), float(x0 + w), float(y0 + h), &src.desc, 0,
                       0, 12, 8, 0, 0, 1);
-        for (int i = 0; i < 20 * 12 * 4; ++i) {
-            const int c = i % 4, x = i / 4 % 20, y = i / 80, sx = (x - x0) * k, sy = (y - y0) * k;
-            int want = 77;
+        for (int i = 0; i < 20 * 12 * 3; ++i) {
+            const int c = i % 3, x = i / 3 % 20, y = i / 60, sy = (y - y0) * k;
+            const bool chroma = pairs && c != 0;
+            // Source pixels of the pixel (or of its pair), counted per line.
+            const int n = chroma ? 2 * k : k, sx = chroma ? (x / 2 * 2 - x0) * k : (x - x0) * k;
+            int64_t want = 77;
             if (x >= x0 && x < x0 + w && y >= y0 && y < y0 + h) {
-                int sum = 0;
-                for (int j = 0; j < k * k; ++j) sum += src.px(sx + j % k, sy + j / k)[c];
-                want = int((int64_t{sum} * (1 << 23) / (k * k) + (1 << 22)) >> 23);
+                int64_t sum = 0;
+                for (int j = 0; j < n * k; ++j) sum += src.get(sx + j % n, sy + j / n, c);
+                want = (sum * (1 << 24) / (n * k) + (1 << 23)) >> 24;
             }
-            ASSERT_EQ(dst.px(x, y)[c], want) << "k " << k << " at " << x << "," << y;
+            ASSERT_EQ(dst.get(x, y, c), want) << "k " << k << " c " << c << " at " << x << "," << y;
         }
         EXPECT_TRUE(dst.guards_intact());
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Formats, WholeFactors,
+                         ::testing::Values(TOVREL_FORMAT_RGBQ, TOVREL_FORMAT_YUY2,
+                                           TOVREL_FORMAT_W210),
+                         [](const auto &info) { return rect_test::format_name(info.param); });
 
 // Two-line rectangles over one destination line pattern: partial pixels,
 // tiling seams and the first-column rules. Component 0 of every pixel of
@@ -105,18 +121,24 @@ struct alpha_case {
     int expected_alpha; // -1: no alpha plane written
 };
 
-class RectAlpha : public ::testing::TestWithParam<alpha_case> {};
+// With the pixel layout as a parameter: in YUY2 and W210 the luma of the
+// first pixel of a pair (its partner uncovered or covered alike) follows the
+// same rules, 10-bit values four times the 8-bit ones.
+class RectAlpha : public ::testing::TestWithParam<std::tuple<alpha_case, uint8_t>> {};
 
 TEST_P(RectAlpha, OnePixel) {
-    const alpha_case &k = GetParam();
-    image src(1, 1, k.src_alpha_kind == 3), dst(1, 1, k.dst_alpha_kind == 3);
-    src.fill(k.src_colour);
+    const alpha_case &k = std::get<0>(GetParam());
+    const uint8_t format = std::get<1>(GetParam());
+    const int w = format == TOVREL_FORMAT_RGBQ ? 1 : 2, c = w == 1 ? 1 : 0;
+    const uint32_t scale = format == TOVREL_FORMAT_W210 ? 4 : 1;
+    image src(w, 1, k.src_alpha_kind == 3, format), dst(w, 1, k.dst_alpha_kind == 3, format);
+    src.fill(k.src_colour * scale);
     src.fill_alpha(k.src_alpha);
-    dst.fill(k.old_colour);
+    dst.fill(k.old_colour * scale);
     dst.fill_alpha(k.old_alpha);
     src.desc.alpha_mode = dst.desc.alpha_mode = k.mode;
     map_rectangle(&dst.desc, 0, 0, k.dst_x1, 1, &src.desc, 0, 0, k.dst_x1, 1, k.flags, 0, 1);
-    EXPECT_EQ(dst.px(0, 0)[1], k.expected_colour);
+    EXPECT_EQ(dst.get(0, 0, c), k.expected_colour * scale);
     if (k.expected_alpha >= 0) {
         EXPECT_EQ(dst.a(0, 0), k.expected_alpha);
     }
@@ -142,7 +164,122 @@ const alpha_case alpha_cases[] = {
     {"a_to_alpha_premul_tile_half", 3, 3, P, RECT_TILE, 0.5f, 4096, 2048, 180, 20, 20 + 90, 4096},
 };
 
-INSTANTIATE_TEST_SUITE_P(Rules, RectAlpha, ::testing::ValuesIn(alpha_cases),
-                         [](const auto &info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Rules, RectAlpha,
+                         ::testing::Combine(::testing::ValuesIn(alpha_cases),
+                                            ::testing::Values(TOVREL_FORMAT_RGBQ,
+                                                              TOVREL_FORMAT_YUY2,
+                                                              TOVREL_FORMAT_W210)),
+                         [](const auto &info) {
+                             return std::string(std::get<0>(info.param).name) + "_" +
+                                    rect_test::format_name(std::get<1>(info.param));
+                         });
+
+} // namespace
+
+namespace {
+
+const auto all_formats =
+    ::testing::Values(TOVREL_FORMAT_RGBQ, TOVREL_FORMAT_YUY2, TOVREL_FORMAT_W210);
+auto format_param_name = [](const auto &info) { return rect_test::format_name(info.param); };
+
+// Halving a random picture with RECT_TILE over zeros, in one call, in two
+// pieces split at x = 5.25 and in four split again at y = 3.5: away from the
+// seams the pixels are the same; on them each piece rounds its own share.
+class TileSeams : public ::testing::TestWithParam<uint8_t> {};
+
+TEST_P(TileSeams, PiecesAddUpToOneCall) {
+    const uint8_t format = GetParam();
+    std::mt19937 rng(31);
+    image src(24, 16, false, format);
+    src.randomize(rng);
+    src.each_sample([&](uint16_t v) { return uint16_t(v * 245 / 256); }); // no 8-bit wrap
+    auto draw = [&](image &dst, float xs, float ys) {
+        const float xe[] = {0, xs, 12}, ye[] = {0, ys, 8};
+        for (int i = 0; i < 2; ++i)
+            for (int j = 0; j < 2; ++j)
+                if (xe[i] < xe[i + 1] && ye[j] < ye[j + 1])
+                    map_rectangle(&dst.desc, xe[i], ye[j], xe[i + 1], ye[j + 1], &src.desc,
+                                  2 * xe[i], 2 * ye[j], 2 * xe[i + 1], 2 * ye[j + 1], RECT_TILE, 0,
+                                  1);
+    };
+    image one(12, 8, false, format), two(12, 8, false, format), four(12, 8, false, format);
+    draw(one, 12, 8);
+    draw(two, 5.25f, 8);
+    draw(four, 5.25f, 3.5f);
+    const bool pairs = format != TOVREL_FORMAT_RGBQ;
+    for (int i = 0; i < 12 * 8 * 3; ++i) {
+        const int c = i % 3, x = i / 3 % 12, y = i / 36;
+        const bool seam_x = x == 5 || (pairs && c != 0 && x == 4), seam_y = y == 3;
+        const int64_t want = one.get(x, y, c);
+        EXPECT_NEAR(two.get(x, y, c), want, seam_x ? 1 : 0) << x << "," << y << " c " << c;
+        EXPECT_NEAR(four.get(x, y, c), want, (seam_x ? 1 : 0) + (seam_y ? 1 : 0) * (seam_x ? 2 : 1))
+            << x << "," << y << " c " << c;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, TileSeams, all_formats, format_param_name);
+
+// 4:2:2 edges: an odd first destination pixel blends the first pair's
+// chroma by its covered share; 10-bit full range survives a 1:1 copy.
+TEST(RectPair, OddStartAndFullRange) {
+    for (uint8_t format : {TOVREL_FORMAT_YUY2, TOVREL_FORMAT_W210}) {
+        const uint32_t scale = format == TOVREL_FORMAT_W210 ? 4 : 1;
+        image src(4, 1, false, format), dst(4, 1, false, format);
+        src.fill(200 * scale);
+        dst.fill(40 * scale);
+        map_rectangle(&dst.desc, 1, 0, 4, 1, &src.desc, 0, 0, 3, 1, 0, 0, 1);
+        // (old * 2^23 + sum + 2^23) >> 24 with sum = 200 * 2^23 (at 2^22 in W210)
+        const uint32_t expected[] = {40, 200, 200, 200, 120, 200};
+        for (int i = 0; i < 6; ++i)
+            EXPECT_EQ(dst.get(i < 4 ? i : 2 * (i - 4), 0, i < 4 ? 0 : 1), expected[i] * scale) << i;
+    }
+    image src(6, 2, false, TOVREL_FORMAT_W210), dst(6, 2, false, TOVREL_FORMAT_W210);
+    src.fill(1023);
+    map_rectangle(&dst.desc, 0, 0, 6, 2, &src.desc, 0, 0, 6, 2, 0, 0, 1);
+    dst.each_sample([](uint16_t v) {
+        EXPECT_EQ(v, 1023);
+        return v;
+    });
+}
+
+// yuvq with opaque alpha into YUY2 and W210 with alpha, over a clear
+// destination and tiled (the 1:1 kernels): luma copied (times 4 into 10
+// bits), a pair's chroma the mean (the straight rule truncates) of its two
+// pixels', the fourth byte ignored; a line wider than the line buffer is
+// refused.
+TEST(RectPair, YuvqConversion) {
+    for (int i = 0; i < 4; ++i) {
+        const uint8_t format = i % 2 ? TOVREL_FORMAT_W210 : TOVREL_FORMAT_YUY2;
+        const uint32_t scale = format == TOVREL_FORMAT_W210 ? 4 : 1, flags = i < 2 ? 0 : RECT_TILE;
+        image src(4, 1, true, TOVREL_FORMAT_YUVQ), dst(4, 1, true, format);
+        const uint8_t px[4][4] = {
+            {10, 20, 30, 1}, {50, 61, 70, 2}, {90, 100, 110, 3}, {7, 8, 9, 4}};
+        for (int x = 0; x < 4; ++x)
+            for (int c = 0; c < 4; ++c) src.px(x, 0)[c] = px[x][c];
+        src.fill_alpha(4096);
+        map_rectangle(&dst.desc, 0, 0, 4, 1, &src.desc, 0, 0, 4, 1, flags, 0, 1);
+        for (int x = 0; x < 4; ++x) {
+            EXPECT_EQ(dst.get(x, 0, 0), px[x][0] * scale);
+            for (int c = 1; c < 3; ++c)
+                EXPECT_EQ(dst.get(x, 0, c), (px[x & ~1][c] + px[x | 1][c]) * scale / 2);
+            EXPECT_EQ(dst.a(x, 0), 4096);
+        }
+    }
+    image src(4200, 1, true, TOVREL_FORMAT_YUVQ), dst(4200, 1, true, TOVREL_FORMAT_YUY2);
+    rect_test::report_capture cap;
+    map_rectangle(&dst.desc, 0, 0, 4200, 1, &src.desc, 0, 0, 4200, 1, 0, 0, 1);
+    EXPECT_EQ(cap.all(),
+              "map_rectangle: a line reads 4201 source pixels, more than the 4096 of the line "
+              "buffer\n");
+    EXPECT_EQ(dst.a(0, 0), 0);
+    // 4:2:2 lines start on whole pairs.
+    image pairs(8, 2, false, TOVREL_FORMAT_W210), out(8, 2, false, TOVREL_FORMAT_W210);
+    pairs.desc.pitch -= 4;
+    cap.lines.clear();
+    map_rectangle(&out.desc, 0, 0, 4, 1, &pairs.desc, 0, 0, 4, 1, 0, 0, 1);
+    EXPECT_EQ(cap.all(), "map_rectangle: YUY2 and W210 pixel addresses and pitches must be "
+                         "multiples of a pixel pair (4 and 8 bytes)\n");
+    EXPECT_EQ(out.get(0, 0, 0), 0u);
+}
 
 } // namespace

@@ -5,6 +5,8 @@
 #include <cstdio>
 
 #include "rect/rect_map.h"
+#include "rect/rect_pair.h"
+#include "rect/rect_pair_walk.h"
 #include "rect/rect_rgbq.h"
 #include "rect/rect_rgbq_simd.h"
 #include "rect_test_util.h"
@@ -105,16 +107,25 @@ float random_coord(std::mt19937 &rng, int32_t size) {
 }
 
 // Whole calls with random rectangles, flags, alpha kinds and line phases:
-// the fast paths of every kernel give exactly the bytes of the walk.
-TEST(RectRgbqSimd, CallsMatchScalarKernels) {
+// the fast paths and SIMD pre-passes of every kernel give exactly the bytes
+// of the scalar statement. yuvq sources draw into YUY2 and W210.
+class RectSimdCalls : public ::testing::TestWithParam<uint8_t> {};
+
+TEST_P(RectSimdCalls, MatchScalarKernels) {
+    const uint8_t format = GetParam();
+    const bool yuvq = format == TOVREL_FORMAT_YUVQ;
     const uint32_t seed = rect_test::test_seed();
-    std::printf("RectRgbqSimd.CallsMatchScalarKernels seed %u\n", seed);
+    std::printf("RectSimdCalls.MatchScalarKernels/%s seed %u\n",
+                rect_test::format_name(format).c_str(), seed);
     SCOPED_TRACE(seed);
     std::mt19937 rng(seed);
     for (int iter = 0; iter < 1500; ++iter) {
-        const bool src_alpha = rng() % 3 == 0, dst_alpha = rng() % 3 == 0;
-        image src(1 + rng() % 70, 1 + rng() % 40, src_alpha);
-        image dst_c(1 + rng() % 70, 1 + rng() % 40, dst_alpha);
+        const bool src_alpha = yuvq || rng() % 3 == 0, dst_alpha = yuvq || rng() % 3 == 0;
+        const uint8_t dst_format =
+            yuvq ? (rng() % 2 ? TOVREL_FORMAT_YUY2 : TOVREL_FORMAT_W210) : format;
+        const int32_t pairs = format == TOVREL_FORMAT_RGBQ ? 1 : 2;
+        image src(pairs * (1 + rng() % 70 / pairs), 1 + rng() % 40, src_alpha, format);
+        image dst_c(pairs * (1 + rng() % 70 / pairs), 1 + rng() % 40, dst_alpha, dst_format);
         src.randomize(rng);
         dst_c.randomize(rng);
         src.desc.alpha_mode = uint8_t(rng() % 2);
@@ -129,7 +140,8 @@ TEST(RectRgbqSimd, CallsMatchScalarKernels) {
                  float(rng() % 8), float(rng() % 8), 0, 0};
             c.dst_x1 = c.dst_x0 + float(1 + rng() % 80);
             c.dst_y1 = c.dst_y0 + float(1 + rng() % 50);
-            c.src_x1 = c.src_x0 + (rng() % 2 ? c.dst_x1 - c.dst_x0 : float(1 + rng() % 80));
+            const float w = c.dst_x1 - c.dst_x0; // 1:1, halving, any
+            c.src_x1 = c.src_x0 + (rng() % 3 == 0 ? w : rng() % 2 ? 2 * w : float(1 + rng() % 80));
             c.src_y1 = c.src_y0 + float(1 + rng() % 50);
         } else {
             c = {random_coord(rng, dst_c.w), random_coord(rng, dst_c.h), random_coord(rng, dst_c.w),
@@ -152,6 +164,144 @@ TEST(RectRgbqSimd, CallsMatchScalarKernels) {
         }
     }
 }
+
+// The pre-pass routines of every source kind against their scalar
+// statement: random and extreme samples and alpha words (out of range
+// included), every row shape, both pair phases, guard lanes around the sums.
+template <class K>
+void check_vblend(const char *name, const vblend_set &simd, std::mt19937 &rng) {
+    const vblend_set &scalar = vblend_set_c<K>;
+    constexpr int32_t pb = K::src_pixel_bytes, guard = 8;
+    for (int iter = 0; iter < 400; ++iter) {
+        const int32_t first = K::source == src_kind::yuvq ? 0 : int32_t(rng() % 2);
+        const int32_t count = 1 + int32_t(rng() % (iter % 4 == 0 ? 600 : 40));
+        const int32_t pixels = (first + count + 1) / 2 * 2;
+        const int32_t lanes = K::quad ? 4 * count : 2 * pixels;
+        rect_rows rows{};
+        auto weight = [&] { return rng() % 4 == 0 ? 2048 : 1 + int32_t(rng() % 2048); };
+        rows.first_weight = weight(), rows.middle_weight = weight(), rows.last_weight = weight();
+        const int shape = int(rng() % 4);
+        rows.middle = shape < 2 ? 0 : shape == 2 ? 1 : 2 + int32_t(rng() % 5);
+        if (shape == 0) rows.last_weight = 0;
+        const int32_t lines = 1 + rows.middle + (rows.last_weight != 0);
+        const int32_t stride = pixels * pb + 4 * int32_t(rng() % 3);
+        rows.pitch = rng() % 2 ? stride : -stride;
+        rows.alpha_pitch = (rng() % 2 ? 2 : -2) * (count + int32_t(rng() % 3));
+        const int worst = int(rng() % 6); // 0: every bit set, 1: in range, full
+        std::vector<uint8_t> px(size_t(lines) * stride);
+        std::vector<uint16_t> al(size_t(lines) * size_t(std::abs(rows.alpha_pitch)) / 2);
+        for (auto &b : px) b = worst == 0 ? 0xFF : uint8_t(rng());
+        if (worst == 1)
+            for (size_t i = 0; i + 1 < px.size(); i += 2) {
+                const uint16_t v = pb == 4 && K::source != src_kind::yuvq ? 1023 : 0xFFFF;
+                std::memcpy(&px[i], &v, 2);
+            }
+        for (auto &a : al)
+            a = worst == 0   ? 0xFFFF
+                : worst == 1 ? 4096
+                             : uint16_t(rng() % (rng() % 4 ? 4097 : 65536));
+        const uint8_t *row = rows.pitch > 0 ? px.data() : px.data() + size_t(lines - 1) * stride;
+        const uint16_t *arow = rows.alpha_pitch > 0
+                                   ? al.data()
+                                   : al.data() + al.size() - size_t(-rows.alpha_pitch) / 2;
+        std::vector<uint32_t> out_c(size_t(lanes + 2 * guard), 0xA5A5A5A5u), out = out_c;
+        scalar.of(rows)(out_c.data() + guard, row, arow, first, count, rows);
+        simd.of(rows)(out.data() + guard, row, arow, first, count, rows);
+        ASSERT_EQ(out_c, out) << name << " iteration " << iter << " first " << first << " count "
+                              << count << " rows " << rows.first_weight << "+" << rows.middle << "x"
+                              << rows.middle_weight << "+" << rows.last_weight;
+    }
+}
+
+TEST(RectPairSimd, PrePassMatchesScalarStatement) {
+    const uint32_t seed = rect_test::test_seed();
+    std::printf("RectPairSimd.PrePassMatchesScalarStatement seed %u\n", seed);
+    SCOPED_TRACE(seed);
+    std::mt19937 rng(seed);
+    constexpr auto none = src_alpha_rule::none, straight = src_alpha_rule::straight,
+                   premul = src_alpha_rule::premul;
+    using yuy2 = pair_kind<src_kind::yuy2, yuy2_format, none>;
+    check_vblend<yuy2>(
+        "yuy2", vblend_set{vblend_yuy2_sse2, vblend_yuy2_sse2, vblend_yuy2_sse2, vblend_yuy2_sse2},
+        rng);
+    auto by_rows = [&](auto kind, const char *name) {
+        using K = decltype(kind);
+        check_vblend<K>(name, vblend_set_c<K, vblend_row_sse2<K>>, rng);
+    };
+    by_rows(pair_kind<src_kind::w210, w210_format, none>{}, "w210");
+    by_rows(pair_kind<src_kind::yuy2, yuy2_format, straight>{}, "yuy2 straight");
+    by_rows(pair_kind<src_kind::yuy2, yuy2_format, premul>{}, "yuy2 premul");
+    by_rows(pair_kind<src_kind::w210, w210_format, straight>{}, "w210 straight");
+    by_rows(pair_kind<src_kind::w210, w210_format, premul>{}, "w210 premul");
+    by_rows(pair_kind<src_kind::yuvq, yuy2_format, straight>{}, "yuvq to yuy2 straight");
+    by_rows(pair_kind<src_kind::yuvq, yuy2_format, premul>{}, "yuvq to yuy2 premul");
+    by_rows(pair_kind<src_kind::yuvq, w210_format, straight>{}, "yuvq to w210 straight");
+    by_rows(pair_kind<src_kind::yuvq, w210_format, premul>{}, "yuvq to w210 premul");
+}
+
+// The kernels for a fixed step against the general walk of the same set:
+// the aligned 1:1 copy of the YUY2 and W210 one-row kernels (against the
+// any-row kernel), and the 1:1 tiled yuvq kernels (against the set chosen
+// for another step), on random 1:1 lines in every pair phase.
+TEST(RectPairKernels, FixedStepKernelsMatchTheWalk) {
+    const uint32_t seed = rect_test::test_seed();
+    std::printf("RectPairKernels.FixedStepKernelsMatchTheWalk seed %u\n", seed);
+    SCOPED_TRACE(seed);
+    std::mt19937 rng(seed);
+    using namespace tovrel;
+    for (int iter = 0; iter < 3000; ++iter) {
+        const int kind = iter % 6; // 0, 1: YUY2, W210; 2..5: yuvq into YUY2, W210, tiled
+        const bool yuvq = kind >= 2, w210 = kind == 1 || kind == 3 || kind == 5;
+        const uint8_t dst_format = w210 ? TOVREL_FORMAT_W210 : TOVREL_FORMAT_YUY2;
+        const int32_t index = !yuvq      ? pair_plain
+                              : kind < 4 ? paira_to_alpha_straight_tile
+                                         : paira_to_alpha_premul_tile;
+        const uint8_t src_format = yuvq ? TOVREL_FORMAT_YUVQ : dst_format;
+        rect_choice one{rect_isa::c, 4096, 2048, 4096, 4096, 0, 0, 0}, other = one;
+        other.x_step = 4097;
+        rect_kernel_set fixed{}, general{};
+        ASSERT_TRUE(rect_pair_kernels(src_format, dst_format, index, one, &fixed));
+        ASSERT_TRUE(rect_pair_kernels(src_format, dst_format, index, other, &general));
+        const int32_t role = yuvq ? int32_t(rng() % 2) : rect_role_row1;
+        const rect_kernel k_fixed = fixed.slots[size_t(role)];
+        const rect_kernel k_general =
+            yuvq ? general.slots[size_t(role)] : general.slots[size_t(rect_role_rows)];
+        // A line of up to 40 pixels in whole and fractional units.
+        const int32_t first_width = rng() % 3 ? 4096 : 1 + int32_t(rng() % 4096);
+        const int32_t width = first_width + (rng() % 4 ? 4096 * int32_t(rng() % 40) : 0) +
+                              (rng() % 2 ? int32_t(rng() % 4096) : 0);
+        const int32_t run = yuvq && rng() % 2 ? 1 + int32_t(rng() % 4096) : 4096;
+        const int32_t w0 = role == rect_role_row1 ? 2048 : 1 + int32_t(rng() % 2047);
+        const int32_t dst_odd = int32_t(rng() % 2), src_odd = int32_t(rng() % 2);
+        const int32_t spb = yuvq || w210 ? 4 : 2, dpb = w210 ? 4 : 2, pixels = 48;
+        std::vector<uint8_t> src(size_t(2 * pixels * spb)), dst_a(size_t(pixels * dpb) + 64);
+        std::vector<uint16_t> src_alpha(size_t(2 * pixels)), da_a(size_t(pixels) + 16);
+        for (auto &b : src) b = uint8_t(rng());
+        if (w210 && !yuvq)
+            for (size_t i = 1; i < src.size(); i += 2) src[i] &= 3;
+        for (auto &b : dst_a) b = uint8_t(rng());
+        if (w210)
+            for (size_t i = 1; i < dst_a.size(); i += 2) dst_a[i] &= 3;
+        for (auto &a : src_alpha) a = uint16_t(rng() % 4097);
+        for (auto &a : da_a) a = uint16_t(rng() % 4097);
+        std::vector<uint8_t> dst_b = dst_a;
+        std::vector<uint16_t> da_b = da_a;
+        auto call = [&](rect_kernel k, std::vector<uint8_t> &d, std::vector<uint16_t> &da) {
+            k(d.data() + 32 + dst_odd * dpb, da.data() + 8, first_width, 2048, width,
+              src.data() + (yuvq ? 0 : src_odd * spb), pixels * spb, src_alpha.data(), pixels * 2,
+              4096, 2048, run, w0, 0, 2048 - w0);
+        };
+        call(k_fixed, dst_a, da_a);
+        call(k_general, dst_b, da_b);
+        ASSERT_EQ(dst_a, dst_b) << "iteration " << iter << " kind " << kind << " role " << role;
+        ASSERT_EQ(da_a, da_b) << "iteration " << iter << " kind " << kind;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, RectSimdCalls,
+                         ::testing::Values(TOVREL_FORMAT_RGBQ, TOVREL_FORMAT_YUY2,
+                                           TOVREL_FORMAT_W210, TOVREL_FORMAT_YUVQ),
+                         [](const auto &info) { return rect_test::format_name(info.param); });
 
 } // namespace
 

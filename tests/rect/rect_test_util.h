@@ -21,19 +21,25 @@ namespace rect_test {
 constexpr uint8_t guard_byte = 0xA5;
 constexpr int32_t guard_bytes = 64;
 
-// An RGBQ image with an optional w12b plane; guard bytes after each line and
-// around the whole.
+// An image (RGBQ, YUY2, W210 or yuvq) with an optional w12b plane; guard
+// bytes after each line and around the whole. Lines of the 4:2:2 formats
+// start on whole pairs.
+inline int32_t bytes_per_pixel(uint8_t format) {
+    return format == TOVREL_FORMAT_YUY2 ? 2 : 4;
+}
 struct image {
-    int32_t w, h, pitch, alpha_pitch;
+    int32_t w, h, bpp, pitch, alpha_pitch;
     std::vector<uint8_t> bytes;
     std::vector<uint16_t> alpha;
     image_descriptor desc{};
 
-    image(int32_t width, int32_t height, bool with_alpha = false)
-        : w(width), h(height), pitch(width * 4 + 12), alpha_pitch(width * 2 + 6),
-          bytes(size_t(pitch) * height + 2 * guard_bytes, guard_byte),
+    image(int32_t width, int32_t height, bool with_alpha = false,
+          uint8_t format = TOVREL_FORMAT_RGBQ)
+        : w(width), h(height), bpp(bytes_per_pixel(format)),
+          pitch(format == TOVREL_FORMAT_RGBQ ? width * 4 + 12 : (width * bpp + 15) / 8 * 8 + 8),
+          alpha_pitch(width * 2 + 6), bytes(size_t(pitch) * height + 2 * guard_bytes, guard_byte),
           alpha(with_alpha ? size_t(alpha_pitch / 2) * height + guard_bytes : 0, 0xA5A5) {
-        desc.width = width, desc.height = height, desc.format = TOVREL_FORMAT_RGBQ;
+        desc.width = width, desc.height = height, desc.format = format;
         desc.alpha_mode = TOVREL_ALPHA_STRAIGHT, desc.pixels = bytes.data() + guard_bytes;
         desc.pitch = pitch;
         if (with_alpha)
@@ -42,19 +48,65 @@ struct image {
         fill(0);
         fill_alpha(0);
     }
-    uint8_t *px(int32_t x, int32_t y) { return bytes.data() + guard_bytes + y * pitch + 4 * x; }
+    uint8_t *px(int32_t x, int32_t y) { return bytes.data() + guard_bytes + y * pitch + bpp * x; }
     uint16_t &a(int32_t x, int32_t y) { return alpha[guard_bytes / 2 + y * (alpha_pitch / 2) + x]; }
-    void fill(uint8_t v) {
-        for (int32_t y = 0; y < h; ++y) std::memset(px(0, y), v, size_t(w) * 4);
+    // Component c of pixel (x, y): RGBQ and yuvq bytes; for YUY2 and W210
+    // 0 is Y, 1 and 2 the U and V of the pixel's pair.
+    uint32_t get(int32_t x, int32_t y, int c) {
+        if (desc.format == TOVREL_FORMAT_RGBQ || desc.format == TOVREL_FORMAT_YUVQ)
+            return px(x, y)[c];
+        const int32_t at = c == 0 ? 2 * x : 4 * (x / 2) + (c == 1 ? 1 : 3);
+        uint8_t *line = px(0, y);
+        if (desc.format == TOVREL_FORMAT_YUY2) return line[at];
+        uint16_t v;
+        std::memcpy(&v, line + 2 * at, 2);
+        return v;
+    }
+    void set(int32_t x, int32_t y, int c, uint32_t v) {
+        if (desc.format == TOVREL_FORMAT_RGBQ || desc.format == TOVREL_FORMAT_YUVQ) {
+            px(x, y)[c] = uint8_t(v);
+            return;
+        }
+        const int32_t at = c == 0 ? 2 * x : 4 * (x / 2) + (c == 1 ? 1 : 3);
+        uint8_t *line = px(0, y);
+        if (desc.format == TOVREL_FORMAT_YUY2) {
+            line[at] = uint8_t(v);
+        } else {
+            const uint16_t w16 = uint16_t(v);
+            std::memcpy(line + 2 * at, &w16, 2);
+        }
+    }
+    uint32_t max_sample() const { return desc.format == TOVREL_FORMAT_W210 ? 1023 : 255; }
+    // Bytes of a line's pixels (4:2:2 lines in whole pairs).
+    size_t used() const {
+        return desc.format == TOVREL_FORMAT_RGBQ || desc.format == TOVREL_FORMAT_YUVQ
+                   ? size_t(w) * 4
+                   : size_t((w + 1) / 2) * 2 * bpp;
+    }
+    // Every sample of every line through f(): bytes, or W210 words.
+    template <class F>
+    void each_sample(F f) {
+        const bool words = desc.format == TOVREL_FORMAT_W210;
+        for (int32_t y = 0; y < h; ++y)
+            for (size_t i = 0; i < used(); i += words ? 2 : 1) {
+                uint8_t *p = px(0, y) + i;
+                uint16_t v = words ? uint16_t(p[0] | p[1] << 8) : p[0];
+                v = f(v);
+                p[0] = uint8_t(v);
+                if (words) p[1] = uint8_t(v >> 8);
+            }
+    }
+    void fill(uint32_t v) {
+        each_sample([v](uint16_t) { return uint16_t(v); });
     }
     void fill_alpha(uint16_t v) {
         for (int32_t i = 0; !alpha.empty() && i < w * h; ++i) a(i % w, i / w) = v;
     }
     void randomize(std::mt19937 &rng, uint16_t max_alpha = 4096) {
-        for (int32_t i = 0; i < w * h; ++i) {
-            for (int c = 0; c < 4; ++c) px(i % w, i / w)[c] = uint8_t(rng());
-            if (!alpha.empty()) a(i % w, i / w) = uint16_t(rng() % (max_alpha + 1u));
-        }
+        const uint32_t top = max_sample() + 1;
+        each_sample([&](uint16_t) { return uint16_t(rng() % top); });
+        for (int32_t i = 0; !alpha.empty() && i < w * h; ++i)
+            a(i % w, i / w) = uint16_t(rng() % (max_alpha + 1u));
     }
     // Every byte and alpha word outside the pixels still holds its guard.
     bool guards_intact() const {
@@ -66,7 +118,7 @@ struct image {
             }
             return true;
         };
-        return clean(bytes, guard_bytes, pitch, size_t(w) * 4, h, guard_byte) &&
+        return clean(bytes, guard_bytes, pitch, used(), h, guard_byte) &&
                clean(alpha, guard_bytes / 2, alpha_pitch / 2, w, h, uint16_t{0xA5A5});
     }
 };
@@ -124,6 +176,19 @@ struct report_capture {
         return s;
     }
 };
+
+inline std::string format_name(uint8_t format) {
+    switch (format) {
+    case TOVREL_FORMAT_RGBQ:
+        return "RGBQ";
+    case TOVREL_FORMAT_YUY2:
+        return "YUY2";
+    case TOVREL_FORMAT_W210:
+        return "W210";
+    default:
+        return "yuvq";
+    }
+}
 
 inline uint32_t test_seed() {
     return std::random_device{}();

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <random>
 
@@ -337,6 +338,69 @@ TEST_F(Tool, IdentityWarpReturns422Streams) {
             EXPECT_EQ(bytes_of(r.out), input) << name << ", threads " << threads;
         }
     }
+}
+
+// A yuvq frame through its alpha plane into W210 with alpha, 1:1: luma times
+// 4, opaque pixels opaque, transparent ones left transparent.
+TEST_F(Tool, ScaleDrawsYuvqThroughItsAlpha) {
+    frame in, alpha;
+    ASSERT_EQ(make_frame(in, find_format("yuvq"), 4, 2), "");
+    ASSERT_EQ(make_frame(alpha, find_format("word"), 4, 2), "");
+    for (size_t i = 0; i < in.pixels.size(); ++i) in.pixels[i] = uint8_t(16 + i);
+    for (size_t i = 0; i < 8; ++i) alpha.pixels[2 * i + 1] = i % 4 == 3 ? 0 : 0x10; // 4096 or 0
+    ASSERT_EQ(write_raw(path("in.yuvq"), in), "");
+    ASSERT_EQ(write_raw(path("in.alpha"), alpha), "");
+    const run_result missing = run({"scale", path("in.yuvq"), path("out.w210"), "--format", "yuvq",
+                                    "--size", "4x2", "--dst", "0,0,4,2"});
+    EXPECT_EQ(missing.code, exit_usage);
+    const run_result r = run({"scale", path("in.yuvq"), path("out.w210"), "--format", "yuvq",
+                              "--size", "4x2", "--dst", "0,0,4,2", "--alpha", path("in.alpha"),
+                              "--out-format", "w210", "--out-alpha", path("out.alpha")});
+    ASSERT_EQ(r.code, exit_ok) << r.err;
+    frame out, out_alpha;
+    ASSERT_EQ(read_raw(path("out.w210"), find_format("w210"), 4, 2, out), "");
+    ASSERT_EQ(read_raw(path("out.alpha"), find_format("word"), 4, 2, out_alpha), "");
+    for (int32_t i = 0; i < 8; ++i) {
+        uint16_t y, a;
+        std::memcpy(&y, out.pixels.data() + 4 * i, 2);
+        std::memcpy(&a, out_alpha.pixels.data() + 2 * i, 2);
+        EXPECT_EQ(a, i % 4 == 3 ? 0 : 4096) << i;
+        if (i % 4 != 3) {
+            EXPECT_EQ(y, 4 * in.pixels[size_t(4 * i)]) << i;
+        }
+    }
+    // A stream of three frames: the one alpha plane serves all of them, and
+    // each output frame and plane is the single run's.
+    std::vector<uint8_t> three;
+    for (int k = 0; k < 3; ++k) three.insert(three.end(), in.pixels.begin(), in.pixels.end());
+    const run_result s =
+        run({"scale", "-", "-", "--format", "yuvq", "--size", "4x2", "--dst", "0,0,4,2", "--alpha",
+             path("in.alpha"), "--out-format", "w210", "--out-alpha", path("out3.alpha")},
+            three);
+    ASSERT_EQ(s.code, exit_ok) << s.err;
+    std::vector<uint8_t> frames, planes;
+    for (int k = 0; k < 3; ++k) {
+        frames.insert(frames.end(), out.pixels.begin(), out.pixels.end());
+        planes.insert(planes.end(), out_alpha.pixels.begin(), out_alpha.pixels.end());
+    }
+    EXPECT_EQ(bytes_of(s.out), frames);
+    frame read_planes;
+    ASSERT_EQ(read_raw(path("out3.alpha"), find_format("word"), 4, 6, read_planes), "");
+    EXPECT_EQ(read_planes.pixels, planes);
+    // Two planes for three frames: the third frame has none.
+    std::vector<uint8_t> two(alpha.pixels);
+    two.insert(two.end(), alpha.pixels.begin(), alpha.pixels.end());
+    std::FILE *f = std::fopen(path("two.alpha").c_str(), "wb");
+    std::fwrite(two.data(), 1, two.size(), f);
+    std::fclose(f);
+    const run_result short_alpha = run({"scale", "-", "-", "--format", "yuvq", "--size", "4x2",
+                                        "--dst", "0,0,4,2", "--alpha", path("two.alpha")},
+                                       three);
+    EXPECT_EQ(short_alpha.code, exit_failure);
+    EXPECT_NE(short_alpha.err.find("two.alpha holds 2 whole alpha planes of 4x2 words; frame 2 of "
+                                   "standard input has none"),
+              std::string::npos)
+        << short_alpha.err;
 }
 
 TEST_F(Tool, ExitCodesAndMessages) {

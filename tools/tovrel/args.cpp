@@ -160,6 +160,18 @@ const std::vector<option_def> &option_table() {
         {"--dst-field", "top|bottom", in_scale,
          [](command_line &c, const std::string &v) { return parse_field(v, c.dst_field); },
          "top or bottom"},
+        {"--alpha", "FILE", in_scale,
+         [](command_line &c, const std::string &v) { return !(c.alpha = v).empty(); },
+         "a file name"},
+        {"--out-alpha", "FILE", in_scale,
+         [](command_line &c, const std::string &v) { return !(c.out_alpha = v).empty(); },
+         "a file name"},
+        {"--out-format", "NAME", in_scale,
+         [](command_line &c, const std::string &v) {
+             c.out_format = v;
+             return find_format(v) != nullptr;
+         },
+         nullptr},
     };
     return table;
 }
@@ -224,6 +236,11 @@ std::string check_combination(const command_line &c, const std::string &cmd,
         return cmd + ": only RGBQ frames can be written as PNG; name a raw output file for " +
                c.format;
     if (c.background_given && !rgbq) return cmd + ": --bg applies to RGBQ frames only";
+    if (c.kind == command_kind::scale && c.format == "yuvq" && c.alpha.empty())
+        return cmd + ": a yuvq frame is drawn through its alpha plane: give --alpha FILE";
+    if ((!c.alpha.empty() && png_in) ||
+        ((!c.out_format.empty() || !c.out_alpha.empty()) && is_png_name(c.output)))
+        return cmd + ": --alpha, --out-alpha and --out-format describe raw frames";
     return {};
 }
 
@@ -312,7 +329,7 @@ parse_result parse_command_line(const std::vector<std::string> &args) {
             return fail(cmd + ": option " + name + " needs a value (" + def->value_name + ")");
         }
         if (!def->store(c, value)) {
-            if (name == "--format")
+            if (name == "--format" || name == "--out-format")
                 return fail(cmd + ": unknown format '" + value + "' (known: " + format_names() +
                             ")");
             return fail(cmd + ": " + name + " needs " + def->expect + ", got '" + value + "'");
@@ -355,6 +372,13 @@ std::string usage_text() {
            "      background, or accumulate with --tile.\n"
            "      --dst-to X0,Y0,X1,Y1 --move-frames N\n"
            "                  move the destination rectangle as --quad-to does the quad\n"
+           "      --alpha FILE      IN's alpha planes (raw 16-bit words, 0 transparent to\n"
+           "                        4096 opaque), one per frame of IN, or one for all of\n"
+           "                        them; a yuvq IN needs them\n"
+           "      --out-format NAME OUT's format (default IN's; yuy2 for a yuvq IN)\n"
+           "      --out-alpha FILE  give OUT's frames an alpha plane, transparent at\n"
+           "                        first, and write them to FILE, one per frame (a yuvq\n"
+           "                        IN always draws into one)\n"
            "options of warp and scale:\n"
            "  --out-size WxH   size of OUT (default: IN's size for warp, the rectangle's\n"
            "                   extent for scale)\n"

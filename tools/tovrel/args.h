@@ -49,6 +49,12 @@ struct command_line {
     bool tile = false;
     field_choice src_field = field_choice::none;
     field_choice dst_field = field_choice::none;
+    // Alpha planes of raw frames: w12b words (0..4096, little-endian, lines
+    // packed). IN's is required for yuvq; OUT gets one (transparent at
+    // first) when IN is yuvq or out_alpha is named, written to out_alpha.
+    std::string alpha;      // IN's alpha plane file; empty: none
+    std::string out_alpha;  // file for OUT's alpha plane; empty: not written
+    std::string out_format; // OUT's format; empty: IN's (yuy2 for a yuvq IN)
 };
 
 struct parse_result {

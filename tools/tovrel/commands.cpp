@@ -81,9 +81,10 @@ int run_scale(const command_line &c, std::FILE *in, std::FILE *out, std::FILE *e
         dst = along_move(c.dst_rect, c.dst_rect_to, index, c.move_frames);
         // A whole-frame rectangle writes each pixel at full coverage, which
         // leaves nothing of the background (tiles add to it, fields skip
-        // lines).
+        // lines, alpha blends over it).
         covers_output =
-            !c.tile && c.dst_field == field_choice::none &&
+            !c.tile && c.dst_field == field_choice::none && c.alpha.empty() &&
+            c.out_alpha.empty() &&
             dst == std::array<double, 4>{0.0, 0.0, double(out_width), double(out_height)};
         return std::string();
     };

@@ -65,6 +65,18 @@ private:
     std::chrono::steady_clock::time_point start_, shown_;
 };
 
+// Reads up to `size` bytes; fewer only at the end of the file or on an
+// error (ferror tells).
+size_t read_fully(std::FILE *file, uint8_t *bytes, size_t size) {
+    size_t got = 0;
+    while (got < size) {
+        const size_t n = std::fread(bytes + got, 1, size - got, file);
+        if (n == 0) break;
+        got += n;
+    }
+    return got;
+}
+
 } // namespace
 
 std::string stream_name(const std::string &path, bool output) {
@@ -77,6 +89,7 @@ frame_source::frame_source(const command_line &c, std::FILE *standard_input)
 
 frame_source::~frame_source() {
     if (file_ && file_ != standard_input_) std::fclose(file_);
+    if (alpha_file_) std::fclose(alpha_file_);
 }
 
 std::string frame_source::open() {
@@ -95,6 +108,10 @@ std::string frame_source::open() {
     format_ = find_format(c_.format);
     width_ = c_.width;
     height_ = c_.height;
+    if (!c_.alpha.empty()) {
+        alpha_file_ = std::fopen(c_.alpha.c_str(), "rb");
+        if (!alpha_file_) return "cannot open " + c_.alpha + ": " + std::strerror(errno);
+    }
     if (c_.input == "-") {
         file_ = standard_input_;
     } else {
@@ -122,12 +139,7 @@ read_status frame_source::next(frame &f, std::string &message) {
     if (converted) scratch_.resize(f.pixels.size());
     uint8_t *target = converted ? scratch_.data() : f.pixels.data();
     const size_t want = f.pixels.size();
-    size_t got = 0;
-    while (got < want) {
-        const size_t n = std::fread(target + got, 1, want - got, file_);
-        got += n;
-        if (n == 0) break;
-    }
+    const size_t got = read_fully(file_, target, want);
     if (std::ferror(file_)) {
         message = "cannot read " + stream_name(c_.input, false) + ": " + std::strerror(errno);
         return read_status::failed;
@@ -142,18 +154,45 @@ read_status frame_source::next(frame &f, std::string &message) {
         return read_status::partial;
     }
     if (converted) frame_from_file(scratch_.data(), f);
+    if (alpha_file_) {
+        message = next_alpha(f);
+        if (!message.empty()) return read_status::failed;
+    }
     ++frames_;
     return read_status::frame;
 }
 
-frame_sink::frame_sink(std::string path, std::FILE *standard_output)
-    : path_(std::move(path)), standard_output_(standard_output) {}
+std::string frame_source::next_alpha(frame &f) {
+    if (f.alpha.size() != size_t(f.width) * size_t(f.height))
+        add_alpha_plane(f, 0, TOVREL_ALPHA_STRAIGHT);
+    // Words are little-endian in the file and in memory.
+    const size_t want = f.alpha.size() * 2;
+    const size_t got = read_fully(alpha_file_, reinterpret_cast<uint8_t *>(f.alpha.data()), want);
+    if (std::ferror(alpha_file_)) return "cannot read " + c_.alpha + ": " + std::strerror(errno);
+    if (got == want) {
+        ++alpha_planes_;
+        return {};
+    }
+    if (got == 0 && alpha_planes_ == 1) return {}; // one plane serves every frame
+    return c_.alpha + " holds " + std::to_string(alpha_planes_) + " whole alpha planes of " +
+           std::to_string(f.width) + "x" + std::to_string(f.height) + " words; frame " +
+           std::to_string(frames_) + " of " + stream_name(c_.input, false) + " has none";
+}
+
+frame_sink::frame_sink(std::string path, std::string alpha_path, std::FILE *standard_output)
+    : path_(std::move(path)), alpha_path_(std::move(alpha_path)),
+      standard_output_(standard_output) {}
 
 frame_sink::~frame_sink() {
     if (file_ && file_ != standard_output_) std::fclose(file_);
+    if (alpha_file_) std::fclose(alpha_file_);
 }
 
 std::string frame_sink::open() {
+    if (!alpha_path_.empty()) {
+        alpha_file_ = std::fopen(alpha_path_.c_str(), "wb");
+        if (!alpha_file_) return "cannot create " + alpha_path_ + ": " + std::strerror(errno);
+    }
     if (path_ == "-") {
         file_ = standard_output_;
         return {};
@@ -196,6 +235,11 @@ write_status frame_sink::put(const frame &f, std::string &message) {
         std::fflush(file_) != 0) {
         if (errno == EPIPE) return write_status::closed;
         message = "cannot write " + stream_name(path_, true) + ": " + std::strerror(errno);
+        return write_status::failed;
+    }
+    if (alpha_file_ &&
+        std::fwrite(f.alpha.data(), 2, f.alpha.size(), alpha_file_) != f.alpha.size()) {
+        message = "cannot write " + alpha_path_ + ": " + std::strerror(errno);
         return write_status::failed;
     }
     ++frames_;
@@ -262,11 +306,18 @@ int run_stream(const command_line &c, const stream_job &job, std::FILE *standard
     int32_t width = 0, height = 0;
     problem = job.output_size(source.width(), source.height(), width, height);
     if (!problem.empty()) return fail(err, job.command, problem);
+    // OUT's format: --out-format, else IN's; a yuvq IN draws into YUY2 with
+    // alpha.
+    const bool yuvq_in = source.format()->code == TOVREL_FORMAT_YUVQ;
+    const format_info *out_format = !c.out_format.empty() ? find_format(c.out_format)
+                                    : yuvq_in             ? find_format(TOVREL_FORMAT_YUY2)
+                                                          : source.format();
     frame blank;
-    problem = make_frame(blank, source.format(), width, height, c.background.data());
+    problem = make_frame(blank, out_format, width, height, c.background.data());
     if (!problem.empty()) return fail(err, job.command, problem);
+    if (yuvq_in || !c.out_alpha.empty()) add_alpha_plane(blank, 0, TOVREL_ALPHA_STRAIGHT);
 
-    frame_sink sink(c.output, standard_output);
+    frame_sink sink(c.output, c.out_alpha, standard_output);
     worker_pool pool(c.threads);
     progress_meter progress(err, job.command);
     report_scope reports(err);

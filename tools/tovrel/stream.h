@@ -37,14 +37,18 @@ public:
     int32_t width() const { return width_; }
     int32_t height() const { return height_; }
     const format_info *format() const { return format_; }
-    // The next frame into `f` (resized as needed). `message` is set for
-    // partial and failed.
+    // The next frame into `f` (resized as needed), with its alpha plane
+    // when --alpha names a file: one plane per frame, or a single plane for
+    // every frame. `message` is set for partial and failed.
     read_status next(frame &f, std::string &message);
 
 private:
+    std::string next_alpha(frame &f);
     const command_line &c_;
     std::FILE *standard_input_;
     std::FILE *file_ = nullptr;
+    std::FILE *alpha_file_ = nullptr;
+    int64_t alpha_planes_ = 0;
     const format_info *format_ = nullptr;
     int32_t width_ = 0, height_ = 0;
     frame png_;
@@ -53,9 +57,11 @@ private:
     std::vector<uint8_t> scratch_;
 };
 
+// Frames to OUT and, when `alpha_path` is not empty, their alpha planes to
+// that file, one per frame (16-bit little-endian words, lines packed).
 class frame_sink {
 public:
-    frame_sink(std::string path, std::FILE *standard_output);
+    frame_sink(std::string path, std::string alpha_path, std::FILE *standard_output);
     ~frame_sink();
     frame_sink(const frame_sink &) = delete;
     frame_sink &operator=(const frame_sink &) = delete;
@@ -70,9 +76,10 @@ public:
 
 private:
     std::string open();
-    std::string path_;
+    std::string path_, alpha_path_;
     std::FILE *standard_output_;
     std::FILE *file_ = nullptr;
+    std::FILE *alpha_file_ = nullptr;
     int64_t frames_ = 0;
     std::vector<uint8_t> scratch_;
 };
