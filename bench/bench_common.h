@@ -38,11 +38,13 @@ struct image {
     int32_t pitch = 0;
     uint8_t *pixels = nullptr;
 
-    uint8_t format = TOVREL_FORMAT_RGBQ; // or S16X4A: 8 bytes per pixel (CV_16SC4)
+    // Or YUY2, W210, S16X4A (8 bytes per pixel, CV_16SC4), word (2 bytes,
+    // CV_16UC1, also a w12b alpha plane).
+    uint8_t format = TOVREL_FORMAT_RGBQ;
 
     image() = default;
     static int32_t bytes_per_pixel(uint8_t f) {
-        return f == TOVREL_FORMAT_YUY2                              ? 2
+        return f == TOVREL_FORMAT_YUY2 || f == TOVREL_FORMAT_WORD   ? 2
                : f == TOVREL_FORMAT_RGBQ || f == TOVREL_FORMAT_W210 ? 4
                                                                     : 8;
     }
@@ -104,23 +106,59 @@ inline const image &cached_texture(int32_t w, int32_t h, uint32_t seed) {
     return *slot;
 }
 
-// The S16X4A form of the texture: components (byte - 128) * 64 and an
-// opaque alpha of 4096.
-inline const image &cached_s16x4a_texture(int32_t w, int32_t h, uint32_t seed) {
+// A texture made from cached_texture pixel by pixel (per_pixel(rgbq
+// pixel, pixel of `format`)), once per size: one cache per call site.
+template <class F>
+inline const image &cached_derived(int32_t w, int32_t h, uint32_t seed, uint8_t format,
+                                   F per_pixel) {
     static std::map<std::pair<int32_t, int32_t>, std::unique_ptr<image>> cache;
     auto &slot = cache[{w, h}];
     if (!slot) {
         const image &rgbq = cached_texture(w, h, seed);
-        slot = std::make_unique<image>(w, h, TOVREL_FORMAT_S16X4A);
+        slot = std::make_unique<image>(w, h, format);
+        const int32_t bytes = image::bytes_per_pixel(format);
         for (int32_t y = 0; y < h; ++y)
-            for (int32_t x = 0; x < w; ++x) {
-                const uint8_t *q = rgbq.row(y) + 4 * x;
-                const int16_t px[4] = {int16_t((q[0] - 128) * 64), int16_t((q[1] - 128) * 64),
-                                       int16_t((q[2] - 128) * 64), 4096};
-                std::memcpy(slot->row(y) + 8 * x, px, 8);
-            }
+            for (int32_t x = 0; x < w; ++x)
+                per_pixel(rgbq.row(y) + 4 * x, slot->row(y) + bytes * x);
     }
     return *slot;
+}
+
+// The S16X4A form of the texture: components (byte - 128) * 64 and an
+// opaque alpha of 4096.
+inline const image &cached_s16x4a_texture(int32_t w, int32_t h, uint32_t seed) {
+    return cached_derived(w, h, seed, TOVREL_FORMAT_S16X4A, [](const uint8_t *q, uint8_t *p) {
+        const int16_t px[4] = {int16_t((q[0] - 128) * 64), int16_t((q[1] - 128) * 64),
+                               int16_t((q[2] - 128) * 64), 4096};
+        std::memcpy(p, px, 8);
+    });
+}
+
+// The texture as one word per pixel: 12-bit data (16 * byte 0 + the high
+// nibble of byte 1), inside every range limit of the word renderers.
+inline const image &cached_word_texture(int32_t w, int32_t h, uint32_t seed) {
+    return cached_derived(w, h, seed, TOVREL_FORMAT_WORD, [](const uint8_t *q, uint8_t *p) {
+        const uint16_t v = uint16_t(16 * q[0] + (q[1] >> 4));
+        std::memcpy(p, &v, 2);
+    });
+}
+
+// The texture's byte 3 (a diagonal ramp from opaque to transparent) as a
+// w12b plane: round(a * 4096 / 255).
+inline const image &cached_alpha_plane(int32_t w, int32_t h, uint32_t seed) {
+    return cached_derived(w, h, seed, TOVREL_FORMAT_WORD, [](const uint8_t *q, uint8_t *p) {
+        const uint16_t v = uint16_t((q[3] * 4096 + 127) / 255);
+        std::memcpy(p, &v, 2);
+    });
+}
+
+// The texture premultiplied by its byte 3 (PIXMAN_a8r8g8b8 as pixman
+// expects it): bytes 0..2 = round(c * a / 255), byte 3 = a.
+inline const image &cached_premultiplied_texture(int32_t w, int32_t h, uint32_t seed) {
+    return cached_derived(w, h, seed, TOVREL_FORMAT_RGBQ, [](const uint8_t *q, uint8_t *p) {
+        for (int k = 0; k < 3; ++k) p[k] = uint8_t((q[k] * q[3] + 127) / 255);
+        p[3] = q[3];
+    });
 }
 
 // The YUY2 or W210 form of the texture at width w: each RGBQ pixel of the

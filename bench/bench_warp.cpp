@@ -108,15 +108,18 @@ warp_case inset_case(std::string name, int32_t dw, int32_t dh, double degrees, d
 }
 
 // Textures shared by every implementation of a workload (same bytes), in
-// RGBQ or, for the signed workload, S16X4A.
+// RGBQ or, for the signed and word workloads, S16X4A and word.
 const image &texture(int32_t w, int32_t h, uint8_t format = TOVREL_FORMAT_RGBQ) {
     if (format == TOVREL_FORMAT_S16X4A) return bench::cached_s16x4a_texture(w, h, 0x7e57u);
+    if (format == TOVREL_FORMAT_WORD) return bench::cached_word_texture(w, h, 0x7e57u);
     return bench::cached_texture(w, h, 0x7e57u);
 }
 
 cv::Mat as_mat(const image &img) {
-    return cv::Mat(img.height, img.width, img.format == TOVREL_FORMAT_RGBQ ? CV_8UC4 : CV_16SC4,
-                   img.pixels, size_t(img.pitch));
+    const int type = img.format == TOVREL_FORMAT_RGBQ   ? CV_8UC4
+                     : img.format == TOVREL_FORMAT_WORD ? CV_16UC1
+                                                        : CV_16SC4;
+    return cv::Mat(img.height, img.width, type, img.pixels, size_t(img.pitch));
 }
 
 void run_opencv(const warp_case &c, const image &src, image &dst) {
@@ -164,7 +167,7 @@ struct polygon_call {
 // Runs the call once on a sentinel-filled destination; false (and the
 // benchmark marked as failed) when the library reported anything.
 bool first_run_checked(benchmark::State &state, const warp_case &c, image &dst,
-                       const std::function<void()> &call) {
+                       const std::function<void()> &call, bool against_cv = true) {
     bench::fill_bytes(dst, 0xA5);
     int before = bench::report_counter::count().load();
     call();
@@ -172,7 +175,7 @@ bool first_run_checked(benchmark::State &state, const warp_case &c, image &dst,
         state.SkipWithError(("tovrel reported: " + bench::report_counter::last()).c_str());
         return false;
     }
-    if (dst.format == TOVREL_FORMAT_RGBQ) report_check(state, c, dst);
+    if (against_cv && dst.format == TOVREL_FORMAT_RGBQ) report_check(state, c, dst);
     state.counters["slot"] = bench::expected_slot(c.quad.data(), int(c.quad.size()));
     return true;
 }
@@ -187,6 +190,26 @@ void bm_tovrel(benchmark::State &state, const warp_case &c, uint32_t flags,
     image dst(c.dw, c.dh, format);
     polygon_call call{&c, dst.descriptor(), src.descriptor(), flags};
     if (!first_run_checked(state, c, dst, [&] { call(0, 1); })) return;
+    for (auto _ : state) benchmark::DoNotOptimize(call(0, 1));
+    set_pixels(state, c);
+}
+
+// A texture with a w12b alpha plane over an opaque RGBQ frame (pair E, the
+// blend_rgbqa span writers): premultiplied colours or straight ones.
+void bm_tovrel_over(benchmark::State &state, const warp_case &c, uint8_t alpha_mode) {
+    const image &src = alpha_mode == TOVREL_ALPHA_STRAIGHT
+                           ? texture(c.sw, c.sh)
+                           : bench::cached_premultiplied_texture(c.sw, c.sh, 0x7e57u);
+    const image &alpha = bench::cached_alpha_plane(c.sw, c.sh, 0x7e57u);
+    image dst(c.dw, c.dh);
+    polygon_call call{&c, dst.descriptor(), src.descriptor(), 0};
+    call.sd.alpha_mode = alpha_mode;
+    call.sd.alpha_kind = TOVREL_ALPHA_W12B;
+    call.sd.alpha = reinterpret_cast<uint16_t *>(alpha.pixels);
+    call.sd.alpha_pitch = alpha.pitch;
+    if (!first_run_checked(
+            state, c, dst, [&] { call(0, 1); }, false))
+        return;
     for (auto _ : state) benchmark::DoNotOptimize(call(0, 1));
     set_pixels(state, c);
 }
@@ -218,8 +241,12 @@ pixman_fixed_t to_fixed(double v) {
     return pixman_fixed_t(std::lround(v * 65536.0));
 }
 
-void bm_pixman(benchmark::State &state, const warp_case &c, peer_filter filter) {
-    const image &src = texture(c.sw, c.sh);
+// SRC of the texture, or OVER of its premultiplied form.
+void bm_pixman(benchmark::State &state, const warp_case &c, peer_filter filter,
+               pixman_op_t op = PIXMAN_OP_SRC) {
+    const image &src = op == PIXMAN_OP_OVER
+                           ? bench::cached_premultiplied_texture(c.sw, c.sh, 0x7e57u)
+                           : texture(c.sw, c.sh);
     image dst(c.dw, c.dh);
     pixman_image_t *ps =
         pixman_image_create_bits(PIXMAN_a8r8g8b8, src.width, src.height,
@@ -251,12 +278,11 @@ void bm_pixman(benchmark::State &state, const warp_case &c, peer_filter filter) 
         pixman_image_set_filter(ps, PIXMAN_FILTER_BILINEAR, nullptr, 0);
     }
     auto run = [&] {
-        pixman_image_composite32(PIXMAN_OP_SRC, ps, nullptr, pd, 0, 0, 0, 0, 0, 0, dst.width,
-                                 dst.height);
+        pixman_image_composite32(op, ps, nullptr, pd, 0, 0, 0, 0, 0, 0, dst.width, dst.height);
     };
     bench::fill_bytes(dst, 0xA5);
     run();
-    report_check(state, c, dst);
+    if (op == PIXMAN_OP_SRC) report_check(state, c, dst);
     for (auto _ : state) {
         run();
         benchmark::ClobberMemory();
@@ -382,6 +408,28 @@ void register_all() {
         [](benchmark::State &s, const warp_case &c) { bm_tovrel(s, c, 0, TOVREL_FORMAT_S16X4A); });
     add(w1s, "cv_warpAffine",
         [](benchmark::State &s, const warp_case &c) { bm_opencv(s, c, TOVREL_FORMAT_S16X4A); });
+
+    // 1, word: word into word beside OpenCV on CV_16UC1.
+    warp_case w1w = w1;
+    w1w.name = "w1_word_affine_1080p";
+    add(w1w, "tovrel",
+        [](benchmark::State &s, const warp_case &c) { bm_tovrel(s, c, 0, TOVREL_FORMAT_WORD); });
+    add(w1w, "cv_warpAffine",
+        [](benchmark::State &s, const warp_case &c) { bm_opencv(s, c, TOVREL_FORMAT_WORD); });
+
+    // 1, overlay: RGBQ + alpha over an RGBQ frame beside pixman OVER of the
+    // premultiplied texture; the straight form has no peer.
+    warp_case w1a = w1;
+    w1a.name = "w1_rgbqa_affine_1080p";
+    add(w1a, "tovrel_premul", [](benchmark::State &s, const warp_case &c) {
+        bm_tovrel_over(s, c, TOVREL_ALPHA_PREMULTIPLIED);
+    });
+    add(w1a, "tovrel_straight", [](benchmark::State &s, const warp_case &c) {
+        bm_tovrel_over(s, c, TOVREL_ALPHA_STRAIGHT);
+    });
+    add(w1a, "pixman_over", [](benchmark::State &s, const warp_case &c) {
+        bm_pixman(s, c, peer_filter::bilinear, PIXMAN_OP_OVER);
+    });
 
     // 2: perspective trapezoid (slot 1).
     warp_case w2 = trapezoid_case("w2_perspective_1080p", 1920, 1080);

@@ -18,3 +18,8 @@ set(TOVREL_BENCH_PEER_INCLUDES_bench_warp ${OpenCV_INCLUDE_DIRS})
 set(TOVREL_BENCH_PEER_LIBS_bench_rect opencv_core opencv_imgproc ${TOVREL_LIBYUV_LIB}
     PkgConfig::TOVREL_SWSCALE)
 set(TOVREL_BENCH_PEER_INCLUDES_bench_rect ${OpenCV_INCLUDE_DIRS} ${TOVREL_LIBYUV_INCLUDE})
+
+# bench_exact_ratio's swscale entries are compiled only with
+# TOVREL_BENCH_HAVE_SWSCALE (the rest of it needs no peer).
+set(TOVREL_BENCH_PEER_LIBS_bench_exact_ratio PkgConfig::TOVREL_SWSCALE)
+set(TOVREL_BENCH_PEER_DEFINES_bench_exact_ratio TOVREL_BENCH_HAVE_SWSCALE)

@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 """Ratio table of the peer benchmarks (standard library only).
 
-Reads the JSON files of bench_warp and bench_rect (--benchmark_format=json,
-with --benchmark_repetitions) and prints Markdown: the ratio table with the
-targets beside each ratio, then every benchmark's time.
+Reads the JSON files of bench_warp, bench_rect and bench_exact_ratio
+(--benchmark_format=json, with --benchmark_repetitions) and prints
+Markdown: the ratio table with the targets beside each ratio, then every
+benchmark's time.
 
 A benchmark's time is the minimum over its repetitions (the run least
 disturbed by other work on a shared machine) of the CPU time per call of
@@ -11,7 +12,7 @@ the calling thread; the two-thread workload (8) compares wall-clock times
 instead, since its second thread's work is not in the caller's CPU time.
 The median and the wall-clock minimum are shown in the second table.
 
-Usage: ratios.py bench_warp.json bench_rect.json
+Usage: ratios.py bench_warp.json bench_rect.json bench_exact_ratio.json
 """
 import json
 import statistics
@@ -27,6 +28,12 @@ RATIOS = [
      "w1_affine_1080p/pixman_bilinear", "w1_affine_1080p/tovrel", 2.0, None),
     ("1", "warpAffine INTER_LINEAR CV_16SC4 / tovrel S16X4A (slot 1)",
      "w1_s16x4a_affine_1080p/cv_warpAffine", "w1_s16x4a_affine_1080p/tovrel", 1.0, None),
+    ("1", "warpAffine INTER_LINEAR CV_16UC1 / tovrel word (slot 1)",
+     "w1_word_affine_1080p/cv_warpAffine", "w1_word_affine_1080p/tovrel", 1.5, None),
+    ("1", "pixman OVER premultiplied / tovrel RGBQ + alpha premultiplied",
+     "w1_rgbqa_affine_1080p/pixman_over", "w1_rgbqa_affine_1080p/tovrel_premul", 2.0, None),
+    ("1", "tovrel RGBQ + alpha straight / premultiplied (cost of the division)",
+     "w1_rgbqa_affine_1080p/tovrel_straight", "w1_rgbqa_affine_1080p/tovrel_premul", None, None),
     ("1", "warpAffine INTER_LINEAR CV_8UC2 / tovrel YUY2 (slot 1)",
      "w1_yuy2_affine_1080p/cv_warpAffine", "w1_yuy2_affine_1080p/tovrel", 1.5, None),
     ("1", "warpAffine INTER_LINEAR CV_16UC2 / tovrel W210 (slot 1)",
@@ -75,6 +82,22 @@ RATIOS = [
      "w9_w210_1080p_to_720p/swscale_area", "w9_w210_1080p_to_720p/tovrel", 2.0, None),
     ("9", "memcpy / tovrel (YUY2 1:1, share of memcpy speed)",
      "w9_yuy2_1to1_1080p/memcpy", "w9_yuy2_1to1_1080p/tovrel", 0.8, None),
+]
+
+# 10: the exact-ratio kernels (the instruction set map_rectangle takes)
+# against the general kernel of the same role on the same rectangle, and
+# the YUY2 4/3 and 2 enlargements of whole frames against libswscale.
+RATIOS += [
+    ("10", f"general / exact-ratio kernel ({r} {fmt} {role})",
+     f"kernel_{r}_{fmt}_{role}/general", f"kernel_{r}_{fmt}_{role}/exact", 2.0, None)
+    for r in ("x16_9", "x2", "x8_3", "x9_8", "x3_2", "x4_3")
+    for fmt in ("yuy2", "w210") for role in ("row1", "row2")
+] + [
+    ("10", f"swscale {flag} yuyv422 / tovrel YUY2 ({what})",
+     f"{w}/{impl}", f"{w}/tovrel", 3.0, None)
+    for w, what in (("yuy2_1440x1080_to_1080p", "1440x1080 to 1920x1080, 4/3"),
+                    ("yuy2_960x540_to_1080p", "960x540 to 1920x1080, 2"))
+    for flag, impl in (("SWS_BILINEAR", "sws_bilinear"), ("SWS_AREA", "sws_area"))
 ]
 
 # Ratios measured in wall-clock time (the rest in the caller's CPU time).

@@ -49,6 +49,20 @@ extern "C" {
 #define TOVREL_FORMAT_S16X4A 10 /* four signed 16-bit components, 4th premultiplied alpha */
 #define TOVREL_FORMAT_S16X4 11  /* four signed 16-bit components */
 
+/* Range of word samples. The polygon renderers of word textures (and of
+ * w12b alpha planes, which they also sample) add samples in 16-bit lanes
+ * in most footprints, chosen by the minification. Samples must lie below:
+ *   65536  no minification limit: point sampling and the footprints of
+ *          1 row x 3, 4 or 8 columns, 1.5 x 2, 3 or 4, 2 x 4;
+ *   32768  1 x 1 (bilinear);
+ *   16384  1 x 2 and 2 x 1;
+ *    8192  2 x 2, 2 x 8, 4 x 1, 4 x 2, 4 x 4 and 4 x 8;
+ *    5461  where a multiply-high by 10923 normalises: 1.5 x 1, 1.5 x 8,
+ *          2 x 3 and 4 x 3.
+ * A sample at or above its limit gives wrong values (it is not checked).
+ * Every footprint keeps a uniform value below its limit exact; 12-bit
+ * data and alpha planes of 0..4096 fit every limit. */
+
 /* alpha_kind values. Anything but 0 and 3 is an unknown alpha kind. */
 #define TOVREL_ALPHA_NONE 0
 #define TOVREL_ALPHA_W12B 3 /* separate plane of uint16, 0 transparent .. 4096 opaque */

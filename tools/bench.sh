@@ -27,7 +27,7 @@ for a in "$@"; do
     *) extra+=("$a") ;;
   esac
 done
-benches=(bench_warp bench_rect)
+benches=(bench_warp bench_rect bench_exact_ratio)
 
 if [ "${TOVREL_BENCH_SKIP_BUILD:-0}" != 1 ]; then
   cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release \

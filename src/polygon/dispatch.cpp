@@ -4,9 +4,11 @@
 #include <cstddef>
 
 #include "polygon/pixel_writers.h"
+#include "span/alpha_renderers.h"
 #include "span/rgbq_renderers.h"
 #include "span/s16x4_renderers.h"
 #include "span/w210_renderers.h"
+#include "span/word_renderers.h"
 #include "span/yuy2_renderers.h"
 
 namespace tovrel {
@@ -36,10 +38,10 @@ constexpr std::array<pair_source, static_cast<size_t>(pair_id::count)> pair_sour
     {&rgbq_span_renderers, nullptr},
     {&yuy2_span_renderers, nullptr},
     {&w210_span_renderers, nullptr},
-    {nullptr, "map_polygon: word textures are not supported by this build\n"},
-    {nullptr, "map_polygon: RGBQ + alpha textures are not supported by this build\n"},
-    {nullptr, "map_polygon: YUY2 + alpha textures are not supported by this build\n"},
-    {nullptr, "map_polygon: W210 + alpha textures are not supported by this build\n"},
+    {&word_span_renderers, nullptr},
+    {&rgbq_alpha_span_renderers, nullptr},
+    {&yuy2_alpha_span_renderers, nullptr},
+    {&w210_alpha_span_renderers, nullptr},
     {&s16x4_span_renderers, nullptr},
     {&s16x4a_over_span_renderers, nullptr},
 }};

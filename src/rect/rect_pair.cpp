@@ -50,15 +50,18 @@ constexpr const rect::vblend_set &vblend_of() {
     return rect::vblend_set_c<K>;
 }
 
-// The kernel of one role shape (1, 2, or 0 for any); Step not 0: for that
-// x_step only.
-template <src_kind S, class D, size_t I, int Shape, bool Simd, int32_t Step = 0>
+// The kernel of one role shape (1, 2, or 0 for any) in scalar (Simd 0),
+// SSE2 (1) or with AVX2 (2); Step not 0: for that x_step only.
+template <src_kind S, class D, size_t I, int Shape, int Simd, int32_t Step = 0>
 constexpr rect_kernel kernel() {
     using K = kind_at<S, D, I>;
-    return &rect::pair_kernel<K, policy_at<I>, Shape, vblend_of<K, Simd>(), Step, Simd>;
+    using P = policy_at<I>;
+    // AVX2 only sums whole pairs of a pair buffer; elsewhere it is SSE2.
+    constexpr int isa = Simd == 2 && (K::quad || !P::whole_runs) ? 1 : Simd;
+    return &rect::pair_kernel<K, P, Shape, vblend_of<K, isa != 0>(), Step, isa>;
 }
 
-template <src_kind S, class D, size_t I, bool Simd>
+template <src_kind S, class D, size_t I, int Simd>
 rect_kernel_set set_of() {
     using P = policy_at<I>;
     rect_kernel_set set = rect_uniform_set(
@@ -76,11 +79,11 @@ rect_kernel_set set_of() {
 }
 
 // The kernel sets of one source kind into one destination format, by
-// pair_kernel_index, scalar and SIMD.
+// rect_isa and pair_kernel_index.
 template <src_kind S, class D, size_t... I>
-constexpr std::array<std::array<rect_kernel_set (*)(), pair_kernel_count>, 2>
+constexpr std::array<std::array<rect_kernel_set (*)(), pair_kernel_count>, 3>
 sets(std::index_sequence<I...>) {
-    return {{{&set_of<S, D, I, false>...}, {&set_of<S, D, I, true>...}}};
+    return {{{&set_of<S, D, I, 0>...}, {&set_of<S, D, I, 1>...}, {&set_of<S, D, I, 2>...}}};
 }
 
 constexpr auto indices = std::make_index_sequence<pair_kernel_count>{};
@@ -92,7 +95,7 @@ constexpr auto yuvq_w210_sets = sets<src_kind::yuvq, rect::w210_format>(indices)
 // The 1:1 tiled yuvq kernels (x_step 4096, y_step 2048) in the whole-line
 // roles they take: two-row into YUY2 (rect_yuvqa_to_yuy2_*_tile_1to1), one-
 // and two-row into W210.
-template <class D, size_t I, bool Simd>
+template <class D, size_t I, int Simd>
 void one_to_one(rect_kernel_set *set) {
     constexpr auto yq = src_kind::yuvq;
     if constexpr (std::is_same_v<D, rect::w210_format>)
@@ -100,7 +103,7 @@ void one_to_one(rect_kernel_set *set) {
     set->slots[rect_role_row2] = kernel<yq, D, I, 2, Simd, rect::pixel_units>();
 }
 
-template <class D, bool Simd>
+template <class D, int Simd>
 void one_to_one(int32_t index, rect_kernel_set *set) {
     if (index == paira_to_alpha_straight_tile)
         one_to_one<D, paira_to_alpha_straight_tile, Simd>(set);
@@ -113,13 +116,13 @@ bool rect_pair_kernels(uint8_t src_format, uint8_t dst_format, int32_t index, co
                        rect_kernel_set *out) {
     if (index < 0 || index >= pair_kernel_count) return false;
     const size_t i = size_t(index);
-    const size_t simd = c.isa != rect_isa::c ? 1 : 0;
+    const size_t isa = size_t(c.isa), simd = isa != 0 ? 1 : 0;
     switch (src_format) {
     case TOVREL_FORMAT_YUY2:
-        *out = yuy2_sets[simd][i]();
+        *out = yuy2_sets[isa][i]();
         return true;
     case TOVREL_FORMAT_W210:
-        *out = w210_sets[simd][i]();
+        *out = w210_sets[isa][i]();
         return true;
     case TOVREL_FORMAT_YUVQ:
         break;
@@ -132,8 +135,8 @@ bool rect_pair_kernels(uint8_t src_format, uint8_t dst_format, int32_t index, co
     if (c.x_step == rect::pixel_units && c.y_step == rect_whole_line) {
         using Y = rect::yuy2_format;
         using W = rect::w210_format;
-        simd ? (w210 ? one_to_one<W, true>(index, out) : one_to_one<Y, true>(index, out))
-             : (w210 ? one_to_one<W, false>(index, out) : one_to_one<Y, false>(index, out));
+        simd ? (w210 ? one_to_one<W, 1>(index, out) : one_to_one<Y, 1>(index, out))
+             : (w210 ? one_to_one<W, 0>(index, out) : one_to_one<Y, 0>(index, out));
     }
     return true;
 }

@@ -153,13 +153,14 @@ void vblend_c(uint32_t *buf, const uint8_t *src, const uint16_t *alpha, int32_t 
 void vblend_yuy2_sse2(uint32_t *buf, const uint8_t *src, const uint16_t *alpha, int32_t first,
                       int32_t count, const rect_rows &rows);
 
-// Whole-pixel sums in SSE2 for x_step >= 256: m destination pixels from
+// Whole-pixel sums in SSE2 (AVX2 for 2048 <= x_step < 4096 when avx2) for
+// x_step >= 256: m destination pixels from
 // pixel i of a pair buffer (four sums per source pair) with the current
 // column's run (updated); per pixel four lanes Y, U, Y, V, each the sum of
 // buffer value * overlap modulo 2^32, as area_gather sums them. Returns the
 // source pixels moved.
 int32_t pair_whole_sums_sse2(uint32_t *sums, int32_t m, const uint32_t *buf, int32_t i,
-                             int32_t *run, int32_t x_step);
+                             int32_t *run, int32_t x_step, bool avx2);
 
 // One source row in SSE2, the same sums as vblend_row<K>: for W210 without
 // source alpha and for every kind with source alpha (rect_pair_sse2.cpp).
@@ -214,7 +215,7 @@ struct pair_column {
 
 // The line operations of one pair kernel for area_walk (Step: a fixed
 // x_step, else 0).
-template <class K, class P, int32_t Step = 0, bool Simd = false>
+template <class K, class P, int32_t Step = 0, int Simd = 0>
 struct pair_line {
     using D = typename K::dst;
     using sample = typename D::sample;
@@ -405,7 +406,7 @@ struct pair_line {
             alignas(16) uint32_t s[4 * chunk];
             while (n >= 2 && x_step() >= 256) {
                 const int32_t m = n < chunk ? n & ~1 : chunk;
-                col.i += pair_whole_sums_sse2(s, m, col.buf, col.i, &col.run, x_step());
+                col.i += pair_whole_sums_sse2(s, m, col.buf, col.i, &col.run, x_step(), Simd == 2);
                 for (const uint32_t *a = s; a < s + 4 * m; a += 8)
                     write_pair(a[0], a[4], a[1] + a[5], a[3] + a[7]);
                 n -= m;
@@ -437,7 +438,7 @@ struct pair_line {
 };
 
 // The general line: pre-pass into the line buffer, then the area walk.
-template <class K, class P, int Shape, const vblend_set &V, int32_t Step, bool Simd>
+template <class K, class P, int Shape, const vblend_set &V, int32_t Step, int Simd>
 void pair_walk_line(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t line_weight,
                     int32_t width, const uint8_t *src, const uint16_t *src_alpha, int32_t x_step,
                     int32_t first_column_run, const rect_rows &rows) {
@@ -463,9 +464,9 @@ void pair_walk_line(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int3
 
 // One destination line (the rect_kernel contract). Shape 1 and 2 are the
 // one- and two-row kernels; 0 serves every role. Step not 0 is a kernel for
-// that x_step only (the 1:1 kernels), its walk unrolled for it. Simd: the
-// whole pairs of a pair buffer summed in SSE2.
-template <class K, class P, int Shape, const vblend_set &V, int32_t Step = 0, bool Simd = false>
+// that x_step only (the 1:1 kernels), its walk unrolled for it. Simd 1, 2:
+// the whole pairs of a pair buffer summed in SSE2, or with AVX2.
+template <class K, class P, int Shape, const vblend_set &V, int32_t Step = 0, int Simd = 0>
 void pair_kernel(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int32_t line_weight,
                  int32_t width, const uint8_t *src, int32_t src_pitch, const uint16_t *src_alpha,
                  int32_t src_alpha_pitch, int32_t x_step, int32_t y_step, int32_t first_column_run,

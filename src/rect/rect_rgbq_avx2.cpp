@@ -30,8 +30,8 @@ TOVREL_AVX2 inline __m256i column_pair(const uint32_t *v, int32_t a, int32_t b) 
 // broadcast picks a pair's weights. With w0 + w1 + w2 = 4096 the three-tap
 // sum v0 w0 + v1 w1 + v2 w2 is 4096 v1 + w0 (v0 - v1) + w2 (v2 - v1): the
 // same integer below 2^31, computed modulo 2^32 with two multiplies.
-// Returns (sum + 2^22) >> 23.
-template <int K>
+// Returns the sums (Raw), or (sum + 2^22) >> 23.
+template <int K, bool Raw>
 TOVREL_AVX2 inline __m256i pixel_pair(const uint32_t *v, const int32_t *cols, __m256i w0,
                                       __m256i w2) {
     constexpr int pick = K * 0x55; // element K of each lane, everywhere in it
@@ -39,15 +39,49 @@ TOVREL_AVX2 inline __m256i pixel_pair(const uint32_t *v, const int32_t *cols, __
     const __m256i v0 = column_pair(v, a, b);
     const __m256i v1 = column_pair(v, a + 1, b + 1);
     const __m256i v2 = column_pair(v, a + 2, b + 2);
-    __m256i s = _mm256_add_epi32(_mm256_slli_epi32(v1, 12), _mm256_set1_epi32(1 << 22));
+    __m256i s = _mm256_slli_epi32(v1, 12);
     s = _mm256_add_epi32(
         s, _mm256_mullo_epi32(_mm256_sub_epi32(v0, v1), _mm256_shuffle_epi32(w0, pick)));
     s = _mm256_add_epi32(
         s, _mm256_mullo_epi32(_mm256_sub_epi32(v2, v1), _mm256_shuffle_epi32(w2, pick)));
-    return _mm256_srli_epi32(s, 23);
+    if constexpr (Raw) return s;
+    return _mm256_srli_epi32(_mm256_add_epi32(s, _mm256_set1_epi32(1 << 22)), 23);
 }
 
-TOVREL_AVX2 int32_t hpass_down3_avx2(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run_io,
+// Where the pass puts a group of eight pixels: RGBQ bytes, or (pair
+// kernels) their sums, four per pixel.
+struct rgbq_group {
+    uint8_t *dst;
+    static constexpr bool raw = false;
+    TOVREL_AVX2 void operator()(int32_t j, __m256i p01, __m256i p23, __m256i p45,
+                                __m256i p67) const {
+        // In-lane packing leaves pixels in the order 0 2 4 6 1 3 5 7.
+        const __m256i bytes =
+            _mm256_packus_epi16(_mm256_packs_epi32(p01, p23), _mm256_packs_epi32(p45, p67));
+        _mm256_storeu_si256(
+            reinterpret_cast<__m256i *>(dst + 4 * j),
+            _mm256_permutevar8x32_epi32(bytes, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7)));
+    }
+    int32_t tail(int32_t j, int32_t m, const uint32_t *v, int32_t *run, int32_t x_step) const {
+        return rgbq_hpass_down3_sse2(dst + 4 * j, m - j, v, run, x_step);
+    }
+};
+struct sums_group {
+    uint32_t *sums;
+    static constexpr bool raw = true;
+    TOVREL_AVX2 void operator()(int32_t j, __m256i p01, __m256i p23, __m256i p45,
+                                __m256i p67) const {
+        __m256i *q = reinterpret_cast<__m256i *>(sums + 4 * j);
+        _mm256_storeu_si256(q, p01), _mm256_storeu_si256(q + 1, p23);
+        _mm256_storeu_si256(q + 2, p45), _mm256_storeu_si256(q + 3, p67);
+    }
+    int32_t tail(int32_t j, int32_t m, const uint32_t *v, int32_t *run, int32_t x_step) const {
+        return pair_hpass_down3_sse2(sums + 4 * j, m - j, v, run, x_step);
+    }
+};
+
+template <class Out>
+TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int32_t *run_io,
                                      int32_t x_step) {
     alignas(32) int32_t cols[8];
     // Left edge of the next pixel in units from the start of column `col`,
@@ -84,24 +118,21 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(uint8_t *dst, int32_t m, const uint32_t *v,
         // Pixel 8 starts 4096 past pixel 7's edge: r7 + 4096 from its column.
         edge = _mm256_extract_epi32(r, 7) + pixel_units;
         col = cols[7];
-        const __m256i p01 = pixel_pair<0>(v, cols, W0, W2);
-        const __m256i p23 = pixel_pair<1>(v, cols, W0, W2);
-        const __m256i p45 = pixel_pair<2>(v, cols, W0, W2);
-        const __m256i p67 = pixel_pair<3>(v, cols, W0, W2);
-        // In-lane packing leaves pixels in the order 0 2 4 6 1 3 5 7.
-        const __m256i bytes =
-            _mm256_packus_epi16(_mm256_packs_epi32(p01, p23), _mm256_packs_epi32(p45, p67));
-        _mm256_storeu_si256(
-            reinterpret_cast<__m256i *>(dst + 4 * j),
-            _mm256_permutevar8x32_epi32(bytes, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7)));
+        out(j, pixel_pair<0, Out::raw>(v, cols, W0, W2), pixel_pair<1, Out::raw>(v, cols, W0, W2),
+            pixel_pair<2, Out::raw>(v, cols, W0, W2), pixel_pair<3, Out::raw>(v, cols, W0, W2));
     }
     while (edge >= x_step) {
         edge -= x_step;
         ++col;
     }
     *run_io = x_step - edge;
-    if (j < m) col += rgbq_hpass_down3_sse2(dst + 4 * j, m - j, v + 4 * col, run_io, x_step);
+    if (j < m) col += out.tail(j, m, v + 4 * col, run_io, x_step);
     return col;
+}
+
+TOVREL_AVX2 int32_t rgbq_hpass_down3_avx2(uint8_t *dst, int32_t m, const uint32_t *v,
+                                          int32_t *run_io, int32_t x_step) {
+    return hpass_down3_avx2(rgbq_group{dst}, m, v, run_io, x_step);
 }
 
 // Vertical sums of eight columns per step, as the SSE2 vsum: per column and
@@ -216,6 +247,11 @@ TOVREL_AVX2 int32_t halve2_avx2(uint8_t *dst, int32_t count, const uint8_t *src,
 
 } // namespace
 
+int32_t pair_hpass_down3_avx2(uint32_t *sums, int32_t m, const uint32_t *v, int32_t *run,
+                              int32_t x_step) {
+    return hpass_down3_avx2(sums_group{sums}, m, v, run, x_step);
+}
+
 void rgbq_run_avx2(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_rows &rows,
                    int32_t x_step) {
     const bool halving = x_step == 2048 && cur->run == 2048;
@@ -226,7 +262,7 @@ void rgbq_run_avx2(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_row
         count -= done;
     }
     if (x_step >= 2048 && x_step < pixel_units && !halving && count > 0)
-        rgbq_run_columns(dst, count, cur, rows, x_step, vsum_avx2, hpass_down3_avx2);
+        rgbq_run_columns(dst, count, cur, rows, x_step, vsum_avx2, rgbq_hpass_down3_avx2);
     else
         rgbq_run_sse2(dst, count, cur, rows, x_step);
 }

@@ -32,6 +32,14 @@ void rgbq_vsum_sse2(uint32_t *v, const uint8_t *src, int32_t cols, const rect_ro
 int32_t rgbq_hpass_down3_sse2(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run,
                               int32_t x_step);
 
+// The three-tap pass of 2048 <= x_step < 4096 writing each pixel's four
+// sums (modulo 2^32, unrounded) for the 4:2:2 kernels; AVX2 only where the
+// processor has it.
+int32_t pair_hpass_down3_sse2(uint32_t *sums, int32_t m, const uint32_t *v, int32_t *run,
+                              int32_t x_step);
+int32_t pair_hpass_down3_avx2(uint32_t *sums, int32_t m, const uint32_t *v, int32_t *run,
+                              int32_t x_step);
+
 // Whole-pixel runs with AVX2 where it pays, SSE2 elsewhere; only where the
 // processor has AVX2.
 void rgbq_run_avx2(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_rows &rows,

@@ -404,8 +404,13 @@ int32_t rgbq_hpass(uint8_t *dst, int32_t m, const uint32_t *v, int32_t *run, int
 
 } // namespace
 
+int32_t pair_hpass_down3_sse2(uint32_t *sums, int32_t m, const uint32_t *v, int32_t *run,
+                              int32_t x_step) {
+    return hpass_down3(sums_out{sums}, m, v, run, x_step);
+}
+
 int32_t pair_whole_sums_sse2(uint32_t *sums, int32_t m, const uint32_t *buf, int32_t i,
-                             int32_t *run, int32_t x_step) {
+                             int32_t *run, int32_t x_step, bool avx2) {
     // Each source pixel becomes a column Y U Y V (its pair's chroma), a
     // chunk at a time, and the RGBQ passes sum the columns; lanes 0 and 2
     // both give the pixel's luma.
@@ -417,19 +422,27 @@ int32_t pair_whole_sums_sse2(uint32_t *sums, int32_t m, const uint32_t *buf, int
         const int32_t n = int32_t(std::min<int64_t>(m, reach / pixel_units));
         const int64_t units = int64_t{n} * pixel_units;
         const int32_t cols = units > *run ? int32_t((units - *run + x_step - 1) / x_step) + 1 : 1;
-        for (int32_t c = 0; c < cols; ++c) {
-            const int32_t k = i + moved + c;
-            const __m128i p =
-                _mm_loadu_si128(reinterpret_cast<const __m128i *>(buf + 4 * (k >> 1)));
-            _mm_store_si128(reinterpret_cast<__m128i *>(v + 4 * c),
-                            k & 1 ? _mm_shuffle_epi32(p, _MM_SHUFFLE(3, 2, 1, 2))
-                                  : _mm_shuffle_epi32(p, _MM_SHUFFLE(3, 0, 1, 0)));
+        // Pixel k of pair p: Y0 U Y0 V or Y1 U Y1 V.
+        auto pair = [&](int32_t k) {
+            return _mm_loadu_si128(reinterpret_cast<const __m128i *>(buf + 4 * (k >> 1)));
+        };
+        auto put = [&](int32_t c, __m128i x) {
+            _mm_store_si128(reinterpret_cast<__m128i *>(v + 4 * c), x);
+        };
+        int32_t k = i + moved, c = 0;
+        if (k & 1) put(c++, _mm_shuffle_epi32(pair(k++), _MM_SHUFFLE(3, 2, 1, 2)));
+        for (; c + 2 <= cols; c += 2, k += 2) {
+            const __m128i p = pair(k);
+            put(c, _mm_shuffle_epi32(p, _MM_SHUFFLE(3, 0, 1, 0)));
+            put(c + 1, _mm_shuffle_epi32(p, _MM_SHUFFLE(3, 2, 1, 2)));
         }
+        if (c < cols) put(c, _mm_shuffle_epi32(pair(k), _MM_SHUFFLE(3, 0, 1, 0)));
         std::memset(v + 4 * cols, 0, 2 * 4 * sizeof(uint32_t));
         const sums_out out{sums};
         moved += x_step >= pixel_units ? hpass_up(out, n, v, run, x_step)
-                 : x_step >= 2048      ? hpass_down3(out, n, v, run, x_step)
-                                       : hpass_down(out, n, v, run, x_step);
+                 : x_step < 2048       ? hpass_down(out, n, v, run, x_step)
+                 : avx2                ? pair_hpass_down3_avx2(sums, n, v, run, x_step)
+                                       : hpass_down3(out, n, v, run, x_step);
         sums += 4 * n;
         m -= n;
     }

@@ -3,6 +3,7 @@
 
 #include <array>
 
+#include "rect/rect_exact_ratio.h"
 #include "rect/rect_pair.h"
 #include "rect/rect_rgbq.h"
 
@@ -235,6 +236,7 @@ template <uint8_t Format, int32_t Index>
 void choose_plain(const rect_choice &c, rect_kernel_set *out) {
     static_assert(Index == pair_plain || Index == pair_tile, "without alpha only");
     rect_pair_kernels(Format, Format, Index, c, out);
+    rect_exact_ratio_kernels(Format, c, &out->slots[rect_role_row1], &out->slots[rect_role_row2]);
 }
 
 constexpr op_entry op_entries[] = {

@@ -430,13 +430,23 @@ inline __m256i render_eight(const uint8_t *base, ptrdiff_t rb, const lane_data<N
     return _mm256_packus_epi16(lo, hi);
 }
 
+// A fused member's second pass over the same positions (see alpha_pass);
+// the plain members have none.
+struct no_second_pass {
+    no_second_pass() = default;
+    no_second_pass(const span_rows &, int32_t, int32_t, const texture_ref &) {}
+    template <class V>
+    void operator()(V, V) {}
+};
+
 // The next n pixels: positions, preparation, and 4 * n bytes of results
 // (all of them stored only when `whole`; otherwise the caller stores).
-template <class Isa, class L, int Slot, projection P>
+template <class Isa, class L, int Slot, projection P, class Second>
 inline __m128i render_group(walk<P> &w, const uint8_t *base, ptrdiff_t rb, int32_t unit_pitch,
-                            uint8_t *dst, bool whole) {
+                            uint8_t *dst, bool whole, Second &second) {
     typename L::vi iu, iv;
     w.template next<L>(iu, iv);
+    second(iu, iv);
     lane_data<L::n> d;
     prepare<L, Slot, Isa::avx2 && Slot == 1>(
         d,
@@ -465,9 +475,9 @@ inline __m128i render_group(walk<P> &w, const uint8_t *base, ptrdiff_t rb, int32
     return first;
 }
 
-template <class Isa, int Slot, projection P>
+template <class Isa, int Slot, projection P, class Second = no_second_pass>
 void render_packed(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
-                   const span_coefficients &k) {
+                   const span_coefficients &k, Second second = {}) {
     const uint8_t *base = texture->base;
     const int32_t unit_pitch = static_cast<int16_t>(texture->pitch >> 2);
     const ptrdiff_t rb = static_cast<ptrdiff_t>(unit_pitch) * 4;
@@ -479,14 +489,15 @@ void render_packed(const span_rows *line, int32_t x0, int32_t x1, const texture_
     if (n < 1) n = 1;
     if constexpr (Isa::avx2) {
         for (; n >= 8; n -= 8, dst += 32)
-            render_group<Isa, lanes8, Slot>(w, base, rb, unit_pitch, dst, true);
+            render_group<Isa, lanes8, Slot>(w, base, rb, unit_pitch, dst, true, second);
     }
     for (; n >= 4; n -= 4, dst += 16)
-        render_group<Isa, lanes4, Slot>(w, base, rb, unit_pitch, dst, true);
+        render_group<Isa, lanes4, Slot>(w, base, rb, unit_pitch, dst, true, second);
     if (n > 0) {
         // The surplus lanes sample clamped positions (inside the texture)
         // and are not stored.
-        const __m128i px = render_group<Isa, lanes4, Slot>(w, base, rb, unit_pitch, dst, false);
+        const __m128i px =
+            render_group<Isa, lanes4, Slot>(w, base, rb, unit_pitch, dst, false, second);
         if (n >= 2) {
             _mm_storel_epi64(reinterpret_cast<__m128i *>(dst), px);
             if (n == 3) {
@@ -500,12 +511,14 @@ void render_packed(const span_rows *line, int32_t x0, int32_t x1, const texture_
     }
 }
 
-template <class Isa, int Slot>
+// The packed RGBQ span routine of one instruction set, with a second pass
+// over the same positions where one is given.
+template <class Isa, int Slot, class Second = no_second_pass>
 struct packed_span {
     template <projection P>
     static void run(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
                     const span_coefficients &k) {
-        render_packed<Isa, Slot, P>(line, x0, x1, texture, k);
+        render_packed<Isa, Slot, P>(line, x0, x1, texture, k, Second(*line, x0, x1, *texture));
     }
 };
 

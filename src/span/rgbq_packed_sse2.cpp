@@ -7,6 +7,7 @@
 
 #include "span/rgbq_packed_simd.h"
 #include "span/rgbq_traits.h"
+#include "span/word_traits.h"
 
 namespace tovrel::span {
 namespace {
@@ -16,31 +17,34 @@ struct isa_sse2 {
 };
 
 #include "span/rgbq_packed_kernel.h"
+#include "span/word_packed_kernel.h"
 
 } // namespace
 
-template <int Slot>
-void rgbq_sse2_member<Slot>::persp(const span_rows *line, int32_t x0, int32_t x1,
-                                   const texture_ref *texture, float u_max, float v_max,
-                                   float u_step, float v_step, float u_base, float v_base,
-                                   float w_step, float w_base) {
-    packed_members<isa_sse2, Slot>::persp(line, x0, x1, texture, u_max, v_max, u_step, v_step,
-                                          u_base, v_base, w_step, w_base);
-}
+struct rgbq_sse2_set {
+    template <int Slot>
+    using members = packed_members<isa_sse2, Slot>;
+};
+struct rgbq_alpha_sse2_set {
+    template <int Slot>
+    using members = rgbq_alpha_members<isa_sse2, Slot>;
+};
 
-template <int Slot>
-void rgbq_sse2_member<Slot>::affine(const span_rows *line, int32_t x0, int32_t x1,
-                                    const texture_ref *texture, float u_max, float v_max,
-                                    float u_step, float v_step, float u_base, float v_base) {
-    packed_members<isa_sse2, Slot>::affine(line, x0, x1, texture, u_max, v_max, u_step, v_step,
-                                           u_base, v_base);
-}
+} // namespace tovrel::span
 
-template struct rgbq_sse2_member<1>;
-template struct rgbq_sse2_member<2>;
-template struct rgbq_sse2_member<3>;
-template struct rgbq_sse2_member<4>;
-template struct rgbq_sse2_member<6>;
-template struct rgbq_sse2_member<11>;
+#include "span/simd_member_def.h"
+
+namespace tovrel::span {
+
+template struct simd_member<rgbq_sse2_set, 1>;
+template struct simd_member<rgbq_sse2_set, 2>;
+template struct simd_member<rgbq_sse2_set, 3>;
+template struct simd_member<rgbq_sse2_set, 4>;
+template struct simd_member<rgbq_sse2_set, 6>;
+template struct simd_member<rgbq_sse2_set, 11>;
+template struct simd_member<rgbq_alpha_sse2_set, 1>;
+template struct simd_member<rgbq_alpha_sse2_set, 2>;
+template struct simd_member<rgbq_alpha_sse2_set, 6>;
+template struct simd_member<rgbq_alpha_sse2_set, 11>;
 
 } // namespace tovrel::span

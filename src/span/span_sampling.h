@@ -190,6 +190,22 @@ inline int32_t fraction7(int32_t i) {
     return (i >> 9) & 127;
 }
 
+// Staging of the packed members' partial sums (see box_filter): `row` is
+// applied to each row's two column sums before the rows are combined,
+// `rows` to the combined row sets before they are weighted. Families whose
+// sums are exact (8-bit channels in int32) leave both alone; the 16-bit
+// word family wraps and pre-shifts them there.
+struct exact_sums {
+    template <class V>
+    static V row(V v) {
+        return v;
+    }
+    template <class V>
+    static V rows(V v) {
+        return v;
+    }
+};
+
 // The box filter of one footprint for every channel. tap(col, row) reads
 // the texel at column cu + col, row cv + row. Rows and columns are only
 // read where their weight can be non-zero for this fraction class, so the
@@ -205,32 +221,66 @@ inline int32_t fraction7(int32_t i) {
 //     f16 <  32768: (128 - g) * (2 S_0 + S_1) + g * (S_0 + 2 S_1)
 //     f16 >= 32768: (128 - g) * (S_0 + 2 S_1) + g * (2 S_1 + S_2)
 //
+// Packed members compute the same sum the way their 16-bit lanes do: per
+// row the column sums A_r = t(0..W-1, r) and B_r = t(1..W, r), then the
+// upper and lower row sets (rows 0..H-1 and 1..H, or the doubled half rows
+// above), then four weight products (128 - fv or fv) * (128 - fu or fu)
+// <= 16384 applied to the four set sums. `Stage` (exact_sums, or a
+// family's wrapping and pre-shifting) acts on the sums between the steps.
+//
 // For 8-bit channels R <= 255 * T with T <= 524288, so it fits in int32.
-template <int Slot, member_kind Kind, class Tap>
+template <int Slot, member_kind Kind, class Stage = exact_sums, class Tap>
 inline auto box_filter(Tap tap, int32_t iu, int32_t iv) {
     using fp = footprint<Slot>;
     constexpr int W = fp::width;
     const int32_t fu = fraction7(iu);
-    auto S = [&](int r) {
-        auto inner = tap_sum<1, W>([&](int c) { return tap(c, r); });
-        return (128 - fu) * tap(0, r) + 128 * inner + fu * tap(W, r);
-    };
-    if constexpr (!fp::one_and_half) {
-        constexpr int H = fp::rows;
-        const int32_t fv = fraction7(iv);
-        return (128 - fv) * S(0) + 128 * tap_sum<1, H>(S) + fv * S(H);
-    } else if constexpr (Kind == member_kind::packed) {
-        const int32_t f16 = iv & 65535;
-        const int32_t g = ((2 * f16) & 65535) >> 9;
-        const auto s0 = S(0), s1 = S(1);
-        if (f16 < 32768) return (128 - g) * (2 * s0 + s1) + g * (s0 + 2 * s1);
-        return (128 - g) * (s0 + 2 * s1) + g * (2 * s1 + S(2));
+    if constexpr (Kind == member_kind::packed) {
+        auto a = [&](int r) { return Stage::row(tap_sum<0, W>([&](int c) { return tap(c, r); })); };
+        auto b = [&](int r) {
+            return Stage::row(tap_sum<1, W + 1>([&](int c) { return tap(c, r); }));
+        };
+        auto weigh = [&](int32_t fv, auto ua, auto ub, auto la, auto lb) {
+            return (128 - fv) * (128 - fu) * Stage::rows(ua) + (128 - fv) * fu * Stage::rows(ub) +
+                   fv * (128 - fu) * Stage::rows(la) + fv * fu * Stage::rows(lb);
+        };
+        if constexpr (!fp::one_and_half) {
+            constexpr int H = fp::rows;
+            const auto ia = tap_sum<1, H>(a), ib = tap_sum<1, H>(b);
+            return weigh(fraction7(iv), a(0) + ia, b(0) + ib, ia + a(H), ib + b(H));
+        } else {
+            const int32_t f16 = iv & 65535;
+            const int32_t g = ((2 * f16) & 65535) >> 9;
+            const auto a0 = a(0), a1 = a(1), b0 = b(0), b1 = b(1);
+            if (f16 < 32768) return weigh(g, 2 * a0 + a1, 2 * b0 + b1, a0 + 2 * a1, b0 + 2 * b1);
+            return weigh(g, a0 + 2 * a1, b0 + 2 * b1, 2 * a1 + a(2), 2 * b1 + b(2));
+        }
     } else {
-        const int32_t fv = fraction7(iv);
-        if (fv <= 64) return (128 - fv) * S(0) + (64 + fv) * S(1);
-        return (128 - fv) * S(0) + 128 * S(1) + (fv - 64) * S(2);
+        auto S = [&](int r) {
+            auto inner = tap_sum<1, W>([&](int c) { return tap(c, r); });
+            return (128 - fu) * tap(0, r) + 128 * inner + fu * tap(W, r);
+        };
+        if constexpr (!fp::one_and_half) {
+            constexpr int H = fp::rows;
+            const int32_t fv = fraction7(iv);
+            return (128 - fv) * S(0) + 128 * tap_sum<1, H>(S) + fv * S(H);
+        } else {
+            const int32_t fv = fraction7(iv);
+            if (fv <= 64) return (128 - fv) * S(0) + (64 + fv) * S(1);
+            return (128 - fv) * S(0) + 128 * S(1) + (fv - 64) * S(2);
+        }
     }
 }
+
+// A family's staging of slot Slot: Traits::partial_stage<Slot> where the
+// family declares one, else exact sums.
+template <class Traits, int Slot, class = void>
+struct partial_stage_of {
+    using type = exact_sums;
+};
+template <class Traits, int Slot>
+struct partial_stage_of<Traits, Slot, std::void_t<typename Traits::template partial_stage<Slot>>> {
+    using type = typename Traits::template partial_stage<Slot>;
+};
 
 // Saturation of the packed stores: packssdw (int32 -> int16), packuswb
 // (int16 -> uint8), and the signed multiply-high pmulhw.
@@ -362,8 +412,9 @@ void render_units(const span_rows *line, int32_t x0, int32_t x1, const texture_r
             auto tap = [&](int c, int r) {
                 return Traits::read(o.p + r * o.row_bytes + (c << Traits::unit_shift));
             };
+            using stage = typename partial_stage_of<Traits, Slot>::type;
             Traits::write(dst, Traits::template normalise<Slot, Kind>(
-                                   box_filter<Slot, Kind>(tap, pos.iu, pos.iv)));
+                                   box_filter<Slot, Kind, stage>(tap, pos.iu, pos.iv)));
         }
     };
     constexpr int unit = 1 << Traits::unit_shift;

@@ -51,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     vertex_memory.make_read_only();
 
     // Word sources with an alpha plane and S16X4 sources into other
-    // formats select no renderer and report nothing.
+    // formats draw nothing.
     const bool nothing =
         vertex_count < 1 || (is_s16(src.desc.format) && !is_s16(dst.desc.format)) ||
         c.nulls.other() ||

@@ -1,7 +1,10 @@
 // The renderer families the span tests run over.
+#include "span/alpha_renderers.h"
+#include "span/rgbq_packed_simd.h"
 #include "span/rgbq_renderers.h"
 #include "span/s16x4_renderers.h"
 #include "span/w210_renderers.h"
+#include "span/word_renderers.h"
 #include "span/yuy2_renderers.h"
 #include "span_test_support.h"
 
@@ -30,7 +33,7 @@ int64_t pair_normalise(int slot, bool packed, int64_t r, int64_t total, bool chr
 
 // Pairs Y0 U Y1 V with Y0 = Y1: full scale, zero and two random ones.
 template <int Bits>
-std::vector<uint64_t> pair_uniform(std::mt19937 &rng) {
+std::vector<uint64_t> pair_uniform(int, std::mt19937 &rng) {
     const uint32_t m = (1u << Bits) - 1;
     const int b = Bits > 8 ? 16 : 8;
     auto pair = [&](uint64_t y, uint64_t u, uint64_t v) {
@@ -40,86 +43,166 @@ std::vector<uint64_t> pair_uniform(std::mt19937 &rng) {
     return {pair(m, m, m), 0, pair(any(), any(), any()), pair(any(), any(), any())};
 }
 
+tables pair_tables(const char *name, renderer_table_pair p) {
+    return {name, p.persp, p.affine};
+}
+
+// The one-loop RGBQ + alpha members of one instruction set in their slots,
+// the composed statements in the others.
+template <template <int> class M>
+tables fused_tables(const char *name) {
+    auto fill = [](auto t, auto member) {
+        for (auto [slot, fn] : {std::pair{1, member(M<1>{})},
+                                {2, member(M<2>{})},
+                                {6, member(M<6>{})},
+                                {11, member(M<11>{})}})
+            t[size_t(slot)] = fn;
+        return t;
+    };
+    static const persp_renderer_table persp =
+        fill(*rgbq_alpha_span_renderers_c().persp, [](auto m) { return &decltype(m)::persp; });
+    static const affine_renderer_table affine =
+        fill(*rgbq_alpha_span_renderers_c().affine, [](auto m) { return &decltype(m)::affine; });
+    return {name, &persp, &affine};
+}
+
+// A colour family with a w12b alpha plane: the colour line as the colour
+// family's, the alpha line as the word family's on the plane.
+family with_alpha(family f, const char *name, std::vector<tables> (*implementations)()) {
+    f.name = name, f.implementations = implementations, f.alpha = true;
+    return f;
+}
+
 } // namespace
 
 const std::vector<family> &family_list() {
-    static const std::vector<family> list = {
-        {"rgbq",
-         4,
-         false,
-         1,
-         [] {
-             std::vector<tables> v = {
-                 {"sse2", &rgbq_persp_span_renderers, &rgbq_affine_span_renderers},
-                 {"c", &rgbq_persp_span_renderers_c, &rgbq_affine_span_renderers_c}};
-             if (rgbq_avx2_supported())
-                 v.push_back(
-                     {"avx2", &rgbq_persp_span_renderers_avx2, &rgbq_affine_span_renderers_avx2});
-             return v;
-         },
-         rgbq_slot_is_packed,
-         {255, 1, 100, 37},
-         [](int, bool packed, int64_t r, int64_t total, bool) -> int64_t {
-             if (packed && total == 49152) return (((r + 24576) >> 10) * 1365) >> 16; // 65536 / 48
-             return (r + total / 2) / total;
-         },
-         [](std::mt19937 &rng) {
-             return std::vector<uint64_t>{0xFFFFFFFFu, 0u, 0x01FE807Fu, rng() + 0ull, rng() + 0ull};
-         }},
-        {"yuy2",
-         2,
-         true,
-         1,
-         [] {
-             return std::vector<tables>{
-                 {"sse2", &yuy2_persp_span_renderers, &yuy2_affine_span_renderers},
-                 {"c", &yuy2_persp_span_renderers_c, &yuy2_affine_span_renderers_c}};
-         },
-         yuy2_slot_is_packed,
-         {255, 100, 0, 0},
-         pair_normalise<true>,
-         pair_uniform<8>},
-        // 10-bit samples: larger words overflow the reciprocal forms.
-        {"w210",
-         4,
-         true,
-         2,
-         [] {
-             return std::vector<tables>{
-                 {"sse2", &w210_persp_span_renderers, &w210_affine_span_renderers},
-                 {"c", &w210_persp_span_renderers_c, &w210_affine_span_renderers_c}};
-         },
-         w210_slot_is_packed,
-         {1023, 401, 0, 0},
-         pair_normalise<false>,
-         pair_uniform<10>},
-        // Arithmetic shifts, division toward zero for totals with a factor 3,
-        // a logical shift of the 32-bit sum in slots 15 and 20. Uniform
-        // texels keep their value where the sum neither wraps nor is
-        // negative in those two slots: components in [0, 4095].
-        {"s16x4",
-         8,
-         false,
-         2,
-         [] {
-             return std::vector<tables>{
-                 {"sse2", &s16x4_persp_span_renderers, &s16x4_affine_span_renderers},
-                 {"c", &s16x4_persp_span_renderers_c, &s16x4_affine_span_renderers_c}};
-         },
-         [](int) { return false; },
-         {32767, -32768, -300, 1},
-         [](int slot, bool, int64_t r, int64_t total, bool) -> int64_t {
-             const int shift = __builtin_ctzll(uint64_t(total));
-             if (slot == 15 || slot == 20) return uint32_t(r + total / 2) >> shift;
-             if (total % 3) return (r + total / 2) >> shift;
-             return (r + total / 2) / total;
-         },
-         [](std::mt19937 &rng) {
-             return std::vector<uint64_t>{0u, 0x0FFF0FFF0FFF0FFFull,
-                                          ((uint64_t(rng()) << 32) | rng()) &
-                                              0x0FFF0FFF0FFF0FFFull};
-         }},
-    };
+    static const std::vector<family> list = [] {
+        std::vector<family> list = {
+            {"rgbq",
+             4,
+             false,
+             1,
+             [] {
+                 std::vector<tables> v = {
+                     {"sse2", &rgbq_persp_span_renderers, &rgbq_affine_span_renderers},
+                     {"c", &rgbq_persp_span_renderers_c, &rgbq_affine_span_renderers_c}};
+                 if (rgbq_avx2_supported())
+                     v.push_back({"avx2", &rgbq_persp_span_renderers_avx2,
+                                  &rgbq_affine_span_renderers_avx2});
+                 return v;
+             },
+             rgbq_slot_is_packed,
+             {255, 1, 100, 37},
+             [](int, bool packed, int64_t r, int64_t total, bool) -> int64_t {
+                 if (packed && total == 49152)
+                     return (((r + 24576) >> 10) * 1365) >> 16; // 65536 / 48
+                 return (r + total / 2) / total;
+             },
+             [](int, std::mt19937 &rng) {
+                 return std::vector<uint64_t>{0xFFFFFFFFu, 0u, 0x01FE807Fu, rng() + 0ull,
+                                              rng() + 0ull};
+             }},
+            {"yuy2",
+             2,
+             true,
+             1,
+             [] {
+                 return std::vector<tables>{
+                     {"sse2", &yuy2_persp_span_renderers, &yuy2_affine_span_renderers},
+                     {"c", &yuy2_persp_span_renderers_c, &yuy2_affine_span_renderers_c}};
+             },
+             yuy2_slot_is_packed,
+             {255, 100, 0, 0},
+             pair_normalise<true>,
+             pair_uniform<8>},
+            // 10-bit samples: larger words overflow the reciprocal forms.
+            {"w210",
+             4,
+             true,
+             2,
+             [] {
+                 return std::vector<tables>{
+                     {"sse2", &w210_persp_span_renderers, &w210_affine_span_renderers},
+                     {"c", &w210_persp_span_renderers_c, &w210_affine_span_renderers_c}};
+             },
+             w210_slot_is_packed,
+             {1023, 401, 0, 0},
+             pair_normalise<false>,
+             pair_uniform<10>},
+            // Arithmetic shifts, division toward zero for totals with a factor 3,
+            // a logical shift of the 32-bit sum in slots 15 and 20. Uniform
+            // texels keep their value where the sum neither wraps nor is
+            // negative in those two slots: components in [0, 4095].
+            {"s16x4",
+             8,
+             false,
+             2,
+             [] {
+                 return std::vector<tables>{
+                     {"sse2", &s16x4_persp_span_renderers, &s16x4_affine_span_renderers},
+                     {"c", &s16x4_persp_span_renderers_c, &s16x4_affine_span_renderers_c}};
+             },
+             [](int) { return false; },
+             {32767, -32768, -300, 1},
+             [](int slot, bool, int64_t r, int64_t total, bool) -> int64_t {
+                 const int shift = __builtin_ctzll(uint64_t(total));
+                 if (slot == 15 || slot == 20) return uint32_t(r + total / 2) >> shift;
+                 if (total % 3) return (r + total / 2) >> shift;
+                 return (r + total / 2) / total;
+             },
+             [](int, std::mt19937 &rng) {
+                 return std::vector<uint64_t>{0u, 0x0FFF0FFF0FFF0FFFull,
+                                              ((uint64_t(rng()) << 32) | rng()) &
+                                                  0x0FFF0FFF0FFF0FFFull};
+             }},
+            // Packed slots weigh partial sums shifted right by the slot's
+            // pre-shift (exact for 5000, a multiple of 8) against T >> p; a
+            // T >> p of 6 * 2^s shifts by s and multiplies high by 10923.
+            // Uniform: every value below the slot's stated limit, and 4096 (an
+            // opaque alpha plane) in every slot, pre-shifted or not.
+            {"word",
+             2,
+             false,
+             2,
+             [] {
+                 return std::vector<tables>{
+                     {"sse2", &word_persp_span_renderers, &word_affine_span_renderers},
+                     {"c", &word_persp_span_renderers_c, &word_affine_span_renderers_c}};
+             },
+             word_slot_is_packed,
+             {5000, 0, 0, 0},
+             [](int slot, bool packed, int64_t r, int64_t total, bool) -> int64_t {
+                 if (!packed) return (r + total / 2) / total;
+                 const int p = std::array{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2,
+                                          0, 0, 0, 0, 2, 0, 1, 1, 2, 3}[size_t(slot)];
+                 const int64_t t = total >> p;
+                 if (!(t & (t - 1))) return ((r >> p) + t / 2) / t;
+                 const int s = __builtin_ctzll(uint64_t(t)) - 1;
+                 return ((((r >> p) + t / 2) >> s) * 10923) >> 16;
+             },
+             [](int slot, std::mt19937 &rng) {
+                 const uint32_t limit = word_sample_limit[slot];
+                 return std::vector<uint64_t>{0, 1, 4096, limit - 1, rng() % limit};
+             }},
+        };
+        list.push_back(with_alpha(list[0], "rgbq_alpha", [] {
+            std::vector<tables> v = {pair_tables("e", rgbq_alpha_span_renderers()),
+                                     pair_tables("c", rgbq_alpha_span_renderers_c()),
+                                     fused_tables<span::rgbq_alpha_sse2_member>("fused_sse2")};
+            if (rgbq_avx2_supported())
+                v.push_back(fused_tables<span::rgbq_alpha_avx2_member>("fused_avx2"));
+            return v;
+        }));
+        list.push_back(with_alpha(list[1], "yuy2_alpha", [] {
+            return std::vector<tables>{pair_tables("f", yuy2_alpha_span_renderers()),
+                                       pair_tables("c", yuy2_alpha_span_renderers_c())};
+        }));
+        list.push_back(with_alpha(list[2], "w210_alpha", [] {
+            return std::vector<tables>{pair_tables("g", w210_alpha_span_renderers()),
+                                       pair_tables("c", w210_alpha_span_renderers_c())};
+        }));
+        return list;
+    }();
     return list;
 }
 

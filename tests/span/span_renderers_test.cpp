@@ -109,7 +109,7 @@ TEST_P(Slot, SingleTexelGivesFootprintWeight) {
                                     << impl.name << " persp " << persp << " f " << fu << ", " << fv
                                     << " at " << dc << ", " << dr << " col " << col;
                                 if (!f.pairs) {
-                                    for (int c = 1; c < 4; ++c)
+                                    for (int c = 1; c < n; ++c)
                                         ASSERT_EQ(sample(out, sb, c), want(wy, value[c], false));
                                     ASSERT_TRUE(line.untouched_outside(0, 1));
                                     continue;
@@ -137,7 +137,7 @@ TEST_P(Slot, UniformTextureAndSpanBounds) {
     const int slot = Slot::slot();
     std::mt19937 rng(test_seed() + uint32_t(slot));
     texture t = f.make_texture(30, 24, 0, true);
-    for (uint64_t value : f.uniform(rng)) {
+    for (uint64_t value : f.uniform(slot, rng)) {
         t.fill(value, f.pairs);
         for (const tables &impl : f.implementations())
             for (bool persp : {false, true})

@@ -1,9 +1,13 @@
 // Differential tests: every SIMD packed member of every family against the
 // scalar statement of its arithmetic, on seeded random spans and worst
-// cases. Lines must be identical, guard elements included.
+// cases; the colour-plus-alpha composites (and their one-loop members)
+// against the colour and word statements run one after the other, the
+// alpha plane with a pitch of its own. Lines must be identical, guard
+// elements included.
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <tuple>
 
 #include "span_test_support.h"
 
@@ -34,17 +38,20 @@ protected:
             if (&simd == &ref) continue;
             guarded_line got = f.line(end + 4);
             simd.run(slot, persp, got, t, a);
-            const auto d = std::mismatch(want.store.begin(), want.store.end(), got.store.begin());
-            ASSERT_TRUE(d.first == want.store.end())
-                << simd.name << " " << what << ": first difference at x="
-                << (d.first - want.store.begin()) / want.unit - want.guard << std::hex << " want "
-                << int(*d.first) << " got " << int(*d.second) << std::dec << ", pitch " << t.pitch
-                << ", " << a.describe();
+            for (auto [w, g, unit] : {std::tuple{&want.store, &got.store, want.unit},
+                                      std::tuple{&want.alpha_store, &got.alpha_store, 2}}) {
+                const auto d = std::mismatch(w->begin(), w->end(), g->begin());
+                ASSERT_TRUE(d.first == w->end())
+                    << simd.name << " " << what << (unit == want.unit ? "" : " (alpha line)")
+                    << ": first difference at x=" << (d.first - w->begin()) / unit - want.guard
+                    << std::hex << " want " << int(*d.first) << " got " << int(*d.second)
+                    << std::dec << ", pitch " << t.pitch << ", " << a.describe();
+            }
         }
     }
     // A texture of the family with an even width (4:2:2 pairs).
     texture make(int32_t w, int32_t h, int32_t pitch) const {
-        return texture(w, h, pitch, GetParam().f.unit);
+        return GetParam().f.texture_with_pitch(w, h, pitch);
     }
     // A span through texel position (u0, v0) at x0 with steps du, dv and w(x0) = w0.
     span_args through(const texture &t, int32_t x0, int32_t len, float u0, float v0, float du,
@@ -125,7 +132,7 @@ std::vector<simd_case> all_cases() {
     std::vector<simd_case> v;
     for (const family &f : family_list())
         for (int slot = 0; slot < tovrel::footprint_count; ++slot)
-            if (f.packed(slot))
+            if (f.packed(slot) || f.alpha) // composites: word members in every slot
                 for (bool persp : {false, true}) v.push_back({f, slot, persp});
     return v;
 }

@@ -49,7 +49,19 @@ struct texture {
                                 (pairs ? (c & 1) * unit : 0),
                             size_t(unit));
     }
-    void randomise(std::mt19937 &rng) { std::generate(bytes.begin(), bytes.end(), rng); }
+    void randomise(std::mt19937 &rng) {
+        std::generate(bytes.begin(), bytes.end(), rng);
+        std::generate(alpha_bytes.begin(), alpha_bytes.end(), rng);
+    }
+    // A w12b plane beside the colour rows, with a pitch of its own (2 bytes
+    // a sample, 6 bytes of padding; bottom-up with the colour rows), zero.
+    std::vector<uint8_t> alpha_bytes;
+    void add_alpha_plane() {
+        const int32_t p = (pitch < 0 ? -1 : 1) * (2 * width + 6);
+        alpha_bytes.assign(size_t(std::abs(p)) * size_t(height - 1) + size_t(2 * width), 0);
+        ref.alpha = alpha_bytes.data() + (p < 0 ? alpha_bytes.size() - size_t(2 * width) : 0);
+        ref.alpha_pitch = p;
+    }
 };
 
 // Footprint columns and height class of a slot (slot 0 reads one texel),
@@ -99,10 +111,16 @@ struct guarded_line {
     bool pairs;
     std::vector<uint8_t> store;
     tovrel::span_rows rows{};
-    explicit guarded_line(int32_t n, int u = 4, bool p = false)
-        : unit(u), pairs(p), store(size_t(n + 2 * guard) * size_t(u)) {
+    // The alpha line of the colour-plus-alpha families (2 bytes a pixel),
+    // empty for the others.
+    std::vector<uint8_t> alpha_store;
+    explicit guarded_line(int32_t n, int u = 4, bool p = false, bool alpha = false)
+        : unit(u), pairs(p), store(size_t(n + 2 * guard) * size_t(u)),
+          alpha_store(alpha ? size_t(n + 2 * guard) * 2 : 0) {
         for (size_t i = 0; i < store.size(); ++i) store[i] = sentinel[i & 3];
+        for (size_t i = 0; i < alpha_store.size(); ++i) alpha_store[i] = sentinel[i & 3];
         rows.pixels = store.data() + guard * unit;
+        if (alpha) rows.alpha = reinterpret_cast<uint16_t *>(alpha_store.data() + guard * 2);
     }
     // Pixel x's unit, little-endian.
     uint64_t at(int32_t x) const {
@@ -158,13 +176,21 @@ struct family {
     // The result for a weighted sum r of weights totalling `total` that
     // does not wrap (chroma: of a 4:2:2 pair).
     int64_t (*normalise)(int slot, bool packed, int64_t r, int64_t total, bool chroma);
-    // Texels (4:2:2: pairs Y0 U Y1 V with Y0 = Y1) that every slot keeps.
-    std::vector<uint64_t> (*uniform)(std::mt19937 &rng);
+    // Texels (4:2:2: pairs Y0 U Y1 V with Y0 = Y1) that a slot keeps.
+    std::vector<uint64_t> (*uniform)(int slot, std::mt19937 &rng);
+    // A colour family with a w12b alpha plane (pairs E, F, G): textures
+    // and lines carry an alpha plane and an alpha line.
+    bool alpha = false;
+    texture texture_with_pitch(int32_t w, int32_t h, int32_t pitch) const {
+        texture t(w, h, pitch, unit);
+        if (alpha) t.add_alpha_plane();
+        return t;
+    }
     texture make_texture(int32_t w, int32_t h, int32_t pitch_pad, bool bottom_up = false) const {
         const int32_t p = w * unit + pitch_pad;
-        return texture(w, h, bottom_up ? -p : p, unit);
+        return texture_with_pitch(w, h, bottom_up ? -p : p);
     }
-    guarded_line line(int32_t n) const { return guarded_line(n, unit, pairs); }
+    guarded_line line(int32_t n) const { return guarded_line(n, unit, pairs, alpha); }
 };
 
 inline void PrintTo(const family &f, std::ostream *os) {

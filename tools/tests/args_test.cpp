@@ -79,6 +79,14 @@ INSTANTIATE_TEST_SUITE_P(
                       "--out-size needs"},
         rejected_case{words({"warp", "a.png", "b.png", "--quad", quad, "--out-size", "40000x2"}),
                       "--out-size needs"},
+        rejected_case{words({"warp", "a.raw", "b.png", "--quad", quad, "--format", "rgbq", "--size",
+                             "4x4", "--alpha"}),
+                      "--alpha takes the alpha channel of a PNG input"},
+        rejected_case{words({"warp", "a.png", "b.png", "--quad", quad, "--under", "u.raw"}),
+                      "--under needs a PNG file"},
+        rejected_case{
+            words({"warp", "a.png", "b.png", "--quad", quad, "--under", "u.png", "--bg", "102030"}),
+            "--under gives OUT its content and size"},
         rejected_case{words({"warp", "a.png", "b.png", "--quad", quad, "--bg", "12345"}),
                       "--bg needs"},
         // raw frames and formats

@@ -84,7 +84,7 @@ TEST_F(Tool, DemoWritesEveryScene) {
     const run_result r = run({"demo", path("scenes")});
     ASSERT_EQ(r.code, exit_ok) << r.err;
     for (const char *name : {"testcard.png", "perspective.png", "minify.png", "layers.png",
-                             "tiles.png", "zoom.png", "yuy2.png"}) {
+                             "overlay.png", "tiles.png", "zoom.png", "yuy2.png"}) {
         frame f;
         ASSERT_EQ(read_png((dir_ / "scenes" / name).string(), f), "") << name;
         EXPECT_EQ(f.width, scene_width);
@@ -140,6 +140,42 @@ TEST_F(Tool, WarpCopiesRawSignedFrames) {
         ASSERT_EQ(read_raw(path("out.raw"), find_format(name), 6, 5, out), "");
         for (int32_t y = 0; y < 4; ++y)
             ASSERT_TRUE(std::equal(in.row(y), in.row(y) + 5 * 8, out.row(y))) << name << y;
+    }
+}
+
+// --alpha: the PNG's alpha becomes a straight w12b plane (round(a * 4096 /
+// 255), the fourth byte opaque) laid over --under or --bg; point sampled
+// 1:1, each byte is (S e + D (4096 - e)) >> 12.
+TEST_F(Tool, WarpLaysAPngWithAlphaOver) {
+    const frame in = random_frame(9, 7, 31), under = random_frame(12, 8, 32);
+    ASSERT_EQ(write_png(path("in.png"), in), "");
+    ASSERT_EQ(write_png(path("under.png"), under), "");
+    for (bool over_image : {true, false}) {
+        std::vector<std::string> args = {"warp",   path("in.png"),    path("out.png"),
+                                         "--quad", "0,0,9,0,9,7,0,7", "--no-filter",
+                                         "--alpha"};
+        for (const char *a : {"--under", "under.png"}) args.push_back(a);
+        if (over_image)
+            args.back() = path("under.png");
+        else
+            args.resize(args.size() - 2), args.push_back("--bg=10203040");
+        const run_result r = run(args);
+        ASSERT_EQ(r.code, exit_ok) << r.err;
+        frame out;
+        ASSERT_EQ(read_png(path("out.png"), out), "");
+        ASSERT_EQ(out.width, over_image ? 12 : 9);
+        for (int32_t y = 0; y < out.height; ++y)
+            for (int32_t x = 0; x < out.width; ++x)
+                for (int i = 0; i < 4; ++i) {
+                    const uint32_t d = over_image ? under.row(y)[4 * x + i] : 0x10 + 0x10 * i;
+                    uint32_t want = d;
+                    if (x < 9 && y < 7) {
+                        const uint32_t e = (in.row(y)[4 * x + 3] * 4096 + 127) / 255;
+                        const uint32_t s = i == 3 ? 255 : in.row(y)[4 * x + i];
+                        want = (s * e + d * (4096 - e)) >> 12;
+                    }
+                    ASSERT_EQ(out.row(y)[4 * x + i], want) << x << "," << y << "," << i;
+                }
     }
 }
 

@@ -133,6 +133,14 @@ const std::vector<option_def> &option_table() {
          [](command_line &c, const std::string &) { return c.edge_aa = true; }, nullptr},
         {"--no-filter", nullptr, in_warp,
          [](command_line &c, const std::string &) { return c.no_filter = true; }, nullptr},
+        {"--alpha", nullptr, in_warp,
+         [](command_line &c, const std::string &) { return c.alpha_plane = true; }, nullptr},
+        {"--under", "IMAGE", in_warp,
+         [](command_line &c, const std::string &v) {
+             c.under = v;
+             return is_png_name(v);
+         },
+         "a PNG file (named .png)"},
         {"--field", "top|bottom", in_warp,
          [](command_line &c, const std::string &v) { return parse_field(v, c.field); },
          "top or bottom"},
@@ -236,6 +244,12 @@ std::string check_combination(const command_line &c, const std::string &cmd,
         return cmd + ": only RGBQ frames can be written as PNG; name a raw output file for " +
                c.format;
     if (c.background_given && !rgbq) return cmd + ": --bg applies to RGBQ frames only";
+    if (c.alpha_plane && !png_in)
+        return cmd + ": --alpha takes the alpha channel of a PNG input; " + c.input +
+               " is not read as PNG";
+    if (!c.under.empty() && (c.background_given || given("--out-size")))
+        return cmd + ": --under gives OUT its content and size; drop --bg and --out-size";
+    if (!c.under.empty() && !png_in) return cmd + ": --under needs a PNG input (RGBQ)";
     if (c.kind == command_kind::scale && c.format == "yuvq" && c.alpha.empty())
         return cmd + ": a yuvq frame is drawn through its alpha plane: give --alpha FILE";
     if ((!c.alpha.empty() && png_in) ||
@@ -309,8 +323,9 @@ parse_result parse_command_line(const std::vector<std::string> &args) {
         const size_t eq = word.find('=');
         const std::string name = word.substr(0, eq);
         const option_def *def = nullptr;
+        // A name may stand for one option of warp and another of scale.
         for (const option_def &o : option_table())
-            if (name == o.name) def = &o;
+            if (name == o.name && (!def || (o.commands & mask))) def = &o;
         if (!def) return fail(cmd + ": unknown option '" + name + "'");
         if (!(def->commands & mask))
             return fail(cmd + ": option " + name + " belongs to " +
@@ -354,7 +369,8 @@ std::string usage_text() {
            "      one PNG per scene into DIR (default ./tovrel-demo), and with ffmpeg on the\n"
            "      PATH a few seconds of a move into DIR/move.mp4.\n"
            "  tovrel warp IN OUT --quad X0,Y0,X1,Y1,X2,Y2,X3,Y3 [--persp] [--aa]\n"
-           "                     [--no-filter] [--field top|bottom]\n"
+           "                     [--no-filter] [--field top|bottom] [--alpha]\n"
+           "                     [--under IMAGE]\n"
            "      Draws IN into the quadrilateral whose corners receive the source's\n"
            "      top-left, top-right, bottom-right and bottom-left corners.\n"
            "      --persp     projective mapping of the source rectangle onto the quad\n"
@@ -362,6 +378,9 @@ std::string usage_text() {
            "      --aa        anti-aliased polygon edges\n"
            "      --no-filter point sampling, no area filter when minifying\n"
            "      --field     read only the top or bottom field of IN\n"
+           "      --alpha     IN's alpha channel becomes its alpha plane (straight colours,\n"
+           "                  0..4096): IN is laid over OUT's content instead of copied\n"
+           "      --under IMAGE  a PNG as OUT's first content and size (instead of --bg)\n"
            "      --quad-to X0,..,Y3 --move-frames N\n"
            "                  move the corners from --quad to --quad-to over the first N\n"
            "                  frames (frame k at k/N of the way) and hold them after\n"

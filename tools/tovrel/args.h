@@ -27,6 +27,7 @@ struct command_line {
     int32_t out_width = 0, out_height = 0;
     bool background_given = false;
     std::array<uint8_t, 4> background{}; // RGBA, the destination's first content
+    std::string under;                   // warp: a PNG as every output frame's first content
     int32_t threads = 1;                 // each frame's lines split by phase and period
     // A move: the corners (or rectangle) go from the first value to the
     // `_to` value over frames 0 .. move_frames - 1 and stay there after.
@@ -39,6 +40,9 @@ struct command_line {
     bool perspective = false;
     bool edge_aa = false;
     bool no_filter = false;
+    // The PNG's alpha channel becomes the source's w12b plane (straight
+    // colours); the source is composited instead of copied.
+    bool alpha_plane = false;
     field_choice field = field_choice::none;
 
     // scale: x0, y0, x1, y1 rectangles.

@@ -225,6 +225,40 @@ frame scene_layers(scene_context &ctx) {
     return out;
 }
 
+// A 192 x 112 logo with straight colours and a soft w12b alpha plane: a
+// rounded badge (gradient orange to magenta) whose edge fades out over 5
+// pixels, a half-transparent ring and a clear hole.
+frame make_logo() {
+    constexpr int32_t w = 192, h = 112;
+    frame logo;
+    make_frame(logo, rgbq(), w, h);
+    add_alpha_plane(logo, 0, TOVREL_ALPHA_STRAIGHT);
+    for (int32_t y = 0; y < h; ++y) {
+        for (int32_t x = 0; x < w; ++x) {
+            const double px = x + 0.5, py = y + 0.5, t = px / w;
+            put(logo, x, y, {250.0 - 30.0 * t, 150.0 - 110.0 * t, 40.0 + 170.0 * t});
+            // Distance inside a rounded rectangle inset by 6, corner radius 30.
+            const double qx = std::max(std::abs(px - w / 2.0) - (w / 2.0 - 36.0), 0.0);
+            const double qy = std::max(std::abs(py - h / 2.0) - (h / 2.0 - 36.0), 0.0);
+            const double depth = 30.0 - std::hypot(qx, qy);
+            double a = std::clamp(depth / 5.0, 0.0, 1.0);
+            const double d = std::hypot(px - w / 2.0, py - h / 2.0);
+            if (d < 34.0) a *= d < 22.0 ? 0.0 : 0.45;
+            logo.alpha[static_cast<size_t>(y) * w + x] =
+                static_cast<uint16_t>(std::lround(4096.0 * a));
+        }
+    }
+    return logo;
+}
+
+frame scene_overlay(scene_context &ctx) {
+    frame out = scene_testcard(ctx);
+    frame logo = make_logo();
+    draw_quad(ctx, out, logo, {250.0, 150.0, 452.0, 128.0, 440.0, 236.0, 262.0, 258.0}, true,
+              MAP_EDGE_AA);
+    return out;
+}
+
 frame scene_tiles(scene_context &ctx) {
     // The card cut into 3 x 3 source rectangles, each scaled by 0.36 to a
     // fractional place; left with RECT_TILE, right without.
@@ -337,7 +371,7 @@ struct scene {
     frame (*render)(scene_context &);
 };
 
-constexpr std::array<scene, 7> scenes{{
+constexpr std::array<scene, 8> scenes{{
     {"testcard.png", "the built-in 640x360 test card, scaled to 480x270 by map_rectangle",
      scene_testcard},
     {"perspective.png",
@@ -352,6 +386,10 @@ constexpr std::array<scene, 7> scenes{{
      "a layer with a w12b alpha plane built from two anti-aliased quads and a soft glow "
      "with its own alpha, flattened over a checkerboard",
      scene_layers},
+    {"overlay.png",
+     "a logo with a soft w12b alpha plane laid in perspective over the test card, "
+     "anti-aliased edges and alpha together",
+     scene_overlay},
     {"tiles.png",
      "the card cut into 3x3 rectangles scaled by 0.36 to fractional places: RECT_TILE on "
      "the left (seamless), plain blending on the right (seams show); below, a seam crossing "

@@ -169,4 +169,13 @@ void add_alpha_plane(frame &f, uint16_t value, uint8_t alpha_mode) {
     f.alpha_mode = alpha_mode;
 }
 
+void alpha_from_fourth_byte(frame &f) {
+    add_alpha_plane(f, 0, TOVREL_ALPHA_STRAIGHT);
+    for (size_t i = 0; i < f.alpha.size(); ++i) {
+        uint8_t &q = f.pixels[4 * i + 3];
+        f.alpha[i] = static_cast<uint16_t>((q * 4096 + 127) / 255);
+        q = 255;
+    }
+}
+
 } // namespace tovrel_tool

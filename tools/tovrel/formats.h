@@ -70,6 +70,9 @@ constexpr int64_t max_frame_bytes = int64_t(1) << 30;
 std::string make_frame(frame &f, const format_info *format, int32_t width, int32_t height,
                        const uint8_t rgbq_fill[4] = nullptr);
 void add_alpha_plane(frame &f, uint16_t value, uint8_t alpha_mode);
+// Moves the fourth byte of an RGBQ frame (a PNG's alpha, 0..255) into a
+// straight w12b plane, round(a * 4096 / 255), and makes the byte opaque.
+void alpha_from_fourth_byte(frame &f);
 
 // A file frame of f's format into f (sized already), and back.
 void frame_from_file(const uint8_t *file, frame &f);

@@ -100,6 +100,7 @@ std::string frame_source::open() {
             png_.format = find_format(c_.format);
             if (png_.format->swap_red_blue) swap_red_blue(png_);
         }
+        if (c_.alpha_plane) alpha_from_fourth_byte(png_);
         format_ = png_.format;
         width_ = png_.width;
         height_ = png_.height;
@@ -313,7 +314,15 @@ int run_stream(const command_line &c, const stream_job &job, std::FILE *standard
                                     : yuvq_in             ? find_format(TOVREL_FORMAT_YUY2)
                                                           : source.format();
     frame blank;
-    problem = make_frame(blank, out_format, width, height, c.background.data());
+    if (!c.under.empty()) {
+        // --under: a PNG is the first content, and its size the size, of
+        // every output frame.
+        problem = read_png(c.under, blank);
+        if (problem.empty() && out_format->swap_red_blue) swap_red_blue(blank);
+        blank.format = out_format;
+    } else {
+        problem = make_frame(blank, out_format, width, height, c.background.data());
+    }
     if (!problem.empty()) return fail(err, job.command, problem);
     if (yuvq_in || !c.out_alpha.empty()) add_alpha_plane(blank, 0, TOVREL_ALPHA_STRAIGHT);
 
