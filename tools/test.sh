@@ -7,8 +7,13 @@
 #   4. Windows 64-bit (mingw-w64 x86_64): the whole test suite under wine
 #   5. AddressSanitizer + UndefinedBehaviorSanitizer and ThreadSanitizer runs
 #   6. Bounded fuzzing runs of the exported operations
+<<<<<<< HEAD
 #   7. The GStreamer plugin: its pipelines, gst-inspect-1.0 and the README's
 #      gst-launch-1.0 lines (skipped when GStreamer's dev files are absent)
+=======
+#   7. Install into a temporary prefix; a C host built through pkg-config
+#      and through find_package(tovrel)
+>>>>>>> stream
 # Usage: tools/test.sh [step ...]   (default: setup and every step)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -45,11 +50,17 @@ run_gst() {
   grep -h -E '^(SKIP |skip: )' "$out/native/Testing/Temporary/LastTest.log" || true
 }
 
+# The shared library alone, as it is installed: the python and install
+# steps share it.
+build_shared_library() {
+  configure "$out/shared" -DTOVREL_BUILD_TESTS=OFF -DTOVREL_BUILD_TOOLS=OFF
+  cmake --build "$out/shared" -j "$jobs" --target tovrel
+}
+
 run_python() {
   step "Python package (pytest over the shared library)"
-  configure "$out/python" -DTOVREL_BUILD_TESTS=OFF -DTOVREL_BUILD_TOOLS=OFF
-  cmake --build "$out/python" -j "$jobs" --target tovrel
-  TOVREL_LIBRARY="$out/python/src/libtovrel.so" "${TOVREL_PYTHON:-/usr/bin/python3}" \
+  build_shared_library
+  TOVREL_LIBRARY="$out/shared/src/libtovrel.so" "${TOVREL_PYTHON:-/usr/bin/python3}" \
     -m pytest -q -p no:cacheprovider "$root/python/tests"
 }
 
@@ -98,6 +109,12 @@ run_sanitizers() {
   fi
 }
 
+run_install() {
+  step "Install into a temporary prefix: a C host via pkg-config and find_package(tovrel)"
+  build_shared_library
+  "$root/tests/install/check.sh" "$out/shared" "$out/install-check"
+}
+
 run_fuzz() {
   if [ -x "$root/tests/fuzz/run.sh" ]; then
     step "Bounded fuzzing"
@@ -108,7 +125,11 @@ run_fuzz() {
 steps=("$@")
 if [ ${#steps[@]} -eq 0 ]; then
   "$root/tools/setup.sh"
+<<<<<<< HEAD
   steps=(native python m32 win32 win64 sanitizers fuzz gst)
+=======
+  steps=(native python m32 win32 win64 sanitizers fuzz install)
+>>>>>>> stream
 fi
 for s in "${steps[@]}"; do
   case $s in
@@ -120,7 +141,11 @@ for s in "${steps[@]}"; do
     win64) run_win64 ;;
     sanitizers) run_sanitizers ;;
     fuzz) run_fuzz ;;
+<<<<<<< HEAD
     gst) run_gst ;;
+=======
+    install) run_install ;;
+>>>>>>> stream
     *) echo "tools/test.sh: unknown step '$s'" >&2; exit 2 ;;
   esac
 done

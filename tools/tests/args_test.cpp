@@ -111,7 +111,26 @@ INSTANTIATE_TEST_SUITE_P(
             "only RGBQ frames can be written as PNG"},
         rejected_case{words({"warp", "a.yuv", "b.yuv", "--quad", quad, "--format", "yuy2", "--size",
                              "4x4", "--bg", "ffffff"}),
-                      "--bg applies to RGBQ"}),
+                      "--bg applies to RGBQ"},
+        rejected_case{words({"warp", "-", "out.yuv", "--quad", quad}),
+                      "standard input is read as raw"},
+        // threads and moves
+        rejected_case{words({"warp", "a.png", "b.png", "--quad", quad, "--threads", "0"}),
+                      "--threads needs a count of threads, 1..64"},
+        rejected_case{words({"warp", "a.png", "b.png", "--quad", quad, "--threads", "65"}),
+                      "--threads needs"},
+        rejected_case{words({"warp", "a.png", "b.png", "--quad", quad, "--quad-to", quad}),
+                      "--quad-to needs --move-frames N"},
+        rejected_case{words({"warp", "a.png", "b.png", "--quad", quad, "--move-frames", "5"}),
+                      "--move-frames needs --quad-to"},
+        rejected_case{words({"scale", "a.png", "b.png", "--dst", "0,0,4,4", "--move-frames", "5"}),
+                      "--move-frames needs --dst-to"},
+        rejected_case{words({"scale", "a.png", "b.png", "--dst", "0,0,4,4", "--dst-to", "0,0,4,4",
+                             "--move-frames", "0"}),
+                      "--move-frames needs a count of frames"},
+        rejected_case{words({"scale", "a.png", "b.png", "--dst", "0,0,4,4", "--dst-to", "4,0,0,4",
+                             "--move-frames", "3"}),
+                      "--dst-to needs x0 < x1"}),
     param_names::printed{});
 
 TEST(Accepted, DefaultsToDemo) {

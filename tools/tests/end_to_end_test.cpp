@@ -8,6 +8,11 @@
 #include <filesystem>
 #include <random>
 
+#ifdef __linux__
+#include <fcntl.h>
+#include <unistd.h>
+#endif
+
 #include "commands.h"
 #include "demo.h"
 #include "image_io.h"
@@ -32,11 +37,20 @@ std::string drain(std::FILE *f) {
     return text;
 }
 
-run_result run(const std::vector<std::string> &args) {
+// `input` is what "-" reads.
+run_result run(const std::vector<std::string> &args, const std::vector<uint8_t> &input = {}) {
+    std::FILE *in = std::tmpfile();
+    std::fwrite(input.data(), 1, input.size(), in);
+    std::rewind(in);
     std::FILE *out = std::tmpfile();
     std::FILE *err = std::tmpfile();
-    const int code = run_tool(args, out, err);
+    const int code = run_tool(args, in, out, err);
+    std::fclose(in);
     return {code, drain(out), drain(err)};
+}
+
+std::vector<uint8_t> bytes_of(const std::string &text) {
+    return {text.begin(), text.end()};
 }
 
 class Tool : public ::testing::Test {
@@ -77,6 +91,8 @@ TEST_F(Tool, DemoWritesEveryScene) {
         EXPECT_EQ(f.height, scene_height);
         EXPECT_NE(r.out.find(name), std::string::npos) << r.out;
     }
+    // Rendered through ffmpeg when it is installed, else said to be skipped.
+    EXPECT_NE(r.out.find("move.mp4"), std::string::npos) << r.out;
 }
 
 // Identity and mirror quads with point sampling copy texels exactly, with
@@ -175,24 +191,6 @@ TEST_F(Tool, WarpReportsTheLibrarysRefusal) {
     EXPECT_FALSE(fs::exists(path("out.yuvq")));
 }
 
-// Raw 4:2:2 frames through the identity quad with point sampling come out
-// as they went in.
-TEST_F(Tool, WarpCopiesRawPairFrames) {
-    for (const char *name : {"yuy2", "w210"}) {
-        frame in;
-        ASSERT_EQ(make_frame(in, find_format(name), 10, 6), "");
-        std::mt19937 gen(5);
-        for (uint8_t &b : in.pixels) b = uint8_t(gen() & (name[0] == 'w' ? 0x73 : 0xFF));
-        ASSERT_EQ(write_raw(path("in.raw"), in), "");
-        const run_result r = run({"warp", path("in.raw"), path("out.raw"), "--format", name,
-                                  "--size", "10x6", "--quad", "0,0,10,0,10,6,0,6", "--no-filter"});
-        ASSERT_EQ(r.code, exit_ok) << r.err;
-        frame out;
-        ASSERT_EQ(read_raw(path("out.raw"), find_format(name), 10, 6, out), "");
-        EXPECT_EQ(out.pixels, in.pixels) << name;
-    }
-}
-
 // Raw RGBQ halved: every component is the rounded mean of a 2x2 block.
 TEST_F(Tool, ScaleHalvesRawFrames) {
     const frame in = random_frame(8, 6, 99);
@@ -209,11 +207,173 @@ TEST_F(Tool, ScaleHalvesRawFrames) {
                                 in.row(2 * y + 1)[8 * x + i] + in.row(2 * y + 1)[8 * x + 4 + i];
                 ASSERT_EQ(out.row(y)[4 * x + i], (sum + 2) >> 2) << x << "," << y << "," << i;
             }
-    // A raw frame of the wrong length is refused before anything is drawn.
+    // A file shorter than one frame is a partial frame: refused, nothing drawn.
     const run_result shorter = run({"scale", path("in.rgbq"), path("x.rgbq"), "--format", "rgbq",
                                     "--size", "8x7", "--dst", "0,0,4,3"});
     EXPECT_EQ(shorter.code, exit_failure);
-    EXPECT_NE(shorter.err.find("is 224 bytes, the file has 192"), std::string::npos) << shorter.err;
+    EXPECT_NE(shorter.err.find("ends in a partial frame: 192 of the 224 bytes"), std::string::npos)
+        << shorter.err;
+}
+
+#ifdef __linux__
+// Progress goes to standard error only when it is a terminal (here a
+// pseudo-terminal); the stream tests check that a file gets nothing.
+TEST_F(Tool, ProgressOnATerminal) {
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_GE(master, 0);
+    ASSERT_EQ(grantpt(master), 0);
+    ASSERT_EQ(unlockpt(master), 0);
+    std::FILE *terminal = std::fopen(ptsname(master), "w");
+    ASSERT_NE(terminal, nullptr);
+    std::FILE *in = std::tmpfile();
+    const frame f = random_frame(8, 8, 3);
+    for (int k = 0; k < 5; ++k) std::fwrite(f.pixels.data(), 1, f.pixels.size(), in);
+    std::rewind(in);
+    std::FILE *out = std::tmpfile();
+    const int code = run_tool(
+        {"warp", "-", "-", "--format", "rgba", "--size", "8x8", "--quad", "0,0,8,0,8,8,0,8"}, in,
+        out, terminal);
+    std::fclose(terminal);
+    std::fclose(in);
+    std::fclose(out);
+    char text[256] = {};
+    const ssize_t n = read(master, text, sizeof text - 1);
+    close(master);
+    EXPECT_EQ(code, exit_ok);
+    ASSERT_GT(n, 0);
+    EXPECT_NE(std::string(text).find("tovrel: warp: 5 frames, "), std::string::npos) << text;
+}
+#endif
+
+// Frames back to back on standard input: each comes out as if it were
+// alone, in order; a trailing partial frame is reported after them.
+TEST_F(Tool, StreamsWholeFramesThenReportsAPartialOne) {
+    // Partly covered pixels over the background, and a whole-frame cover.
+    for (const char *dst : {"0.5,0,3.5,2", "0,0,4,2"}) {
+        std::vector<uint8_t> input, want;
+        for (uint32_t k = 0; k < 3; ++k) {
+            const frame f = random_frame(6, 4, 500 + k);
+            input.insert(input.end(), f.pixels.begin(), f.pixels.end());
+            ASSERT_EQ(write_raw(path("one.rgba"), f), "");
+            const run_result alone = run({"scale", path("one.rgba"), path("one-out.rgba"),
+                                          "--format", "rgba", "--size", "6x4", "--dst", dst});
+            ASSERT_EQ(alone.code, exit_ok) << alone.err;
+            frame o;
+            ASSERT_EQ(read_raw(path("one-out.rgba"), find_format("rgba"), 4, 2, o), "");
+            want.insert(want.end(), o.pixels.begin(), o.pixels.end());
+        }
+        const std::vector<std::string> args = {"scale",  "-",   "-",     "--format", "rgba",
+                                               "--size", "6x4", "--dst", dst};
+        const run_result whole = run(args, input);
+        ASSERT_EQ(whole.code, exit_ok) << whole.err;
+        EXPECT_EQ(bytes_of(whole.out), want) << dst;
+        EXPECT_EQ(whole.err, "");
+
+        input.resize(input.size() + 10, 7);
+        const run_result partial = run(args, input);
+        EXPECT_EQ(partial.code, exit_failure);
+        EXPECT_EQ(bytes_of(partial.out), want) << dst;
+        EXPECT_NE(partial.err.find("standard input ends in a partial frame: 10 of the 96 bytes "
+                                   "of a 6x4 rgba frame, after 3 whole frames"),
+                  std::string::npos)
+            << partial.err;
+    }
+    const run_result empty =
+        run({"scale", "-", "-", "--format", "rgba", "--size", "6x4", "--dst", "0,0,3,2"});
+    EXPECT_EQ(empty.code, exit_ok) << empty.err;
+    EXPECT_EQ(empty.out, "");
+}
+
+// Splitting the lines of each frame over threads changes no byte.
+TEST_F(Tool, ThreadsGiveTheSameBytes) {
+    std::vector<uint8_t> input;
+    for (uint32_t k = 0; k < 2; ++k) {
+        const frame f = random_frame(40, 30, 900 + k);
+        input.insert(input.end(), f.pixels.begin(), f.pixels.end());
+    }
+    const std::vector<std::vector<std::string>> jobs = {
+        {"warp", "--quad", "3.5,1,38,6,33,29,1,22.5", "--persp", "--aa", "--out-size", "41x31"},
+        {"warp", "--quad", "30,2,39,2,39,9,30,9", "--field", "bottom"},
+        {"scale", "--dst", "1.25,0.5,17.75,29", "--src", "2,3,39,27.5"},
+    };
+    for (const std::vector<std::string> &job : jobs) {
+        std::vector<std::string> args = job;
+        args.insert(args.begin() + 1, {"-", "-", "--format", "rgba", "--size", "40x30"});
+        const run_result one = run(args, input);
+        ASSERT_EQ(one.code, exit_ok) << one.err;
+        args.insert(args.end(), {"--threads", "3"});
+        const run_result three = run(args, input);
+        ASSERT_EQ(three.code, exit_ok) << three.err;
+        EXPECT_EQ(three.out, one.out) << job[2];
+    }
+}
+
+// A move: frame k at k/N of the way from --dst to --dst-to, held after N.
+TEST_F(Tool, MoveInterpolatesThenHolds) {
+    const std::vector<uint8_t> white(4 * 4 * 4 * 4, 255); // four 4x4 frames
+    const run_result r =
+        run({"scale", "-", "-", "--format", "bgra", "--size", "4x4", "--dst", "0,0,2,2", "--dst-to",
+             "6,4,8,6", "--move-frames", "2", "--bg", "0000ff"},
+            white);
+    ASSERT_EQ(r.code, exit_ok) << r.err;
+    ASSERT_EQ(r.out.size(), 4u * 8 * 6 * 4);
+    const int lefts[4] = {0, 3, 6, 6}, tops[4] = {0, 2, 4, 4};
+    for (int k = 0; k < 4; ++k)
+        for (int y = 0; y < 6; ++y)
+            for (int x = 0; x < 8; ++x) {
+                const bool inside =
+                    x >= lefts[k] && x < lefts[k] + 2 && y >= tops[k] && y < tops[k] + 2;
+                // bgra: the blue background is byte 0.
+                const uint8_t *p =
+                    reinterpret_cast<const uint8_t *>(r.out.data()) + ((k * 6 + y) * 8 + x) * 4;
+                EXPECT_EQ(p[0], 255) << k << ":" << x << "," << y;
+                EXPECT_EQ(p[2], inside ? 255 : 0) << k << ":" << x << "," << y;
+            }
+}
+
+// Planar 4:2:2 files become packed pairs Y0, U, Y1, V and come back intact.
+TEST_F(Tool, PlanarFormatsConvertBothWays) {
+    for (const char *name : {"yuv422p", "yuv422p10le"}) {
+        const format_info *format = find_format(name);
+        frame f;
+        ASSERT_EQ(make_frame(f, format, 6, 3), "") << name;
+        std::vector<uint8_t> file(f.pixels.size());
+        for (size_t i = 0; i < file.size(); ++i) file[i] = static_cast<uint8_t>(i * 7 + 1);
+        frame_from_file(file.data(), f);
+        const size_t s = format->bytes_per_pixel / 2; // bytes per sample
+        // Pixel pair 4 (line 1, pixels 2 and 3): Y at sample 8, 9; U, V at 4.
+        const uint8_t *pair = f.pixels.data() + 4 * s * 4;
+        const size_t y = 8 * s, u = 18 * s + 4 * s, v = 18 * s + 9 * s + 4 * s;
+        for (size_t b = 0; b < s; ++b) {
+            EXPECT_EQ(pair[b], file[y + b]) << name;
+            EXPECT_EQ(pair[s + b], file[u + b]) << name;
+            EXPECT_EQ(pair[2 * s + b], file[y + s + b]) << name;
+            EXPECT_EQ(pair[3 * s + b], file[v + b]) << name;
+        }
+        std::vector<uint8_t> back(file.size());
+        frame_to_file(f, back.data());
+        EXPECT_EQ(back, file) << name;
+    }
+}
+
+// A point-sampled identity warp returns 4:2:2 streams byte for byte, packed
+// or planar, 8 or 10 bits, split over threads or not.
+TEST_F(Tool, IdentityWarpReturns422Streams) {
+    for (const char *name : {"yuyv422", "yuv422p", "w210", "yuv422p10le"}) {
+        const bool ten_bit = find_format(name)->code == TOVREL_FORMAT_W210;
+        std::vector<uint8_t> input(2 * 10 * 6 * (ten_bit ? 4 : 2)); // two 10x6 frames
+        std::mt19937 gen(77);
+        for (size_t i = 0; i < input.size(); ++i) // 10-bit samples: high bytes 0..3
+            input[i] = static_cast<uint8_t>(gen() & (ten_bit && (i & 1) ? 3 : 255));
+        for (const char *threads : {"1", "4"}) {
+            const run_result r =
+                run({"warp", "-", "-", "--format", name, "--size", "10x6", "--quad",
+                     "0,0,10,0,10,6,0,6", "--no-filter", "--threads", threads},
+                    input);
+            ASSERT_EQ(r.code, exit_ok) << r.err;
+            EXPECT_EQ(bytes_of(r.out), input) << name << ", threads " << threads;
+        }
+    }
 }
 
 // A yuvq frame through its alpha plane into W210 with alpha, 1:1: luma times
@@ -241,8 +401,42 @@ TEST_F(Tool, ScaleDrawsYuvqThroughItsAlpha) {
         std::memcpy(&y, out.pixels.data() + 4 * i, 2);
         std::memcpy(&a, out_alpha.pixels.data() + 2 * i, 2);
         EXPECT_EQ(a, i % 4 == 3 ? 0 : 4096) << i;
-        if (i % 4 != 3) EXPECT_EQ(y, 4 * in.pixels[size_t(4 * i)]) << i;
+        if (i % 4 != 3) {
+            EXPECT_EQ(y, 4 * in.pixels[size_t(4 * i)]) << i;
+        }
     }
+    // A stream of three frames: the one alpha plane serves all of them, and
+    // each output frame and plane is the single run's.
+    std::vector<uint8_t> three;
+    for (int k = 0; k < 3; ++k) three.insert(three.end(), in.pixels.begin(), in.pixels.end());
+    const run_result s =
+        run({"scale", "-", "-", "--format", "yuvq", "--size", "4x2", "--dst", "0,0,4,2", "--alpha",
+             path("in.alpha"), "--out-format", "w210", "--out-alpha", path("out3.alpha")},
+            three);
+    ASSERT_EQ(s.code, exit_ok) << s.err;
+    std::vector<uint8_t> frames, planes;
+    for (int k = 0; k < 3; ++k) {
+        frames.insert(frames.end(), out.pixels.begin(), out.pixels.end());
+        planes.insert(planes.end(), out_alpha.pixels.begin(), out_alpha.pixels.end());
+    }
+    EXPECT_EQ(bytes_of(s.out), frames);
+    frame read_planes;
+    ASSERT_EQ(read_raw(path("out3.alpha"), find_format("word"), 4, 6, read_planes), "");
+    EXPECT_EQ(read_planes.pixels, planes);
+    // Two planes for three frames: the third frame has none.
+    std::vector<uint8_t> two(alpha.pixels);
+    two.insert(two.end(), alpha.pixels.begin(), alpha.pixels.end());
+    std::FILE *f = std::fopen(path("two.alpha").c_str(), "wb");
+    std::fwrite(two.data(), 1, two.size(), f);
+    std::fclose(f);
+    const run_result short_alpha = run({"scale", "-", "-", "--format", "yuvq", "--size", "4x2",
+                                        "--dst", "0,0,4,2", "--alpha", path("two.alpha")},
+                                       three);
+    EXPECT_EQ(short_alpha.code, exit_failure);
+    EXPECT_NE(short_alpha.err.find("two.alpha holds 2 whole alpha planes of 4x2 words; frame 2 of "
+                                   "standard input has none"),
+              std::string::npos)
+        << short_alpha.err;
 }
 
 TEST_F(Tool, ExitCodesAndMessages) {

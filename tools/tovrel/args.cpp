@@ -21,12 +21,11 @@ bool parse_number(const std::string &text, double &value) {
     return true;
 }
 
-bool parse_count(const std::string &text, int32_t &value) {
+bool parse_count(const std::string &text, int32_t &value, int32_t most) {
     int32_t v = 0;
     const char *last = text.data() + text.size();
     const auto [end, ec] = std::from_chars(text.data(), last, v);
-    if (ec != std::errc() || end != last || text.empty() || v < 1 || v > max_frame_side)
-        return false;
+    if (ec != std::errc() || end != last || text.empty() || v < 1 || v > most) return false;
     value = v;
     return true;
 }
@@ -108,9 +107,24 @@ const std::vector<option_def> &option_table() {
              return parse_colour(v, c.background);
          },
          "a colour RRGGBB or RRGGBBAA in hexadecimal"},
+        {"--threads", "N", in_both,
+         [](command_line &c, const std::string &v) {
+             return parse_count(v, c.threads, max_threads);
+         },
+         "a count of threads, 1..64"},
+        {"--move-frames", "N", in_both,
+         [](command_line &c, const std::string &v) {
+             return parse_count(v, c.move_frames, max_move_frames);
+         },
+         "a count of frames, 1..1000000"},
         {"--quad", "X0,Y0,...,X3,Y3", in_warp,
          [](command_line &c, const std::string &v) {
              return parse_number_list(v, c.quad.data(), 8);
+         },
+         "8 numbers separated by commas (x,y of 4 corners), each within +-1e6"},
+        {"--quad-to", "X0,Y0,...,X3,Y3", in_warp,
+         [](command_line &c, const std::string &v) {
+             return parse_number_list(v, c.quad_to.data(), 8);
          },
          "8 numbers separated by commas (x,y of 4 corners), each within +-1e6"},
         {"--persp", nullptr, in_warp,
@@ -133,6 +147,11 @@ const std::vector<option_def> &option_table() {
         {"--dst", "X0,Y0,X1,Y1", in_scale,
          [](command_line &c, const std::string &v) {
              return parse_number_list(v, c.dst_rect.data(), 4);
+         },
+         "4 numbers separated by commas (x0,y0,x1,y1), each within +-1e6"},
+        {"--dst-to", "X0,Y0,X1,Y1", in_scale,
+         [](command_line &c, const std::string &v) {
+             return parse_number_list(v, c.dst_rect_to.data(), 4);
          },
          "4 numbers separated by commas (x0,y0,x1,y1), each within +-1e6"},
         {"--src", "X0,Y0,X1,Y1", in_scale,
@@ -192,31 +211,39 @@ std::string check_combination(const command_line &c, const std::string &cmd,
             if (s == name) return true;
         return false;
     };
-    if (c.kind == command_kind::warp && !given("--quad")) return cmd + ": --quad is required";
+    const bool warp = c.kind == command_kind::warp;
+    if (warp && !given("--quad")) return cmd + ": --quad is required";
+    const char *to = warp ? "--quad-to" : "--dst-to";
+    if (given(to) != given("--move-frames"))
+        return cmd + (given(to) ? ": " + std::string(to) + " needs --move-frames N"
+                                : ": --move-frames needs " + std::string(to));
     if (c.kind == command_kind::scale) {
         if (!given("--dst")) return cmd + ": --dst is required";
         if (!(c.dst_rect[0] < c.dst_rect[2] && c.dst_rect[1] < c.dst_rect[3]))
             return cmd + ": --dst needs x0 < x1 and y0 < y1";
+        if (given("--dst-to") &&
+            !(c.dst_rect_to[0] < c.dst_rect_to[2] && c.dst_rect_to[1] < c.dst_rect_to[3]))
+            return cmd + ": --dst-to needs x0 < x1 and y0 < y1";
         if (c.src_rect_given && !(c.src_rect[0] < c.src_rect[2] && c.src_rect[1] < c.src_rect[3]))
             return cmd + ": --src needs x0 < x1 and y0 < y1";
     }
     const bool png_in = is_png_name(c.input);
+    const bool rgbq = c.format.empty() || find_format(c.format)->code == TOVREL_FORMAT_RGBQ;
     if (png_in) {
         if (given("--size"))
             return cmd + ": --size describes a raw input frame; " + c.input +
                    " is read as PNG (its size is in the file)";
-        if (!c.format.empty() && c.format != "rgbq")
+        if (!rgbq)
             return cmd + ": a PNG file holds RGBQ pixels; --format " + c.format +
                    " needs raw input and output files";
     } else if (c.format.empty() || !given("--size")) {
-        return cmd + ": " + c.input +
-               " is read as a raw frame (not .png): give --format and --size";
+        return cmd + ": " + (c.input == "-" ? std::string("standard input") : c.input) +
+               " is read as raw frames (not .png): give --format and --size";
     }
-    if (is_png_name(c.output) && !c.format.empty() && c.format != "rgbq")
+    if (is_png_name(c.output) && !rgbq)
         return cmd + ": only RGBQ frames can be written as PNG; name a raw output file for " +
                c.format;
-    if (c.background_given && !c.format.empty() && c.format != "rgbq")
-        return cmd + ": --bg applies to RGBQ frames only";
+    if (c.background_given && !rgbq) return cmd + ": --bg applies to RGBQ frames only";
     if (c.alpha_plane && !png_in)
         return cmd + ": --alpha takes the alpha channel of a PNG input; " + c.input +
                " is not read as PNG";
@@ -339,7 +366,8 @@ std::string usage_text() {
     return "usage:\n"
            "  tovrel [demo [DIR]]\n"
            "      Renders a built-in test card through a showcase of the library and writes\n"
-           "      one PNG per scene into DIR (default ./tovrel-demo).\n"
+           "      one PNG per scene into DIR (default ./tovrel-demo), and with ffmpeg on the\n"
+           "      PATH a few seconds of a move into DIR/move.mp4.\n"
            "  tovrel warp IN OUT --quad X0,Y0,X1,Y1,X2,Y2,X3,Y3 [--persp] [--aa]\n"
            "                     [--no-filter] [--field top|bottom] [--alpha]\n"
            "                     [--under IMAGE]\n"
@@ -353,28 +381,44 @@ std::string usage_text() {
            "      --alpha     IN's alpha channel becomes its alpha plane (straight colours,\n"
            "                  0..4096): IN is laid over OUT's content instead of copied\n"
            "      --under IMAGE  a PNG as OUT's first content and size (instead of --bg)\n"
+           "      --quad-to X0,..,Y3 --move-frames N\n"
+           "                  move the corners from --quad to --quad-to over the first N\n"
+           "                  frames (frame k at k/N of the way) and hold them after\n"
            "  tovrel scale IN OUT --dst X0,Y0,X1,Y1 [--src X0,Y0,X1,Y1] [--tile]\n"
            "                      [--src-field top|bottom] [--dst-field top|bottom]\n"
            "      Scales the source rectangle (default: all of IN) into the destination\n"
            "      rectangle with exact area weighting; fractional edges blend with the\n"
            "      background, or accumulate with --tile.\n"
-           "      --alpha FILE      IN's alpha plane (raw 16-bit words, 0 transparent to\n"
-           "                        4096 opaque); a yuvq IN needs one\n"
+           "      --dst-to X0,Y0,X1,Y1 --move-frames N\n"
+           "                  move the destination rectangle as --quad-to does the quad\n"
+           "      --alpha FILE      IN's alpha planes (raw 16-bit words, 0 transparent to\n"
+           "                        4096 opaque), one per frame of IN, or one for all of\n"
+           "                        them; a yuvq IN needs them\n"
            "      --out-format NAME OUT's format (default IN's; yuy2 for a yuvq IN)\n"
-           "      --out-alpha FILE  give OUT an alpha plane, transparent at first, and\n"
-           "                        write it to FILE (a yuvq IN always draws into one)\n"
+           "      --out-alpha FILE  give OUT's frames an alpha plane, transparent at\n"
+           "                        first, and write them to FILE, one per frame (a yuvq\n"
+           "                        IN always draws into one)\n"
            "options of warp and scale:\n"
            "  --out-size WxH   size of OUT (default: IN's size for warp, the rectangle's\n"
            "                   extent for scale)\n"
-           "  --bg COLOUR      first content of OUT, RRGGBB or RRGGBBAA (default 00000000)\n"
+           "  --bg COLOUR      first content of every output frame, RRGGBB or RRGGBBAA\n"
+           "                   (default 00000000)\n"
+           "  --threads N      split each frame's lines over N threads (same output)\n"
            "  --format NAME --size WxH\n"
-           "                   IN and OUT are raw frames (files not named .png) of this\n"
-           "                   format and size, lines packed without padding. Formats: " +
-           format_names() +
-           ".\n"
-           "                   PNG files are read and written as 8-bit RGBA, stored as RGBQ.\n"
-           "Exit status: 0 on success, 1 when an operation fails or the library reports a\n"
-           "problem, 2 for a malformed command line.\n";
+           "                   IN and OUT are raw frames (files not named .png, or - for\n"
+           "                   standard input and output) of this format and size, lines\n"
+           "                   packed without padding, any number of frames back to back.\n"
+           "                   Each NAME and the library format its frames become; the\n"
+           "                   second group are ffmpeg's (-f rawvideo -pix_fmt NAME):\n" +
+           format_pairs_text() +
+           "                   PNG files hold one picture, read and written as 8-bit RGBA\n"
+           "                   and stored as RGBQ.\n"
+           "Progress (frames, frames per second) goes to standard error when it is a\n"
+           "terminal.\n"
+           "Exit status: 0 on success (also when the reader of OUT closes it early), 1 when\n"
+           "an operation fails, the library reports a problem or the input ends in a\n"
+           "partial frame (after the whole frames are written), 2 for a malformed command\n"
+           "line.\n";
 }
 
 } // namespace tovrel_tool

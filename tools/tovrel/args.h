@@ -18,18 +18,25 @@ struct command_line {
     std::string output;
     std::string demo_dir; // demo only; "tovrel-demo" by default
 
-    // Raw frames: --format and --size describe the input file.
+    // Files: a name ending in .png is one PNG picture; any other name, or
+    // "-" for standard input or output, is a stream of raw frames.
+    // Raw frames: --format and --size describe the input.
     std::string format; // empty: not given
     int32_t width = 0, height = 0;
     // Output frame size; 0: derived from the input or the rectangle.
     int32_t out_width = 0, out_height = 0;
     bool background_given = false;
     std::array<uint8_t, 4> background{}; // RGBA, the destination's first content
-    std::string under;                   // warp: a PNG as the destination's first content
+    std::string under;                   // warp: a PNG as every output frame's first content
+    int32_t threads = 1;                 // each frame's lines split by phase and period
+    // A move: the corners (or rectangle) go from the first value to the
+    // `_to` value over frames 0 .. move_frames - 1 and stay there after.
+    int32_t move_frames = 0; // 0: no move
 
     // warp: corners of the source's top-left, top-right, bottom-right and
     // bottom-left in the destination, as x, y pairs.
     std::array<double, 8> quad{};
+    std::array<double, 8> quad_to{};
     bool perspective = false;
     bool edge_aa = false;
     bool no_filter = false;
@@ -40,6 +47,7 @@ struct command_line {
 
     // scale: x0, y0, x1, y1 rectangles.
     std::array<double, 4> dst_rect{};
+    std::array<double, 4> dst_rect_to{};
     std::array<double, 4> src_rect{};
     bool src_rect_given = false;
     bool tile = false;
@@ -71,7 +79,8 @@ bool is_png_name(const std::string &name);
 // Single values, exposed for the tests. Each returns false on anything but
 // a complete, finite number in range.
 bool parse_number(const std::string &text, double &value);
-bool parse_count(const std::string &text, int32_t &value);                 // 1 .. max_frame_side
+bool parse_count(const std::string &text, int32_t &value,
+                 int32_t most = 32768); // 1 .. most (default: the largest frame side)
 bool parse_size(const std::string &text, int32_t &width, int32_t &height); // WxH
 bool parse_number_list(const std::string &text, double *values, size_t count);
 bool parse_colour(const std::string &text, std::array<uint8_t, 4> &rgba);
@@ -79,5 +88,7 @@ bool parse_colour(const std::string &text, std::array<uint8_t, 4> &rgba);
 // Coordinates beyond this magnitude are refused: they are far outside any
 // frame and would only lose precision in the library's 32-bit floats.
 constexpr double max_coordinate = 1.0e6;
+constexpr int32_t max_threads = 64;
+constexpr int32_t max_move_frames = 1000000;
 
 } // namespace tovrel_tool

@@ -1,5 +1,6 @@
 #include "commands.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -8,66 +9,11 @@
 #include "args.h"
 #include "demo.h"
 #include "formats.h"
-#include "image_io.h"
 #include "quad.h"
-#include "session.h"
+#include "stream.h"
 
 namespace tovrel_tool {
 namespace {
-
-std::string load_input(const command_line &c, frame &f) {
-    if (is_png_name(c.input)) return read_png(c.input, f);
-    return read_raw(c.input, find_format(c.format), c.width, c.height, f);
-}
-
-std::string save_output(const command_line &c, const frame &f) {
-    if (is_png_name(c.output)) return write_png(c.output, f);
-    return write_raw(c.output, f);
-}
-
-std::string make_output(const command_line &c, const frame &in, int32_t width, int32_t height,
-                        frame &f) {
-    if (!c.under.empty()) return read_png(c.under, f);
-    const format_info *format = in.format;
-    if (!c.out_format.empty())
-        format = find_format(c.out_format);
-    else if (in.format->code == TOVREL_FORMAT_YUVQ)
-        format = find_format(TOVREL_FORMAT_YUY2);
-    const std::string problem = make_frame(f, format, width, height, c.background.data());
-    if (problem.empty() && (in.format->code == TOVREL_FORMAT_YUVQ || !c.out_alpha.empty()))
-        add_alpha_plane(f, 0, TOVREL_ALPHA_STRAIGHT);
-    return problem;
-}
-
-// IN's alpha plane from --alpha: width * height little-endian words.
-std::string load_alpha(const command_line &c, frame &f) {
-    if (c.alpha.empty()) return {};
-    frame words;
-    const std::string problem =
-        read_raw(c.alpha, find_format(TOVREL_FORMAT_WORD), f.width, f.height, words);
-    if (!problem.empty()) return problem;
-    add_alpha_plane(f, 0, TOVREL_ALPHA_STRAIGHT);
-    for (size_t i = 0; i < f.alpha.size(); ++i)
-        f.alpha[i] = uint16_t(words.pixels[2 * i] | words.pixels[2 * i + 1] << 8);
-    return {};
-}
-
-std::string save_alpha(const command_line &c, const frame &f) {
-    if (c.out_alpha.empty()) return {};
-    frame words;
-    std::string problem = make_frame(words, find_format(TOVREL_FORMAT_WORD), f.width, f.height);
-    if (!problem.empty()) return problem;
-    for (size_t i = 0; i < f.alpha.size(); ++i) {
-        words.pixels[2 * i] = uint8_t(f.alpha[i]);
-        words.pixels[2 * i + 1] = uint8_t(f.alpha[i] >> 8);
-    }
-    return write_raw(c.out_alpha, words);
-}
-
-int report_failure(std::FILE *err, const char *cmd, const std::string &message) {
-    std::fprintf(err, "tovrel: %s: %s\n", cmd, message.c_str());
-    return exit_failure;
-}
 
 uint32_t map_flags(const command_line &c) {
     uint32_t flags = 0;
@@ -88,77 +34,74 @@ uint32_t rect_flags(const command_line &c) {
     return flags;
 }
 
-int run_warp(const command_line &c, std::FILE *err) {
-    frame in;
-    std::string problem = load_input(c, in);
-    if (!problem.empty()) return report_failure(err, "warp", problem);
-    if (c.alpha_plane) alpha_from_fourth_byte(in);
+int run_warp(const command_line &c, std::FILE *in, std::FILE *out, std::FILE *err) {
     std::array<map_vertex, 4> vertices;
-    problem = make_quad_vertices(in.width, in.height, c.quad, c.perspective, vertices);
-    if (!problem.empty()) return report_failure(err, "warp", problem);
-    frame out;
-    problem = make_output(c, in, c.out_width ? c.out_width : in.width,
-                          c.out_height ? c.out_height : in.height, out);
-    if (!problem.empty()) return report_failure(err, "warp", problem);
-
-    int reports = 0;
-    {
-        report_scope scope(err);
-        const image_descriptor dst = out.descriptor();
-        const image_descriptor src = in.descriptor();
-        map_polygon(&dst, &src, vertices.data(), 4, map_flags(c), 0, 1);
-        reports = scope.count();
-    }
-    if (reports)
-        return report_failure(err, "warp", "the library refused; " + c.output + " not written");
-    problem = save_output(c, out);
-    if (!problem.empty()) return report_failure(err, "warp", problem);
-    return exit_ok;
+    stream_job job;
+    job.command = "warp";
+    job.output_size = [&](int32_t in_width, int32_t in_height, int32_t &width, int32_t &height) {
+        width = c.out_width ? c.out_width : in_width;
+        height = c.out_height ? c.out_height : in_height;
+        return std::string();
+    };
+    job.prepare = [&](int64_t index, const frame &f, bool &) {
+        const std::array<double, 8> quad = along_move(c.quad, c.quad_to, index, c.move_frames);
+        return make_quad_vertices(f.width, f.height, quad, c.perspective, vertices);
+    };
+    const uint32_t flags = map_flags(c);
+    job.draw = [&](frame &f, frame &o, int32_t phase, int32_t period) {
+        const image_descriptor dst = o.descriptor();
+        const image_descriptor src = f.descriptor();
+        map_polygon(&dst, &src, vertices.data(), 4, flags, phase, period);
+    };
+    return run_stream(c, job, in, out, err);
 }
 
-int run_scale(const command_line &c, std::FILE *err) {
-    frame in;
-    std::string problem = load_input(c, in);
-    if (problem.empty()) problem = load_alpha(c, in);
-    if (!problem.empty()) return report_failure(err, "scale", problem);
-    const std::array<double, 4> src =
-        c.src_rect_given ? c.src_rect
-                         : std::array<double, 4>{0.0, 0.0, double(in.width), double(in.height)};
-    const std::array<double, 4> &dst = c.dst_rect;
-    int32_t width = c.out_width, height = c.out_height;
-    if (!width) {
-        // Just wide and high enough to hold the destination rectangle.
-        if (dst[2] <= 0.0 || dst[3] <= 0.0 || dst[2] > max_frame_side || dst[3] > max_frame_side)
-            return report_failure(err, "scale",
-                                  "the output size cannot be derived from --dst; give --out-size");
-        width = static_cast<int32_t>(std::ceil(dst[2]));
-        height = static_cast<int32_t>(std::ceil(dst[3]));
-    }
-    frame out;
-    problem = make_output(c, in, width, height, out);
-    if (!problem.empty()) return report_failure(err, "scale", problem);
-
-    int reports = 0;
-    {
-        report_scope scope(err);
-        const image_descriptor d = out.descriptor();
-        const image_descriptor s = in.descriptor();
+int run_scale(const command_line &c, std::FILE *in, std::FILE *out, std::FILE *err) {
+    std::array<double, 4> src{}, dst{};
+    int32_t out_width = 0, out_height = 0;
+    stream_job job;
+    job.command = "scale";
+    job.output_size = [&](int32_t, int32_t, int32_t &width, int32_t &height) {
+        width = out_width = c.out_width;
+        height = out_height = c.out_height;
+        if (width) return std::string();
+        // Just wide and high enough to hold the destination rectangle
+        // wherever its move takes it.
+        const double right = std::max(c.dst_rect[2], c.move_frames ? c.dst_rect_to[2] : 0.0);
+        const double bottom = std::max(c.dst_rect[3], c.move_frames ? c.dst_rect_to[3] : 0.0);
+        if (right <= 0.0 || bottom <= 0.0 || right > max_frame_side || bottom > max_frame_side)
+            return std::string("the output size cannot be derived from --dst; give --out-size");
+        width = out_width = static_cast<int32_t>(std::ceil(right));
+        height = out_height = static_cast<int32_t>(std::ceil(bottom));
+        return std::string();
+    };
+    job.prepare = [&](int64_t index, const frame &f, bool &covers_output) {
+        src = c.src_rect_given ? c.src_rect
+                               : std::array<double, 4>{0.0, 0.0, double(f.width), double(f.height)};
+        dst = along_move(c.dst_rect, c.dst_rect_to, index, c.move_frames);
+        // A whole-frame rectangle writes each pixel at full coverage, which
+        // leaves nothing of the background (tiles add to it, fields skip
+        // lines, alpha blends over it).
+        covers_output =
+            !c.tile && c.dst_field == field_choice::none && c.alpha.empty() &&
+            c.out_alpha.empty() &&
+            dst == std::array<double, 4>{0.0, 0.0, double(out_width), double(out_height)};
+        return std::string();
+    };
+    const uint32_t flags = rect_flags(c);
+    job.draw = [&](frame &f, frame &o, int32_t phase, int32_t period) {
+        const image_descriptor d = o.descriptor();
+        const image_descriptor s = f.descriptor();
         map_rectangle(&d, float(dst[0]), float(dst[1]), float(dst[2]), float(dst[3]), &s,
-                      float(src[0]), float(src[1]), float(src[2]), float(src[3]), rect_flags(c), 0,
-                      1);
-        reports = scope.count();
-    }
-    if (reports)
-        return report_failure(err, "scale", "the library refused; " + c.output + " not written");
-    problem = save_output(c, out);
-    if (problem.empty()) problem = save_alpha(c, out);
-    if (!problem.empty()) return report_failure(err, "scale", problem);
-    return exit_ok;
+                      float(src[0]), float(src[1]), float(src[2]), float(src[3]), flags, phase,
+                      period);
+    };
+    return run_stream(c, job, in, out, err);
 }
 
 } // namespace
 
-int run_tool(const std::vector<std::string> &args, std::FILE *out, std::FILE *err) {
+int run_tool(const std::vector<std::string> &args, std::FILE *in, std::FILE *out, std::FILE *err) {
     const parse_result parsed = parse_command_line(args);
     if (!parsed.ok) {
         std::fprintf(err, "tovrel: %s\nTry 'tovrel --help'.\n", parsed.error.c_str());
@@ -172,9 +115,9 @@ int run_tool(const std::vector<std::string> &args, std::FILE *out, std::FILE *er
     case command_kind::demo:
         return run_demo(c.demo_dir, out, err);
     case command_kind::warp:
-        return run_warp(c, err);
+        return run_warp(c, in, out, err);
     case command_kind::scale:
-        return run_scale(c, err);
+        return run_scale(c, in, out, err);
     }
     return exit_usage;
 }

@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 
 #include <tovrel.h>
 
+#include "commands.h"
 #include "image_io.h"
 #include "quad.h"
 #include "session.h"
@@ -402,6 +405,67 @@ constexpr std::array<scene, 8> scenes{{
      scene_yuy2},
 }};
 
+#ifdef _WIN32
+#define popen _popen
+#define pclose _pclose
+constexpr const char *read_mode = "rb", *write_mode = "wb", *no_output = " >NUL 2>&1";
+std::string quoted(const std::string &path) {
+    return "\"" + path + "\"";
+}
+#else
+constexpr const char *read_mode = "r", *write_mode = "w", *no_output = " >/dev/null 2>&1";
+std::string quoted(const std::string &path) {
+    std::string q = "'";
+    for (char ch : path) q += ch == '\'' ? std::string("'\\''") : std::string(1, ch);
+    return q + "'";
+}
+#endif
+
+// The move of `tovrel warp --quad-to`, as a video: ffmpeg's testsrc2 flies
+// from the whole frame into a picture-in-picture over the test card in 2 s,
+// stays there 2 s more. The frames go ffmpeg -> the tool's own warp stream
+// -> ffmpeg, which lays them over testcard.png and encodes move.mp4.
+// Returns 0, or 1 when the pipeline failed; without ffmpeg on the PATH it
+// says so and returns 0.
+int render_move(const std::filesystem::path &root, std::FILE *out, std::FILE *err) {
+    if (std::system((std::string("ffmpeg -version") + no_output).c_str()) != 0) {
+        std::fprintf(out, "  %-16s skipped: no ffmpeg on the PATH\n", "move.mp4");
+        return 0;
+    }
+    const std::string size = std::to_string(scene_width) + "x" + std::to_string(scene_height);
+    const std::string source = "ffmpeg -v error -nostdin -f lavfi -i testsrc2=size=" + size +
+                               ":rate=25 -frames:v 100 -f rawvideo -pix_fmt rgba -";
+    // The warped frames carry premultiplied coverage in A over a transparent
+    // background.
+    const std::string encoder =
+        "ffmpeg -v error -y -f rawvideo -pix_fmt rgba -s " + size + " -r 25 -i - -loop 1 -i " +
+        quoted((root / "testcard.png").string()) +
+        " -filter_complex [1][0]overlay=shortest=1:alpha=premultiplied -pix_fmt yuv420p " +
+        quoted((root / "move.mp4").string()) + no_output;
+    std::FILE *in = popen(source.c_str(), read_mode);
+    std::FILE *to = in ? popen(encoder.c_str(), write_mode) : nullptr;
+    int code = 1;
+    if (to) {
+        const auto start = std::chrono::steady_clock::now();
+        code = run_tool({"warp", "-", "-", "--format", "rgba", "--size", size, "--persp", "--aa",
+                         "--quad", "0,0,480,0,480,270,0,270", "--quad-to",
+                         "292,150,462,168,462,252,292,262", "--move-frames", "50"},
+                        in, to, err);
+        if (pclose(to) != 0) code = 1;
+        const double ms =
+            std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
+                .count();
+        if (code == 0)
+            std::fprintf(out,
+                         "  %-16s %8.0f ms  4 s of testsrc2 flying into a picture-in-picture "
+                         "(warp --quad-to --move-frames 50), encoded by ffmpeg\n",
+                         "move.mp4", ms);
+    }
+    if (in) pclose(in);
+    if (code != 0) std::fprintf(err, "tovrel: demo: move.mp4: the ffmpeg pipeline failed\n");
+    return code == 0 ? 0 : 1;
+}
+
 } // namespace
 
 frame make_test_card() {
@@ -448,6 +512,7 @@ int run_demo(const std::string &dir, std::FILE *out, std::FILE *err) {
         }
         std::fprintf(out, "  %-16s %8.2f ms  %s\n", s.file, clock.milliseconds(), s.shows);
     }
+    if (!failed) failed = render_move(root, out, err);
     std::fflush(out);
     return failed ? 1 : 0;
 }

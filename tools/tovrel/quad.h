@@ -12,6 +12,19 @@
 
 namespace tovrel_tool {
 
+// A value along a move: `from` at frame 0, `to` from frame `frames` on,
+// linear between (frame k at k / frames of the way); `from` throughout
+// when frames is 0.
+template <size_t N>
+std::array<double, N> along_move(const std::array<double, N> &from, const std::array<double, N> &to,
+                                 int64_t index, int32_t frames) {
+    if (frames <= 0) return from;
+    const double t = index >= frames ? 1.0 : double(index) / double(frames);
+    std::array<double, N> at;
+    for (size_t i = 0; i < N; ++i) at[i] = from[i] + (to[i] - from[i]) * t;
+    return at;
+}
+
 // Projective map of the unit square onto a quad:
 //   x = (a s + b t + c) / (g s + h t + 1), y = (d s + e t + f) / (g s + h t + 1)
 // with (0,0), (1,0), (1,1), (0,1) going to corners 0, 1, 2, 3.

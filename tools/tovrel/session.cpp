@@ -13,6 +13,8 @@ report_scope::~report_scope() {
 void TOVREL_CALL report_scope::sink(const char *line, void *user) {
     auto *self = static_cast<report_scope *>(user);
     ++self->count_;
+    if (self->last_ == line) return;
+    self->last_ = line;
     // Lines arrive with their "\n".
     std::fprintf(self->err_, "tovrel: library: %s", line);
     std::fflush(self->err_);

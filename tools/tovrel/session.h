@@ -4,13 +4,16 @@
 
 #include <chrono>
 #include <cstdio>
+#include <string>
 
 #include <tovrel.h>
 
 namespace tovrel_tool {
 
 // While alive, every report line of the library is printed to `err`
-// (prefixed "tovrel: library: ") and counted. Only one may exist at a time.
+// (prefixed "tovrel: library: ") and counted; a line repeating the one
+// before it (the same refusal from every thread of a frame) is counted but
+// not printed again. Only one may exist at a time.
 class report_scope {
 public:
     explicit report_scope(std::FILE *err);
@@ -24,6 +27,7 @@ private:
     static void TOVREL_CALL sink(const char *line, void *user);
     std::FILE *err_;
     int count_ = 0;
+    std::string last_;
 };
 
 // Accumulates the wall time of the calls it wraps.
