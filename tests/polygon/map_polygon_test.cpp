@@ -1,4 +1,4 @@
-// map_polygon end to end with the RGBQ and word renderers and writers:
+// map_polygon end to end with the RGBQ, 4:2:2 and S16X4 renderers and writers:
 // footprints, fields, perspective, anti-aliased edges, source and
 // destination alpha, tiling and refusals.
 #include <gtest/gtest.h>
@@ -44,12 +44,6 @@ struct image {
         d.width = w, d.height = h, d.format = TOVREL_FORMAT_RGBQ, d.alpha_mode = mode;
         d.pixels = &px[index(0, 0)], d.pitch = stride * 4, d.alpha_kind = alpha_kind;
         d.alpha = &alpha[index(0, 0)], d.alpha_pitch = stride * 2;
-        return d;
-    }
-    // A word image: the alpha plane's samples as the pixels.
-    image_descriptor word_desc(uint32_t alpha_kind = 0) {
-        image_descriptor d = desc(alpha_kind);
-        d.format = TOVREL_FORMAT_WORD, d.pixels = d.alpha, d.pitch = d.alpha_pitch;
         return d;
     }
     bool guards_intact() const {
@@ -112,30 +106,6 @@ TEST(MapPolygon, AxisAlignedRectangles) {
                     ASSERT_EQ(half.ch(x, y, c), (sum + 2) >> 2) << x << "," << y;
                 }
             }
-}
-
-// Word into word: the identity copies samples (the last column and row at
-// fraction 127), halving takes rounded means of 2 x 2 samples (slot 12,
-// samples below 8192).
-TEST(MapPolygon, WordTextures) {
-    image src(32, 24, 0), copy(32, 24, 0), half(16, 12, 0);
-    std::mt19937 rng(11);
-    for (int i = 0; i < 32 * 24; ++i) src.alpha_at(i % 32, i / 32) = uint16_t(rng() % 8192);
-    const image_descriptor sd = src.word_desc(), cd = copy.word_desc(), hd = half.word_desc();
-    const verts whole = rect(32, 24, 32, 24), halved = rect(16, 12, 32, 24);
-    map_polygon(&cd, &sd, whole.data(), 4, 0, 0, 1);
-    map_polygon(&hd, &sd, halved.data(), 4, 0, 0, 1);
-    EXPECT_TRUE(copy.guards_intact() && half.guards_intact());
-    auto t = [&](int x, int y) { return int(src.alpha_at(x, y)); };
-    for (int y = 0; y < 23; ++y)
-        for (int x = 0; x < 31; ++x) {
-            ASSERT_EQ(copy.alpha_at(x, y), t(x, y)) << x << "," << y;
-            if (x < 15 && y < 11) {
-                const int sum = t(2 * x, 2 * y) + t(2 * x + 1, 2 * y) + t(2 * x, 2 * y + 1) +
-                                t(2 * x + 1, 2 * y + 1);
-                ASSERT_EQ(half.alpha_at(x, y), (sum + 2) >> 2) << x << "," << y;
-            }
-        }
 }
 
 // RGBQ with a w12b plane (uniform alpha 3000, so every footprint samples

@@ -26,16 +26,6 @@ struct s16x4_case {
 };
 
 const s16x4_case cases[] = {
-    {"copy_negative",
-     false,
-     {0},
-     {},
-     {-1, -32768, 12345, -2},
-     {},
-     40000,
-     9000,
-     {},
-     {-1, -32768, 12345, -2}},
     // ((64 * a + 64 * b) * 128 + 8192) >> 14 = (a + b + 1) >> 1, arithmetic.
     {"extremes_blend",
      false,
