@@ -2,15 +2,10 @@
 # Installs what tovrel needs to build, test and benchmark on Debian 12:
 # the native toolchain, -m32 multilib, mingw-w64 for both Windows targets,
 # wine and Xvfb for the Windows tests, GoogleTest and Google Benchmark,
-<<<<<<< HEAD
-# libpng for the tool, clang for the fuzzers, the benchmark peers,
-# Debian's Python with numpy, pytest and OpenCV for the Python package, and
-# GStreamer with its base plugins for the plugin, its tests and bench.
-=======
 # libpng for the tool, ffmpeg for its pipeline tests and the demo's video,
-# clang for the fuzzers, the benchmark peers, and Debian's Python with
-# numpy, pytest and OpenCV for the Python package.
->>>>>>> stream
+# clang for the fuzzers, the benchmark peers, Debian's Python with numpy,
+# pytest and OpenCV for the Python package, and GStreamer with its base
+# plugins for the plugin, its tests and bench.
 #   tools/setup.sh            everything
 #   tools/setup.sh --minimal  only what the native build and the demo need
 set -euo pipefail

@@ -7,13 +7,10 @@
 #   4. Windows 64-bit (mingw-w64 x86_64): the whole test suite under wine
 #   5. AddressSanitizer + UndefinedBehaviorSanitizer and ThreadSanitizer runs
 #   6. Bounded fuzzing runs of the exported operations
-<<<<<<< HEAD
 #   7. The GStreamer plugin: its pipelines, gst-inspect-1.0 and the README's
 #      gst-launch-1.0 lines (skipped when GStreamer's dev files are absent)
-=======
-#   7. Install into a temporary prefix; a C host built through pkg-config
+#   8. Install into a temporary prefix; a C host built through pkg-config
 #      and through find_package(tovrel)
->>>>>>> stream
 # Usage: tools/test.sh [step ...]   (default: setup and every step)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -125,11 +122,7 @@ run_fuzz() {
 steps=("$@")
 if [ ${#steps[@]} -eq 0 ]; then
   "$root/tools/setup.sh"
-<<<<<<< HEAD
-  steps=(native python m32 win32 win64 sanitizers fuzz gst)
-=======
-  steps=(native python m32 win32 win64 sanitizers fuzz install)
->>>>>>> stream
+  steps=(native python m32 win32 win64 sanitizers fuzz gst install)
 fi
 for s in "${steps[@]}"; do
   case $s in
@@ -141,11 +134,8 @@ for s in "${steps[@]}"; do
     win64) run_win64 ;;
     sanitizers) run_sanitizers ;;
     fuzz) run_fuzz ;;
-<<<<<<< HEAD
     gst) run_gst ;;
-=======
     install) run_install ;;
->>>>>>> stream
     *) echo "tools/test.sh: unknown step '$s'" >&2; exit 2 ;;
   esac
 done
