@@ -185,7 +185,6 @@ prepare_status prepare_polygon(polygon_work &work, const polygon_args &a) {
     ctx.src_v_limit = static_cast<float>(v_limit) - static_cast<float>(footprint.v_reduction);
     ctx.w_floor = perspective ? 0.5 * w_min : 0.0;
     ctx.dst_width = dst.width;
-    ctx.pair_units = 0;
     ctx.dst_lines = dst.height * factor;
     ctx.dst_pixels = nullptr;
     ctx.dst_pitch = 0;
@@ -238,6 +237,15 @@ map_polygon(const image_descriptor *dst, const image_descriptor *src, const map_
     if (const char *problem = plane_problem(*dst, *src, choice, work.ctx.edge_aa != 0, limit))
         return diag_report(problem, limit); // messages with or without the limit
 
+    // The 4:2:2 writers step by pairs and read pixel x1 of an odd range from
+    // the line buffer, which no renderer wrote: start from a cleared buffer so
+    // that what they read is the same on every run.
+    if (choice.pair_format && choice.via_line_buffer) {
+        const int32_t pixels = std::min(dst->width + 1, limit);
+        std::memset(work.line_colour, 0, static_cast<size_t>(pixels) * choice.pixel_bytes);
+        std::memset(work.line_alpha, 0, static_cast<size_t>(pixels) * sizeof work.line_alpha[0]);
+    }
+
     span_context &ctx = work.ctx;
     ctx.persp_renderer = choice.persp_renderer;
     ctx.affine_renderer = choice.affine_renderer;
@@ -246,7 +254,6 @@ map_polygon(const image_descriptor *dst, const image_descriptor *src, const map_
     ctx.span_writer = choice.span_writer;
     ctx.coverage_writer = choice.coverage_writer;
     ctx.span_routine = select_span_routine(choice.via_line_buffer, ctx.perspective != 0);
-    ctx.pair_units = choice.pair_format ? 1 : 0;
     draw_polygon(work, *dst);
     return 0;
 }

@@ -132,24 +132,15 @@ template <bool ViaLineBuffer, bool Perspective>
 void span_render(const span_context *ctx, const span_rows *rows, const edge_record *left,
                  const edge_record *right, double yc, double xl, double xr, int32_t x0,
                  int32_t x1) {
-    // On the buffered 4:2:2 path the writer of [x0, x1) reads whole pairs
-    // (a leading odd pixel's V, pixel x1 of an odd range): render the pairs
-    // the range touches, so that it never reads what an earlier span left.
-    // Destination widths are even, so r1 stays inside the row.
-    int32_t r0 = x0, r1 = x1;
-    if (ViaLineBuffer && ctx->pair_units) {
-        r0 = x0 & ~1;
-        r1 = (x1 + 1) & ~1;
-    }
-    const span_coefficients c = span_gradients(*ctx, *left, *right, yc, xl, xr, r0, r1);
+    const span_coefficients c = span_gradients(*ctx, *left, *right, yc, xl, xr, x0, x1);
     const span_rows *target = ViaLineBuffer ? &ctx->line_buffer : rows;
     if constexpr (Perspective)
         (ViaLineBuffer ? ctx->persp_renderer : ctx->direct_persp_renderer)(
-            target, r0, r1, &ctx->source, ctx->src_u_limit, ctx->src_v_limit, c.u_step, c.v_step,
+            target, x0, x1, &ctx->source, ctx->src_u_limit, ctx->src_v_limit, c.u_step, c.v_step,
             c.u_base, c.v_base, c.w_step, c.w_base);
     else
         (ViaLineBuffer ? ctx->affine_renderer : ctx->direct_affine_renderer)(
-            target, r0, r1, &ctx->source, ctx->src_u_limit, ctx->src_v_limit, c.u_step, c.v_step,
+            target, x0, x1, &ctx->source, ctx->src_u_limit, ctx->src_v_limit, c.u_step, c.v_step,
             c.u_base, c.v_base);
     if (ViaLineBuffer || ctx->span_writer) ctx->span_writer(rows, &ctx->line_buffer, x0, x1);
 }

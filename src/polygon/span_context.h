@@ -65,9 +65,6 @@ struct span_context {
     double w_floor;
 
     int32_t dst_width;
-    // 4:2:2 destinations: the buffered path renders whole pairs, because
-    // the pair writers read both pixels and both chroma samples of a pair.
-    int32_t pair_units;
     int32_t dst_lines; // destination height, times 3 under MAP_EDGE_AA
     uint8_t *dst_pixels;
     int32_t dst_pitch;
