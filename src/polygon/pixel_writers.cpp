@@ -104,7 +104,13 @@ void pixel_writer(const span_rows *dst, const span_rows *src, const uint16_t *co
 // weights, destination alpha and live terms on the 8192 scale. Alpha roles
 // read this as: chroma weighted by the pair's summed effective weights
 // (e0 + e1, k0 + k1, ...), which reduces to c0 + c1 without alpha.
-template <class L, class R>
+//
+// Behind a span (Span true) the line buffer holds only the samples the
+// renderer wrote for [x0, x1): a leading odd pixel's Y without its pair's
+// V, and nothing of pixel x1 of an odd range. Those are not read (they
+// would carry an earlier span's values, and differ when the lines are
+// split among calls): that V stays, and pixel x1 counts as uncovered.
+template <class L, class R, bool Span = false>
 void pair_writer(const span_rows *dst, const span_rows *src, const uint16_t *coverage, int32_t x0,
                  int32_t x1) {
     using T = typename L::sample;
@@ -117,8 +123,10 @@ void pair_writer(const span_rows *dst, const span_rows *src, const uint16_t *cov
         // chroma byte after it is not touched.
         const bool inside = x + 1 < dst->width;
         const pixel_inputs in0 = load_inputs<R>(dst, src, coverage, x);
-        const pixel_inputs in1 =
-            inside ? load_inputs<R>(dst, src, coverage, x + 1) : pixel_inputs{0, 0, 0};
+        pixel_inputs in1{0, 0, 0};
+        if (inside) in1 = load_inputs<R>(dst, src, coverage, x + 1);
+        if (Span && x + 1 >= x1) in1.c = in1.as = 0;
+        const int first_chroma = Span && x == x0 && (x & 1) ? 3 : 1;
         const weights<int32_t> t0 = R::template terms<int32_t>(in0.c, in0.as, in0.ad);
         const weights<int32_t> t1 = R::template terms<int32_t>(in1.c, in1.as, in1.ad);
         const weights<int32_t> tp = t0 + t1;
@@ -127,7 +135,7 @@ void pair_writer(const span_rows *dst, const span_rows *src, const uint16_t *cov
         if (t0.live != 0) dp[0] = static_cast<T>(merge<R::op, 12, W>(sp[0], dp[0], t0, in0.ad));
         if (t1.live != 0) dp[2] = static_cast<T>(merge<R::op, 12, W>(sp[2], dp[2], t1, in1.ad));
         if (tp.live != 0) {
-            for (int i = 1; i < (inside ? 4 : 2); i += 2) {
+            for (int i = first_chroma; i < (inside ? 4 : 2); i += 2) {
                 if constexpr (R::op == colour_op::add)
                     dp[i] = static_cast<T>(L::add_chroma(sp[i], dp[i], tp.ws));
                 else
@@ -180,7 +188,7 @@ void pixel_span_writer(const span_rows *dst, const span_rows *src, int32_t x0, i
 template <class L, class R>
 void pair_span_writer(const span_rows *dst, const span_rows *src, int32_t x0, int32_t x1) {
     static_assert(!R::uses_coverage);
-    pair_writer<L, R>(dst, src, nullptr, x0, x1);
+    pair_writer<L, R, true>(dst, src, nullptr, x0, x1);
 }
 
 using coverage_ptr = const uint16_t *;
