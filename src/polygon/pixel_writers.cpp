@@ -106,10 +106,11 @@ void pixel_writer(const span_rows *dst, const span_rows *src, const uint16_t *co
 // (e0 + e1, k0 + k1, ...), which reduces to c0 + c1 without alpha.
 //
 // Behind a span (Span true) the line buffer holds only the samples the
-// renderer wrote for [x0, x1): a leading odd pixel's Y without its pair's
-// V, and nothing of pixel x1 of an odd range. Those are not read (they
-// would carry an earlier span's values, and differ when the lines are
-// split among calls): that V stays, and pixel x1 counts as uncovered.
+// renderer wrote for [x0, x1): whole pairs inside it, a leading odd pixel's
+// Y without its pair's V, and nothing of pixel x1. The rest is not read (it
+// would carry an earlier span's values, and differ when the lines are split
+// among calls): chroma of a pair the span did not render stays, and pixel
+// x1 of an odd range counts as uncovered.
 template <class L, class R, bool Span = false>
 void pair_writer(const span_rows *dst, const span_rows *src, const uint16_t *coverage, int32_t x0,
                  int32_t x1) {
@@ -126,7 +127,11 @@ void pair_writer(const span_rows *dst, const span_rows *src, const uint16_t *cov
         pixel_inputs in1{0, 0, 0};
         if (inside) in1 = load_inputs<R>(dst, src, coverage, x + 1);
         if (Span && x + 1 >= x1) in1.c = in1.as = 0;
-        const int first_chroma = Span && x == x0 && (x & 1) ? 3 : 1;
+        // From an odd x, the chroma samples belong to the pairs before and
+        // after: each is read only where the span rendered that pair.
+        const bool odd = Span && (x & 1);
+        const int first_chroma = odd && x == x0 ? 3 : 1;
+        const int end_chroma = !inside || (odd && x + 1 >= x1) ? 2 : 4;
         const weights<int32_t> t0 = R::template terms<int32_t>(in0.c, in0.as, in0.ad);
         const weights<int32_t> t1 = R::template terms<int32_t>(in1.c, in1.as, in1.ad);
         const weights<int32_t> tp = t0 + t1;
@@ -135,7 +140,7 @@ void pair_writer(const span_rows *dst, const span_rows *src, const uint16_t *cov
         if (t0.live != 0) dp[0] = static_cast<T>(merge<R::op, 12, W>(sp[0], dp[0], t0, in0.ad));
         if (t1.live != 0) dp[2] = static_cast<T>(merge<R::op, 12, W>(sp[2], dp[2], t1, in1.ad));
         if (tp.live != 0) {
-            for (int i = first_chroma; i < (inside ? 4 : 2); i += 2) {
+            for (int i = first_chroma; i < end_chroma; i += 2) {
                 if constexpr (R::op == colour_op::add)
                     dp[i] = static_cast<T>(L::add_chroma(sp[i], dp[i], tp.ws));
                 else

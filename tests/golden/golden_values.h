@@ -7,7 +7,7 @@
 namespace golden {
 
 // The 19147 cases that give the same bytes on every processor.
-inline constexpr uint32_t everywhere_value = 0xb29b6cf6;
+inline constexpr uint32_t everywhere_value = 0xab2fd43c;
 
 // The 853 perspective cases drawn by packed members, per kind of
 // approximate reciprocal (rcp_kind()), measured beside `everywhere`.
@@ -18,7 +18,7 @@ struct kind_value {
     uint32_t value;
 };
 inline constexpr kind_value kind_values[] = {
-    {0x5b35ab1f, "AMD", 0xb29b6cf6, 0x86aa4ca9},
+    {0x5b35ab1f, "AMD", 0xab2fd43c, 0x99622160},
 };
 
 } // namespace golden
