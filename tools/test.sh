@@ -50,7 +50,7 @@ run_gst() {
 # The shared library alone, as it is installed: the python and install
 # steps share it.
 build_shared_library() {
-  configure "$out/shared" -DTOVREL_BUILD_TESTS=OFF -DTOVREL_BUILD_TOOLS=OFF
+  configure "$out/shared" -DTOVREL_BUILD_TESTS=OFF -DTOVREL_BUILD_TOOLS=OFF -DTOVREL_BUILD_GST=OFF
   cmake --build "$out/shared" -j "$jobs" --target tovrel
 }
 
