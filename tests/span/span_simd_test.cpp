@@ -95,16 +95,22 @@ TEST_P(PackedSimd, RandomSpans) {
 TEST_P(PackedSimd, WorstCases) {
     std::mt19937 rng(test_seed());
     texture t = make(24, 12, -24 * GetParam().f.unit);
+    // Fractions 0 and 127, the last dropped bit, both sides of one half
+    // (and fv = 64, 65 of the exact 1.5-row weights); spans of 1 to 17
+    // pixels cover every tail of 4- and 8-pixel groups. Random texels,
+    // the largest sums (every byte 255), and bytes of 0 or 255.
+    for (int fill = 0; fill < 3; ++fill) {
+        t.randomise(rng);
+        for (uint8_t &b : t.bytes) b = fill == 0 ? b : fill == 1 || (b & 1) ? 0xFF : 0;
+        for (int32_t fu : {0, 511, 512, 32767, 32768, 65535})
+            for (int32_t fv : {0, 511, 32767, 32768, 33279, 33791, 65535})
+                for (int32_t len : {1, 3, 4, 5, 9, 15, 17}) {
+                    const float u0 = float(5 * 65536 + fu), v0 = float(4 * 65536 + fv);
+                    check(t, through(t, 7, len, u0, v0, 65536, 0), "fractions");
+                    check(t, through(t, 0, len, u0, v0, 0, 65536.0f / 3), "fractions, v steps");
+                }
+    }
     t.randomise(rng);
-    // Fractions 0 and 127, the last dropped bit, both sides of one half;
-    // spans of 1 to 9 pixels cover every tail of a 4-pixel group.
-    for (int32_t fu : {0, 511, 512, 32767, 32768, 65535})
-        for (int32_t fv : {0, 511, 32767, 32768, 33279, 65535})
-            for (int32_t len : {1, 3, 4, 5, 9}) {
-                const float u0 = float(5 * 65536 + fu), v0 = float(4 * 65536 + fv);
-                check(t, through(t, 7, len, u0, v0, 65536, 0), "fractions");
-                check(t, through(t, 0, len, u0, v0, 0, 65536.0f / 3), "fractions, v steps");
-            }
     // Clamps at both limits, infinities and NaN in bases and steps; w of 0
     // (infinite reciprocal), negative w, w crossing zero.
     const float inf = std::numeric_limits<float>::infinity();
