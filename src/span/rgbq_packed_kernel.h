@@ -1,4 +1,5 @@
-// The packed RGBQ members, written once for every instruction set.
+// The RGBQ members of slots 1-20 in SIMD, written once for every
+// instruction set and for both member kinds (rgbq_kinds).
 //
 // Included by rgbq_packed_sse2.cpp and rgbq_packed_avx2.cpp inside an
 // anonymous namespace of tovrel::span, after that file's intrinsics headers
@@ -7,13 +8,17 @@
 // pixels, two per 256-bit register; pshufb / pmaddubsw for slot 1);
 // everything else is SSE2.
 //
-// Positions are stepped serially (one addps per pixel carries u, v and w,
-// lane for lane the float additions of the scalar statement); everything
-// after the position runs four or eight pixels at a time: reciprocal,
-// clamp, truncation, index, fractions and weights. The texels of each
-// pixel are summed in 16-bit lanes and weighted with 16-bit multiply-adds. Every sum
-// is exact, so only the normalisation (shift, packssdw, pmulhw, packuswb)
-// shapes the result, exactly as in the scalar statement.
+// Packed kind: positions are stepped serially (one addps per pixel carries
+// u, v and w, lane for lane the float additions of the scalar statement).
+// Scalar kind: every pixel's position from its own x in double-precision
+// lanes, with a true division for perspective. Everything after the
+// position runs four or eight pixels at a time: reciprocal, clamp,
+// truncation, index, fractions and weights. The texels of each pixel are
+// summed in 16-bit lanes and weighted with 16-bit multiply-adds into
+// 32-bit sums. Every sum is exact, so only the normalisation (shift,
+// packssdw, multiply-high, packuswb) shapes the result: the stated
+// saturation and reciprocal of the packed kind, or the exact quotient of
+// the scalar kind.
 
 // Lane operations on int32 vectors of four (SSE2) or eight (AVX2) pixels.
 struct lanes4 {
