@@ -449,7 +449,7 @@ struct lane_data {
 
 // Scalar-kind 1.5-row boxes weigh three rows (see pixel_sum).
 template <int Slot, member_kind Kind>
-inline constexpr bool three_rows = Kind == member_kind::scalar &&footprint<Slot>::one_and_half;
+inline constexpr bool three_rows = (Kind == member_kind::scalar) && footprint<Slot>::one_and_half;
 
 // The first texel of pixel i's footprint. Packed members index by
 // cu + cv * (pitch >> 2) (int16 operands, `rb` = 4 * (pitch >> 2));
