@@ -379,8 +379,12 @@ void bm_opencv_422(benchmark::State &state, const warp_case &c, const frame_422 
     image dst(c.dw * f.bytes / 4, c.dh);
     double m[9];
     bench::to_opencv(c.map, m);
+    // The box's own pixel (0, 0) is frame pixel (box[0], box[1]).
+    m[2] += m[0] * c.box[0] + m[1] * c.box[1];
+    m[5] += m[3] * c.box[0] + m[4] * c.box[1];
     const cv::Mat s(c.sh, c.sw, f.cv_type, src.pixels, size_t(src.pitch));
-    cv::Mat d(c.dh, c.dw, f.cv_type, dst.pixels, size_t(dst.pitch));
+    cv::Mat d = cv::Mat(c.dh, c.dw, f.cv_type, dst.pixels,
+                        size_t(dst.pitch))(cv::Rect(c.box[0], c.box[1], c.box[2], c.box[3]));
     const cv::Mat h(2, 3, CV_64F, m);
     auto run = [&] {
         cv::warpAffine(s, d, h, d.size(), cv::INTER_LINEAR | cv::WARP_INVERSE_MAP,
@@ -495,6 +499,14 @@ void register_all() {
     add(w9, "tovrel", plain);
     add(w9, "cv_warpAffine", cv);
     add(w9, "pixman_box", px_box);
+
+    // 9 on YUY2 frames (4.0 x 4, slot 19).
+    warp_case w9y = w9;
+    w9y.name = "w9_pip_yuy2_1080p";
+    add(w9y, "tovrel",
+        [](benchmark::State &s, const warp_case &c) { bm_tovrel_422(s, c, yuy2_frame); });
+    add(w9y, "cv_warpAffine",
+        [](benchmark::State &s, const warp_case &c) { bm_opencv_422(s, c, yuy2_frame); });
 
     // 7: workload 1 at 3840x2160.
     add(rotated_case("w7_affine_2160p", 3840, 2160, 10.0, 1.05), "tovrel", plain);

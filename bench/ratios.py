@@ -55,6 +55,8 @@ RATIOS = [
      "w9_pip_1080p/pixman_box", "w9_pip_1080p/tovrel", 3.0, None),
     ("9", "warpAffine INTER_LINEAR / tovrel (picture in picture, bounding box)",
      "w9_pip_1080p/cv_warpAffine", "w9_pip_1080p/tovrel", None, None),
+    ("9", "warpAffine INTER_LINEAR CV_8UC2 / tovrel YUY2 (picture in picture, slot 19, bounding box)",
+     "w9_pip_yuy2_1080p/cv_warpAffine", "w9_pip_yuy2_1080p/tovrel", None, None),
     ("4", "edge AA / no AA, workload 1's quad (cost of MAP_EDGE_AA)",
      "w4_edge_aa_frame_1080p/tovrel_edge_aa", "w4_edge_aa_frame_1080p/tovrel", None, None),
     ("4", "edge AA / no AA, slanted quad inside the frame",
