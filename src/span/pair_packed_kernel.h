@@ -23,7 +23,7 @@
 // the sums are the statement's bit for bit and its normalisation is used
 // as it stands.
 
-template <class Traits, int Slot>
+template <class Traits, int Slot, member_kind Kind = member_kind::packed>
 struct pair_packed {
     using fp = footprint<Slot>;
     static constexpr int W = fp::width;
@@ -34,7 +34,11 @@ struct pair_packed {
     static constexpr int even_pairs = (W + 2) / 2;
     static constexpr int odd_pairs = (W + 3) / 2;
     static constexpr int chunks = (odd_pairs + 1) / 2;
-    static constexpr int virtual_rows = fp::one_and_half ? 4 : fp::rows + 1;
+    // 1.5 rows: four virtual rows of the doubled half-row weights, or the
+    // three rows of the scalar kind's weights in 128ths (row 1 read again
+    // under weight 0 up to fv = 64).
+    static constexpr int virtual_rows =
+        fp::one_and_half ? (Kind == member_kind::packed ? 4 : 3) : fp::rows + 1;
 
     // Which weight a 16-bit lane takes: 128 - fu (column 0), 128 (inner
     // columns), fu (column W) or none.
@@ -100,7 +104,11 @@ struct pair_packed {
         int32_t row, weight;
     };
     static std::array<row_weight, virtual_rows> rows_of(int32_t iv) {
-        if constexpr (fp::one_and_half) {
+        if constexpr (fp::one_and_half && Kind == member_kind::scalar) {
+            const int32_t fv = fraction7(iv);
+            if (fv <= 64) return {{{0, 128 - fv}, {1, 64 + fv}, {1, 0}}};
+            return {{{0, 128 - fv}, {1, 128}, {2, fv - 64}}};
+        } else if constexpr (fp::one_and_half) {
             const int32_t f16 = iv & 65535, g = ((2 * f16) & 65535) >> 9;
             if (f16 < 32768) return {{{0, 128}, {1, 128}, {0, 128 - g}, {1, g}}};
             return {{{0, 128 - g}, {1, 128}, {1, 128}, {2, g}}};
@@ -116,7 +124,7 @@ struct pair_packed {
     // Sums R of Y (lane 0) and, with Chroma, of U and V (lanes 1, 2).
     template <bool Chroma>
     static void sums(const texture_ref &t, texel_pos pos, int32_t *r) {
-        const texel_origin o = locate<member_kind::packed, Traits::unit_shift>(t, pos.iu, pos.iv);
+        const texel_origin o = locate<Kind, Traits::unit_shift>(t, pos.iu, pos.iv);
         const int parity = (pos.iu >> 16) & 1;
         const uint8_t *q = o.p - parity * 2 * sample_bytes;
         const __m128i fu = _mm_set1_epi16(static_cast<int16_t>(fraction7(pos.iu)));
@@ -298,22 +306,28 @@ struct pair_one_column {
 };
 
 // The sampler the pair walk calls: the SIMD sums, the scalar statement's
-// normalisation and store; slot 0 copies as the statement does.
-template <class Traits, int Slot>
+// normalisation and store; slot 0 copies as the statement does. The sums
+// of the scalar kind are exact only where they fit int32: 8-bit samples
+// (R <= 255 * 2^19).
+template <class Traits, int Slot, member_kind Kind = member_kind::packed>
 struct pair_packed_sampler {
-    using scalar = pair_sampler<Traits, Slot, member_kind::packed>;
-    using simd = pair_packed<Traits, Slot>;
-    using sum = typename Traits::template sum<member_kind::packed>;
+    static_assert(Kind == member_kind::packed || Traits::eight_bit);
+    using scalar = pair_sampler<Traits, Slot, Kind>;
+    using simd = pair_packed<Traits, Slot, Kind>;
+    using sum = typename Traits::template sum<Kind>;
     static constexpr int sample_bytes = scalar::sample_bytes;
 
+    template <bool Chroma>
+    static void store(uint8_t *dst, int32_t r) {
+        Traits::store(dst, Traits::template normalise<Slot, Kind, Chroma>(static_cast<sum>(r)));
+    }
     static void luma(uint8_t *dst, const texture_ref &t, texel_pos pos) {
         if constexpr (Slot == 0) {
             scalar::luma(dst, t, pos);
         } else {
             int32_t r[1];
             simd::template sums<false>(t, pos, r);
-            Traits::store(dst, Traits::template normalise<Slot, member_kind::packed, false>(
-                                   static_cast<sum>(r[0])));
+            store<false>(dst, r[0]);
         }
     }
     static void luma_chroma(uint8_t *dst, const texture_ref &t, texel_pos pos) {
@@ -322,41 +336,44 @@ struct pair_packed_sampler {
         } else {
             int32_t r[3];
             simd::template sums<true>(t, pos, r);
-            Traits::store(dst, Traits::template normalise<Slot, member_kind::packed, false>(
-                                   static_cast<sum>(r[0])));
-            Traits::store(dst + sample_bytes,
-                          Traits::template normalise<Slot, member_kind::packed, true>(
-                              static_cast<sum>(r[1])));
-            Traits::store(dst + 3 * sample_bytes,
-                          Traits::template normalise<Slot, member_kind::packed, true>(
-                              static_cast<sum>(r[2])));
+            store<false>(dst, r[0]);
+            store<true>(dst + sample_bytes, r[1]);
+            store<true>(dst + 3 * sample_bytes, r[2]);
         }
     }
 };
 
-// The pair walk of the packed members: positions four at a time from the
-// vector walk. One-column footprints render runs of two whole pairs from
+// The pair walk of the SIMD members: positions four at a time from the
+// vector walk of the kind (stepped single precision with the approximate
+// reciprocal, or every pixel's own double-precision position with a true
+// division). One-column footprints render runs of two whole pairs from
 // them at once; the leading odd pixel, other footprints and the last
 // pixels go through the sampler one pixel at a time.
-template <class Traits, int Slot>
+template <class Traits, int Slot, member_kind Kind = member_kind::packed>
 struct pair_packed_span {
     template <projection P>
     static void run(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
                     const span_coefficients &k);
 };
 
-template <class Traits, int Slot>
+template <class Traits, int Slot, member_kind Kind>
 template <projection P>
-void pair_packed_span<Traits, Slot>::run(const span_rows *line, int32_t x0, int32_t x1,
+void pair_packed_span<Traits, Slot, Kind>::run(const span_rows *line, int32_t x0, int32_t x1,
                                          const texture_ref *texture, const span_coefficients &k) {
-    using sampler = pair_packed_sampler<Traits, Slot>;
+    using sampler = pair_packed_sampler<Traits, Slot, Kind>;
     constexpr int sb = sampler::sample_bytes, unit = 2 * sb;
-    constexpr bool whole_pairs = Slot != 0 && footprint<Slot>::width == 1;
+    constexpr bool packed = Kind == member_kind::packed;
+    constexpr bool whole_pairs = packed && Slot != 0 && footprint<Slot>::width == 1;
     const texture_ref &t = *texture;
-    walk<P> w(k, x0);
+    using walk_type = std::conditional_t<packed, walk<P>, exact_walk<P>>;
+    walk_type w(k, x0);
     uint8_t *dst = static_cast<uint8_t *>(line->pixels) + static_cast<ptrdiff_t>(x0) * unit;
-    // Pixel x0 is written even when x1 <= x0.
-    int64_t n = std::max<int64_t>(static_cast<int64_t>(x1) - x0, 1);
+    // Packed: pixel x0 is written even when x1 <= x0. Scalar: nothing is.
+    int64_t n = static_cast<int64_t>(x1) - x0;
+    if (n < 1) {
+        if constexpr (!packed) return;
+        n = 1;
+    }
     alignas(16) int32_t iu[4], iv[4];
     auto next_four = [&] {
         __m128i u, v;
@@ -366,7 +383,7 @@ void pair_packed_span<Traits, Slot>::run(const span_rows *line, int32_t x0, int3
     };
     if (x0 & 1) {
         // Lane 0 of a copy of the walk is pixel x0's position.
-        walk<P> first = w;
+        walk_type first = w;
         __m128i u, v;
         first.template next<lanes4>(u, v);
         sampler::luma(dst, t, {_mm_cvtsi128_si32(u), _mm_cvtsi128_si32(v)});
@@ -399,5 +416,5 @@ void pair_packed_span<Traits, Slot>::run(const span_rows *line, int32_t x0, int3
     }
 }
 
-template <class Traits, int Slot>
-struct pair_packed_members : contract_members<pair_packed_span<Traits, Slot>> {};
+template <class Traits, int Slot, member_kind Kind = member_kind::packed>
+struct pair_packed_members : contract_members<pair_packed_span<Traits, Slot, Kind>> {};

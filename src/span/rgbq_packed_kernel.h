@@ -181,6 +181,9 @@ struct exact_walk {
         : u_step(k.u_step), v_step(k.v_step), w_step(k.w_step), u_base(k.u_base), v_base(k.v_base),
           w_base(k.w_base), u_max(k.u_max), v_max(k.v_max), x(static_cast<uint32_t>(x0)) {}
 
+    // Skips one pixel.
+    void advance() { ++x; }
+
     template <class D>
     void at(typename D::vd xd, __m128i &iu, __m128i &iv) const {
         typename D::vd u = D::add(D::mul(xd, D::set1(u_step)), D::set1(u_base));
