@@ -39,6 +39,8 @@ struct pair_packed {
     // under weight 0 up to fv = 64).
     static constexpr int virtual_rows =
         fp::one_and_half ? (Kind == member_kind::packed ? 4 : 3) : fp::rows + 1;
+    // Whole heights of 8-bit samples add their rows before weighting them.
+    static constexpr bool rows_first = Traits::eight_bit && !fp::one_and_half;
 
     // Which weight a 16-bit lane takes: 128 - fu (column 0), 128 (inner
     // columns), fu (column W) or none.
@@ -103,7 +105,7 @@ struct pair_packed {
     struct row_weight {
         int32_t row, weight;
     };
-    static std::array<row_weight, virtual_rows> rows_of(int32_t iv) {
+    __attribute__((always_inline)) static std::array<row_weight, virtual_rows> rows_of(int32_t iv) {
         if constexpr (fp::one_and_half && Kind == member_kind::scalar) {
             const int32_t fv = fraction7(iv);
             if (fv <= 64) return {{{0, 128 - fv}, {1, 64 + fv}, {1, 0}}};
@@ -121,9 +123,11 @@ struct pair_packed {
         }
     }
 
-    // Sums R of Y (lane 0) and, with Chroma, of U and V (lanes 1, 2).
+    // The sums of one pixel spread over int32 lanes: R of Y is the sum of
+    // all four lanes of `luma`; with Chroma, R of U lanes 0 + 2 and R of V
+    // lanes 1 + 3 of `chroma`.
     template <bool Chroma>
-    static void sums(const texture_ref &t, texel_pos pos, int32_t *r) {
+    static void lane_sums(const texture_ref &t, texel_pos pos, __m128i &luma, __m128i &chroma) {
         const texel_origin o = locate<Kind, Traits::unit_shift>(t, pos.iu, pos.iv);
         const int parity = (pos.iu >> 16) & 1;
         const uint8_t *q = o.p - parity * 2 * sample_bytes;
@@ -142,27 +146,58 @@ struct pair_packed {
             wl[c] = weights(masks[size_t((parity * chunks + c) * 2)]);
             if constexpr (Chroma) wc[c] = weights(masks[size_t((parity * chunks + c) * 2 + 1)]);
         }
-        __m128i luma = _mm_setzero_si128(), chroma = _mm_setzero_si128();
-        for (const row_weight v : rows_of(pos.iv)) {
-            const uint8_t *row = q + v.row * o.row_bytes;
-            const __m128i wr = _mm_set1_epi16(static_cast<int16_t>(v.weight));
+        luma = _mm_setzero_si128(), chroma = _mm_setzero_si128();
+        // Words x of chunk C (one row or a sum of rows) under row weight wr.
+        auto add = [&]<int C>(std::integral_constant<int, C>, __m128i x, __m128i wr) {
+            luma = _mm_add_epi32(luma, _mm_madd_epi16(x, _mm_mullo_epi16(wl[C], wr)));
+            if constexpr (Chroma) {
+                const __m128i uv = _mm_srli_epi32(x, 16);
+                const __m128i spread = _mm_or_si128(uv, _mm_slli_epi32(uv, 16));
+                chroma = _mm_add_epi32(chroma, _mm_madd_epi16(spread, _mm_mullo_epi16(wc[C], wr)));
+            }
+        };
+        auto each_chunk = [&](auto f) {
             [&]<int... C>(std::integer_sequence<int, C...>) {
-                (
-                    [&] {
-                        const __m128i x = chunk<C>(row, parity);
-                        luma = _mm_add_epi32(luma, _mm_madd_epi16(x, _mm_mullo_epi16(wl[C], wr)));
-                        if constexpr (Chroma) {
-                            const __m128i uv = _mm_srli_epi32(x, 16);
-                            const __m128i spread = _mm_or_si128(uv, _mm_slli_epi32(uv, 16));
-                            chroma = _mm_add_epi32(
-                                chroma, _mm_madd_epi16(spread, _mm_mullo_epi16(wc[C], wr)));
-                        }
-                    }(),
-                    ...);
+                (f(std::integral_constant<int, C>{}), ...);
             }
             (std::make_integer_sequence<int, chunks>{});
+        };
+        if constexpr (rows_first) {
+            // (128 - fv) * (row 0 + inner rows) + fv * (inner rows + row H)
+            // equals the rows weighted one by one; 8-bit samples keep the
+            // row sums (<= 4 * 255) inside their 16-bit words.
+            constexpr int H = fp::rows;
+            const int32_t fv = fraction7(pos.iv);
+            const __m128i wa = _mm_set1_epi16(static_cast<int16_t>(128 - fv));
+            const __m128i wb = _mm_set1_epi16(static_cast<int16_t>(fv));
+            each_chunk([&]<int C>(std::integral_constant<int, C> c) {
+                auto row = [&](int r) { return chunk<C>(q + r * o.row_bytes, parity); };
+                __m128i a = row(0), b = row(H);
+                for (int r = 1; r < H; ++r) {
+                    const __m128i x = row(r);
+                    a = _mm_add_epi16(a, x), b = _mm_add_epi16(b, x);
+                }
+                add(c, a, wa);
+                add(c, b, wb);
+            });
+        } else {
+            const std::array<row_weight, virtual_rows> rows = rows_of(pos.iv);
+#pragma GCC unroll 8
+            for (const row_weight v : rows) {
+                const uint8_t *row = q + v.row * o.row_bytes;
+                const __m128i wr = _mm_set1_epi16(static_cast<int16_t>(v.weight));
+                each_chunk([&]<int C>(std::integral_constant<int, C> c) {
+                    add(c, chunk<C>(row, parity), wr);
+                });
+            }
         }
-        // Luma: all four lanes. Chroma: lanes 0 + 2 are U, 1 + 3 are V.
+    }
+
+    // Sums R of Y (r[0]) and, with Chroma, of U and V (r[1], r[2]).
+    template <bool Chroma>
+    static void sums(const texture_ref &t, texel_pos pos, int32_t *r) {
+        __m128i luma, chroma;
+        lane_sums<Chroma>(t, pos, luma, chroma);
         luma = _mm_add_epi32(luma, _mm_srli_si128(luma, 8));
         luma = _mm_add_epi32(luma, _mm_srli_si128(luma, 4));
         r[0] = _mm_cvtsi128_si32(luma);
@@ -171,6 +206,67 @@ struct pair_packed {
             r[1] = _mm_cvtsi128_si32(chroma);
             r[2] = _mm_cvtsi128_si32(_mm_srli_si128(chroma, 4));
         }
+    }
+};
+
+// Scale of the lane normalisation: the packed kind's (pair_packed_scale);
+// for the scalar kind of the 8-bit family the exact (R + T/2) / T as the
+// RGBQ scalar members compute it (exact_scale_8bit: T = 2^s * d, d = 1 or
+// 3 here, R >= 0).
+template <class Traits, int Slot, member_kind Kind, bool Chroma>
+constexpr packed_scale pair_lane_scale() {
+    if constexpr (Kind == member_kind::packed)
+        return pair_packed_scale<Slot, Traits::eight_bit, Chroma>();
+    else
+        return exact_scale_8bit<Slot>();
+}
+
+// Normalised int32 lanes as int16 words (both halves): (R + round) >> s
+// with paddd / psrad, packssdw, pmulhw by k where k != 0. The 8-bit
+// family's packuswb follows at the store.
+template <class Traits, int Slot, member_kind Kind, bool Chroma>
+inline __m128i normalise_lanes(__m128i r) {
+    constexpr packed_scale s = pair_lane_scale<Traits, Slot, Kind, Chroma>();
+    r = _mm_srai_epi32(_mm_add_epi32(r, _mm_set1_epi32(s.round)), s.shift);
+    __m128i w = _mm_packs_epi32(r, r);
+    if constexpr (s.k != 0) w = _mm_mulhi_epi16(w, _mm_set1_epi16(static_cast<int16_t>(s.k)));
+    return w;
+}
+
+// Two whole pairs from their normalised words: luma of pixels 0 .. 3 and
+// chroma [U, V] of pixel 0 and of pixel 2, stored Y0 U0 Y1 V0 Y2 U1 Y3 V1.
+template <class Traits, int Slot, member_kind Kind>
+inline void store_two_pairs(uint8_t *dst, __m128i luma, __m128i chroma) {
+    const __m128i words = _mm_unpacklo_epi16(normalise_lanes<Traits, Slot, Kind, false>(luma),
+                                             normalise_lanes<Traits, Slot, Kind, true>(chroma));
+    if constexpr (Traits::eight_bit)
+        _mm_storel_epi64(reinterpret_cast<__m128i *>(dst), _mm_packus_epi16(words, words));
+    else
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), words);
+}
+
+// Footprints wider than one column, two whole pairs at once: each pixel's
+// sums in lanes (pair_packed::lane_sums), the four lumas and the two
+// chroma pairs reduced together and normalised four lanes at a time.
+template <class Traits, int Slot, member_kind Kind>
+struct pair_wide {
+    using simd = pair_packed<Traits, Slot, Kind>;
+    static void two_pairs(uint8_t *dst, const texture_ref &t, const int32_t *iu,
+                          const int32_t *iv) {
+        __m128i y0, y1, y2, y3, c0, c2, none;
+        simd::template lane_sums<true>(t, {iu[0], iv[0]}, y0, c0);
+        simd::template lane_sums<false>(t, {iu[1], iv[1]}, y1, none);
+        simd::template lane_sums<true>(t, {iu[2], iv[2]}, y2, c2);
+        simd::template lane_sums<false>(t, {iu[3], iv[3]}, y3, none);
+        // [sum y0, sum y1, sum y2, sum y3]
+        const __m128i y01 = _mm_add_epi32(_mm_unpacklo_epi32(y0, y1), _mm_unpackhi_epi32(y0, y1));
+        const __m128i y23 = _mm_add_epi32(_mm_unpacklo_epi32(y2, y3), _mm_unpackhi_epi32(y2, y3));
+        const __m128i luma =
+            _mm_add_epi32(_mm_unpacklo_epi64(y01, y23), _mm_unpackhi_epi64(y01, y23));
+        // [U0, V0, U2, V2]
+        const __m128i chroma =
+            _mm_add_epi32(_mm_unpacklo_epi64(c0, c2), _mm_unpackhi_epi64(c0, c2));
+        store_two_pairs<Traits, Slot, Kind>(dst, luma, chroma);
     }
 };
 
@@ -210,15 +306,6 @@ struct pair_one_column {
         constexpr uint64_t m = (uint64_t(1) << w) - 1;
         u = static_cast<int32_t>(((x >> w) & m) | ((y >> w) & m) << 16);
         v = static_cast<int32_t>(((x >> 3 * w) & m) | ((y >> 3 * w) & m) << 16);
-    }
-
-    template <bool Chroma>
-    static __m128i normalise(__m128i r) {
-        constexpr packed_scale s = pair_packed_scale<Slot, Traits::eight_bit, Chroma>();
-        r = _mm_srai_epi32(_mm_add_epi32(r, _mm_set1_epi32(s.round)), s.shift);
-        __m128i w = _mm_packs_epi32(r, r);
-        if constexpr (s.k != 0) w = _mm_mulhi_epi16(w, _mm_set1_epi16(static_cast<int16_t>(s.k)));
-        return w;
     }
 
     // Pixels 0 .. 3 at positions (iu, iv), pixel 0 even.
@@ -296,12 +383,7 @@ struct pair_one_column {
                                    _mm_madd_epi16(_mm_setr_epi32(u0, v0, u2, v2),
                                                   _mm_mullo_epi16(wc, _mm_shuffle_epi32(w, 0xA0))));
         }
-        // Words Y0 U0 Y1 V0 Y2 U1 Y3 V1.
-        const __m128i words = _mm_unpacklo_epi16(normalise<false>(luma), normalise<true>(chroma));
-        if constexpr (sb == 1)
-            _mm_storel_epi64(reinterpret_cast<__m128i *>(dst), _mm_packus_epi16(words, words));
-        else
-            _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), words);
+        store_two_pairs<Traits, Slot, member_kind::packed>(dst, luma, chroma);
     }
 };
 
@@ -359,7 +441,8 @@ struct pair_packed_span {
 template <class Traits, int Slot, member_kind Kind>
 template <projection P>
 void pair_packed_span<Traits, Slot, Kind>::run(const span_rows *line, int32_t x0, int32_t x1,
-                                         const texture_ref *texture, const span_coefficients &k) {
+                                               const texture_ref *texture,
+                                               const span_coefficients &k) {
     using sampler = pair_packed_sampler<Traits, Slot, Kind>;
     constexpr int sb = sampler::sample_bytes, unit = 2 * sb;
     constexpr bool packed = Kind == member_kind::packed;
@@ -396,6 +479,11 @@ void pair_packed_span<Traits, Slot, Kind>::run(const span_rows *line, int32_t x0
             __m128i u, v;
             w.template next<lanes4>(u, v);
             pair_one_column<Traits, Slot>::two_pairs(dst, t, u, v);
+        }
+    } else if constexpr (Slot != 0) {
+        for (; n >= 4; n -= 4, dst += 4 * unit) {
+            next_four();
+            pair_wide<Traits, Slot, Kind>::two_pairs(dst, t, iu, iv);
         }
     }
     for (; n >= 2; dst += 4 * unit) {
