@@ -41,6 +41,12 @@ struct pair_packed {
         fp::one_and_half ? (Kind == member_kind::packed ? 4 : 3) : fp::rows + 1;
     // Whole heights of 8-bit samples add their rows before weighting them.
     static constexpr bool rows_first = Traits::eight_bit && !fp::one_and_half;
+    // The exact sums of 16-bit samples (scalar kind) outgrow int32 once
+    // the rows are weighted: each row's column-weighted sum p (|p| < 2^25
+    // per lane) is split as p = hi * 2^15 + lo, lo in [0, 32767] and
+    // |hi| < 2^10, both weighted by the row in lanes of their own, and
+    // R = H * 2^15 + L in int64.
+    static constexpr bool split_rows = !Traits::eight_bit && Kind == member_kind::scalar;
 
     // Which weight a 16-bit lane takes: 128 - fu (column 0), 128 (inner
     // columns), fu (column W) or none.
@@ -125,9 +131,13 @@ struct pair_packed {
 
     // The sums of one pixel spread over int32 lanes: R of Y is the sum of
     // all four lanes of `luma`; with Chroma, R of U lanes 0 + 2 and R of V
-    // lanes 1 + 3 of `chroma`.
+    // lanes 1 + 3 of `chroma`. With split_rows, those are the low parts L
+    // and luma_hi, chroma_hi the high parts H.
+    struct lane_set {
+        __m128i luma, chroma, luma_hi, chroma_hi;
+    };
     template <bool Chroma>
-    static void lane_sums(const texture_ref &t, texel_pos pos, __m128i &luma, __m128i &chroma) {
+    static lane_set lane_sums(const texture_ref &t, texel_pos pos) {
         const texel_origin o = locate<Kind, Traits::unit_shift>(t, pos.iu, pos.iv);
         const int parity = (pos.iu >> 16) & 1;
         const uint8_t *q = o.p - parity * 2 * sample_bytes;
@@ -146,7 +156,8 @@ struct pair_packed {
             wl[c] = weights(masks[size_t((parity * chunks + c) * 2)]);
             if constexpr (Chroma) wc[c] = weights(masks[size_t((parity * chunks + c) * 2 + 1)]);
         }
-        luma = _mm_setzero_si128(), chroma = _mm_setzero_si128();
+        const __m128i zero = _mm_setzero_si128();
+        __m128i luma = zero, chroma = zero, luma_hi = zero, chroma_hi = zero;
         // Words x of chunk C (one row or a sum of rows) under row weight wr.
         auto add = [&]<int C>(std::integral_constant<int, C>, __m128i x, __m128i wr) {
             luma = _mm_add_epi32(luma, _mm_madd_epi16(x, _mm_mullo_epi16(wl[C], wr)));
@@ -180,6 +191,32 @@ struct pair_packed {
                 add(c, a, wa);
                 add(c, b, wb);
             });
+        } else if constexpr (split_rows) {
+            const std::array<row_weight, virtual_rows> rows = rows_of(pos.iv);
+#pragma GCC unroll 8
+            for (const row_weight v : rows) {
+                const uint8_t *row = q + v.row * o.row_bytes;
+                __m128i pl = zero, pc = zero;
+                each_chunk([&]<int C>(std::integral_constant<int, C>) {
+                    const __m128i x = chunk<C>(row, parity);
+                    pl = _mm_add_epi32(pl, _mm_madd_epi16(x, wl[C]));
+                    if constexpr (Chroma) {
+                        const __m128i uv = _mm_srli_epi32(x, 16);
+                        const __m128i spread = _mm_or_si128(uv, _mm_slli_epi32(uv, 16));
+                        pc = _mm_add_epi32(pc, _mm_madd_epi16(spread, wc[C]));
+                    }
+                });
+                // Row weight in the low word of each int32 lane, 0 in the
+                // high word: pmaddwd multiplies the low words only.
+                const __m128i wr = _mm_set1_epi32(v.weight);
+                auto weigh = [&](__m128i p, __m128i &lo, __m128i &hi) {
+                    lo = _mm_add_epi32(
+                        lo, _mm_madd_epi16(_mm_and_si128(p, _mm_set1_epi32(0x7FFF)), wr));
+                    hi = _mm_add_epi32(hi, _mm_madd_epi16(_mm_srai_epi32(p, 15), wr));
+                };
+                weigh(pl, luma, luma_hi);
+                if constexpr (Chroma) weigh(pc, chroma, chroma_hi);
+            }
         } else {
             const std::array<row_weight, virtual_rows> rows = rows_of(pos.iv);
 #pragma GCC unroll 8
@@ -191,13 +228,12 @@ struct pair_packed {
                 });
             }
         }
+        return {luma, chroma, luma_hi, chroma_hi};
     }
 
-    // Sums R of Y (r[0]) and, with Chroma, of U and V (r[1], r[2]).
+    // Luma (lane 0) and U, V (lanes 1, 2 with Chroma) from the lanes.
     template <bool Chroma>
-    static void sums(const texture_ref &t, texel_pos pos, int32_t *r) {
-        __m128i luma, chroma;
-        lane_sums<Chroma>(t, pos, luma, chroma);
+    static void reduce(__m128i luma, __m128i chroma, int32_t *r) {
         luma = _mm_add_epi32(luma, _mm_srli_si128(luma, 8));
         luma = _mm_add_epi32(luma, _mm_srli_si128(luma, 4));
         r[0] = _mm_cvtsi128_si32(luma);
@@ -205,6 +241,23 @@ struct pair_packed {
             chroma = _mm_add_epi32(chroma, _mm_srli_si128(chroma, 8));
             r[1] = _mm_cvtsi128_si32(chroma);
             r[2] = _mm_cvtsi128_si32(_mm_srli_si128(chroma, 4));
+        }
+    }
+
+    // Sums R of Y (r[0]) and, with Chroma, of U and V (r[1], r[2]).
+    // In the statement's sum type of the kind.
+    template <bool Chroma>
+    static void sums(const texture_ref &t, texel_pos pos, typename Traits::template sum<Kind> *r) {
+        using sum = typename Traits::template sum<Kind>;
+        const lane_set s = lane_sums<Chroma>(t, pos);
+        int32_t lo[3], hi[3];
+        reduce<Chroma>(s.luma, s.chroma, lo);
+        if constexpr (split_rows) reduce<Chroma>(s.luma_hi, s.chroma_hi, hi);
+        for (int i = 0; i < (Chroma ? 3 : 1); ++i) {
+            if constexpr (split_rows)
+                r[i] = static_cast<int64_t>(hi[i]) * 32768 + lo[i];
+            else
+                r[i] = static_cast<sum>(lo[i]);
         }
     }
 };
@@ -253,11 +306,11 @@ struct pair_wide {
     using simd = pair_packed<Traits, Slot, Kind>;
     static void two_pairs(uint8_t *dst, const texture_ref &t, const int32_t *iu,
                           const int32_t *iv) {
-        __m128i y0, y1, y2, y3, c0, c2, none;
-        simd::template lane_sums<true>(t, {iu[0], iv[0]}, y0, c0);
-        simd::template lane_sums<false>(t, {iu[1], iv[1]}, y1, none);
-        simd::template lane_sums<true>(t, {iu[2], iv[2]}, y2, c2);
-        simd::template lane_sums<false>(t, {iu[3], iv[3]}, y3, none);
+        const auto p0 = simd::template lane_sums<true>(t, {iu[0], iv[0]});
+        const __m128i y1 = simd::template lane_sums<false>(t, {iu[1], iv[1]}).luma;
+        const auto p2 = simd::template lane_sums<true>(t, {iu[2], iv[2]});
+        const __m128i y3 = simd::template lane_sums<false>(t, {iu[3], iv[3]}).luma;
+        const __m128i y0 = p0.luma, y2 = p2.luma, c0 = p0.chroma, c2 = p2.chroma;
         // [sum y0, sum y1, sum y2, sum y3]
         const __m128i y01 = _mm_add_epi32(_mm_unpacklo_epi32(y0, y1), _mm_unpackhi_epi32(y0, y1));
         const __m128i y23 = _mm_add_epi32(_mm_unpacklo_epi32(y2, y3), _mm_unpackhi_epi32(y2, y3));
@@ -388,26 +441,23 @@ struct pair_one_column {
 };
 
 // The sampler the pair walk calls: the SIMD sums, the scalar statement's
-// normalisation and store; slot 0 copies as the statement does. The sums
-// of the scalar kind are exact only where they fit int32: 8-bit samples
-// (R <= 255 * 2^19).
+// normalisation and store; slot 0 copies as the statement does.
 template <class Traits, int Slot, member_kind Kind = member_kind::packed>
 struct pair_packed_sampler {
-    static_assert(Kind == member_kind::packed || Traits::eight_bit);
     using scalar = pair_sampler<Traits, Slot, Kind>;
     using simd = pair_packed<Traits, Slot, Kind>;
     using sum = typename Traits::template sum<Kind>;
     static constexpr int sample_bytes = scalar::sample_bytes;
 
     template <bool Chroma>
-    static void store(uint8_t *dst, int32_t r) {
-        Traits::store(dst, Traits::template normalise<Slot, Kind, Chroma>(static_cast<sum>(r)));
+    static void store(uint8_t *dst, sum r) {
+        Traits::store(dst, Traits::template normalise<Slot, Kind, Chroma>(r));
     }
     static void luma(uint8_t *dst, const texture_ref &t, texel_pos pos) {
         if constexpr (Slot == 0) {
             scalar::luma(dst, t, pos);
         } else {
-            int32_t r[1];
+            sum r[1];
             simd::template sums<false>(t, pos, r);
             store<false>(dst, r[0]);
         }
@@ -416,7 +466,7 @@ struct pair_packed_sampler {
         if constexpr (Slot == 0) {
             scalar::luma_chroma(dst, t, pos);
         } else {
-            int32_t r[3];
+            sum r[3];
             simd::template sums<true>(t, pos, r);
             store<false>(dst, r[0]);
             store<true>(dst + sample_bytes, r[1]);
@@ -480,7 +530,7 @@ void pair_packed_span<Traits, Slot, Kind>::run(const span_rows *line, int32_t x0
             w.template next<lanes4>(u, v);
             pair_one_column<Traits, Slot>::two_pairs(dst, t, u, v);
         }
-    } else if constexpr (Slot != 0) {
+    } else if constexpr (Slot != 0 && !pair_packed<Traits, Slot, Kind>::split_rows) {
         for (; n >= 4; n -= 4, dst += 4 * unit) {
             next_four();
             pair_wide<Traits, Slot, Kind>::two_pairs(dst, t, iu, iv);
