@@ -376,11 +376,6 @@ INSTANTIATE_TEST_SUITE_P(
                       s16x4_row{"plain_plain", s16x4, s16x4, 0, {700, -300, 4095, 2048}}),
     [](const auto &i) { return std::string(i.param.name); });
 
-std::string reports;
-void TOVREL_CALL capture(const char *line, void *) {
-    reports += line;
-}
-
 enum class bend {
     none,
     flat,
@@ -428,12 +423,10 @@ TEST_P(Refusal, ReportsOnceAndLeavesTheDestination) {
     if (p.change == bend::wide) dd.width = 8193;
     if (p.change == bend::odd_source) sd.width = 7;
     if (p.change == bend::odd_pitch) sd.pitch -= 2;
-    reports.clear();
-    tovrel_set_report_sink(capture, nullptr);
+    rect_test::report_capture reports;
     map_polygon(&dd, &sd, v.data(), static_cast<int32_t>(v.size()), p.flags, 0,
                 p.change == bend::step0 ? 0 : 1);
-    tovrel_set_report_sink(nullptr, nullptr);
-    EXPECT_EQ(reports, p.message);
+    EXPECT_EQ(reports.all(), p.message);
     EXPECT_TRUE(dst.guards_intact());
     for (int i = 0; i < 256; ++i)
         ASSERT_TRUE(pixel(dst, i % 16, i / 16) == background && dst.a(i % 16, i / 16) == 77);

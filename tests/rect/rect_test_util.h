@@ -20,9 +20,6 @@ constexpr int32_t guard_bytes = 64;
 // An image (RGBQ, YUY2, W210 or yuvq) with an optional w12b plane; guard
 // bytes after each line and around the whole. Lines of the 4:2:2 formats
 // start on whole pairs.
-inline int32_t bytes_per_pixel(uint8_t format) {
-    return format == TOVREL_FORMAT_YUY2 ? 2 : 4;
-}
 struct image {
     int32_t w, h, bpp, pitch, alpha_pitch;
     std::vector<uint8_t> bytes;
@@ -31,7 +28,7 @@ struct image {
 
     image(int32_t width, int32_t height, bool with_alpha = false,
           uint8_t format = TOVREL_FORMAT_RGBQ)
-        : w(width), h(height), bpp(bytes_per_pixel(format)),
+        : w(width), h(height), bpp(tovrel_fuzz::bytes_per_pixel(format)),
           pitch(format == TOVREL_FORMAT_RGBQ ? width * 4 + 12 : (width * bpp + 15) / 8 * 8 + 8),
           alpha_pitch(width * 2 + 6), bytes(size_t(pitch) * height + 2 * guard_bytes, guard_byte),
           alpha(with_alpha ? size_t(alpha_pitch / 2) * height + guard_bytes : 0, 0xA5A5) {
