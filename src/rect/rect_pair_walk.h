@@ -169,6 +169,34 @@ void vblend_row_sse2(uint32_t *buf, const uint8_t *row, const uint16_t *arow, in
                      int32_t count, uint32_t w, bool init);
 #endif
 
+// The halving writer: `pairs` destination pairs, each from two whole
+// source pairs of the buffer p (Y0 U0 Y1 V0 Y2 U1 Y3 V1), every pixel of
+// weight 2048; the walk's sums, modulo 2^32, then its rounding.
+template <class D>
+inline void pair_halve_c(typename D::sample *out, const uint32_t *p, int32_t pairs) {
+    using sample = typename D::sample;
+    constexpr int B = D::bits;
+    constexpr uint32_t half = 1u << (B - 1), full = 1u << B;
+    for (int32_t q = 0; q < pairs; ++q, p += 8, out += 4) {
+        out[0] = sample((2048 * (p[0] + p[2]) + half) >> B);
+        out[1] = sample((4096 * (p[1] + p[5]) + full) >> (B + 1));
+        out[2] = sample((2048 * (p[4] + p[6]) + half) >> B);
+        out[3] = sample((4096 * (p[3] + p[7]) + full) >> (B + 1));
+    }
+}
+
+#if defined(__SSE2__)
+// AVX2 forms (rect_pair_avx2.cpp, only for processors that have it): the
+// pre-pass of YUY2 and W210 without source alpha for Rows 1, 2, 3 and any
+// (0), the same sums as vblend_c; the halving writer, the same samples as
+// pair_halve_c.
+template <class K, int Rows>
+void vblend_pair_avx2(uint32_t *buf, const uint8_t *src, const uint16_t *alpha, int32_t first,
+                      int32_t count, const rect_rows &rows);
+template <class D>
+void pair_halve_avx2(typename D::sample *out, const uint32_t *p, int32_t pairs);
+#endif
+
 struct vblend_set {
     vblend_fn one, two, three, many;
     vblend_fn of(const rect_rows &rows) const {
@@ -396,9 +424,13 @@ struct pair_line {
                 // of weight 2048 (the walk's sums, modulo 2^32).
                 const uint32_t *p = col.buf + 4 * (col.i >> 1);
                 const int32_t m = n & ~1;
-                for (const uint32_t *e = p + 4 * m; p < e; p += 8)
-                    write_pair(2048 * (p[0] + p[2]), 2048 * (p[4] + p[6]), 4096 * (p[1] + p[5]),
-                               4096 * (p[3] + p[7]));
+                if constexpr (Simd == 2)
+                    pair_halve_avx2<D>(pair, p, m / 2);
+                else
+                    pair_halve_c<D>(pair, p, m / 2);
+                pair += 2 * m;
+                if constexpr (has_dst_alpha)
+                    for (int32_t k = 0; k < m; ++k) *da++ = alpha_one;
                 col.i += 2 * m;
                 n -= m;
             }
