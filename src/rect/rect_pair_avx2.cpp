@@ -132,6 +132,130 @@ TOVREL_AVX2 void halve(typename D::sample *out, const uint32_t *p, int32_t pairs
     pair_halve_c<D>(out + 4 * q, p + 8 * q, pairs - q);
 }
 
+// Eight luma sums of a pair buffer from pixel k on (lanes 2k, 2k + 2, ...).
+TOVREL_AVX2 inline __m256i luma8(const uint32_t *buf, int32_t k) {
+    const __m256 a = _mm256_castsi256_ps(load256(buf + 2 * k));
+    const __m256 b = _mm256_castsi256_ps(load256(buf + 2 * k + 8));
+    const __m256 even = _mm256_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0));
+    return _mm256_permute4x64_epi64(_mm256_castps_si256(even), 0xD8);
+}
+
+// The U (*u) and V (*v) sums of eight source pairs from pair p on.
+TOVREL_AVX2 inline void chroma8(const uint32_t *buf, int32_t p, __m256i *u, __m256i *v) {
+    const float *f = reinterpret_cast<const float *>(buf + 4 * p);
+    // [U0 V0 U2 V2 | U1 V1 U3 V3] and the same for pairs 4..7
+    const __m256 s0 =
+        _mm256_shuffle_ps(_mm256_loadu_ps(f), _mm256_loadu_ps(f + 8), _MM_SHUFFLE(3, 1, 3, 1));
+    const __m256 s1 = _mm256_shuffle_ps(_mm256_loadu_ps(f + 16), _mm256_loadu_ps(f + 24),
+                                        _MM_SHUFFLE(3, 1, 3, 1));
+    const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+    *u = _mm256_permutevar8x32_epi32(
+        _mm256_castps_si256(_mm256_shuffle_ps(s0, s1, _MM_SHUFFLE(2, 0, 2, 0))), order);
+    *v = _mm256_permutevar8x32_epi32(
+        _mm256_castps_si256(_mm256_shuffle_ps(s0, s1, _MM_SHUFFLE(3, 1, 3, 1))), order);
+}
+
+// Three-tap area weights of eight footprints of `unit` (4096 for a pixel,
+// 8192 for a pair) over columns of `step` (unit / 2 < step < unit), the
+// footprints starting at edge + lane offsets (below 2^15) from the start of
+// the base column: *q the first column of each (from the base), *r the
+// offset into it, w0..w2 the units of columns q, q + 1, q + 2 (w2 may be 0).
+struct taps {
+    __m256i q, r, w0, w1, w2;
+};
+TOVREL_AVX2 inline taps taps_of(int32_t edge, __m256i offsets, int32_t step, __m256 inv,
+                                int32_t unit) {
+    const __m256i xs = _mm256_set1_epi32(step), xs_less1 = _mm256_set1_epi32(step - 1);
+    const __m256i u = _mm256_add_epi32(_mm256_set1_epi32(edge), offsets);
+    // u / step as a float product is within 2^-22 of the quotient (below
+    // 16); its truncation is one low at most, at exact multiples.
+    __m256i q = _mm256_cvttps_epi32(_mm256_mul_ps(_mm256_cvtepi32_ps(u), inv));
+    __m256i r = _mm256_sub_epi32(u, _mm256_mullo_epi32(q, xs));
+    const __m256i over = _mm256_cmpgt_epi32(r, xs_less1);
+    q = _mm256_sub_epi32(q, over);
+    r = _mm256_sub_epi32(r, _mm256_and_si256(over, xs));
+    taps t;
+    t.q = q;
+    t.r = r;
+    t.w0 = _mm256_sub_epi32(xs, r);
+    const __m256i rem = _mm256_sub_epi32(_mm256_set1_epi32(unit), t.w0);
+    t.w1 = _mm256_blendv_epi8(rem, xs, _mm256_cmpgt_epi32(rem, xs_less1));
+    t.w2 = _mm256_sub_epi32(rem, t.w1);
+    return t;
+}
+
+// Sum of the three taps: lanes 0-3 pick from window lo, lanes 4-7 from hi,
+// at column idx, idx + 1, idx + 2 (a tap of weight 0 may pick anything).
+TOVREL_AVX2 inline __m256i tap3(__m256i lo, __m256i hi, __m256i idx, const taps &t) {
+    const __m256i one = _mm256_set1_epi32(1);
+    auto pick = [ lo, hi ](__m256i k) __attribute__((target("avx2"))) {
+        return _mm256_blend_epi32(_mm256_permutevar8x32_epi32(lo, k),
+                                  _mm256_permutevar8x32_epi32(hi, k), 0xF0);
+    };
+    const __m256i i1 = _mm256_add_epi32(idx, one), i2 = _mm256_add_epi32(i1, one);
+    __m256i s = _mm256_mullo_epi32(pick(idx), t.w0);
+    s = _mm256_add_epi32(s, _mm256_mullo_epi32(pick(i1), t.w1));
+    return _mm256_add_epi32(s, _mm256_mullo_epi32(pick(i2), t.w2));
+}
+
+template <class K>
+TOVREL_AVX2 void down3(typename K::dst::sample *out, int32_t pairs, const uint32_t *buf,
+                       int32_t *i_io, int32_t *run_io, int32_t x_step, int32_t limit) {
+    using D = typename K::dst;
+    constexpr int B = D::bits;
+    const int32_t x2 = 2 * x_step;
+    // Luma: the next pixel starts `edge` units into buffer pixel col; chroma:
+    // `cedge` units into source pair ccol (its columns as if both whole).
+    int32_t col = *i_io, edge = x_step - *run_io;
+    int32_t ccol = col >> 1, cedge = x2 - *run_io - ((col & 1) != 0 ? 0 : x_step);
+    const __m256i pixel_offsets =
+        _mm256_setr_epi32(0, 4096, 8192, 12288, 16384, 20480, 24576, 28672);
+    const __m256i pair_offsets = _mm256_setr_epi32(0, 8192, 16384, 24576, 0, 8192, 16384, 24576);
+    const __m256 inv = _mm256_set1_ps(1.0f / float(x_step)),
+                 inv2 = _mm256_set1_ps(1.0f / float(x2));
+    const __m256i high = _mm256_setr_epi32(0, 0, 0, 0, -1, -1, -1, -1);
+    const __m256i mask = _mm256_set1_epi32(int32_t(uint32_t(typename D::sample(~0u))));
+    int32_t q = 0;
+    // Four pairs a step while every window (luma to 2 col + 29, chroma to
+    // 2 col + 33) stays inside the buffer.
+    for (; q + 4 <= pairs && 2 * col + 40 <= limit; q += 4) {
+        const taps y = taps_of(edge, pixel_offsets, x_step, inv, pixel_units);
+        const int32_t q4 = _mm256_extract_epi32(y.q, 4);
+        const __m256i idx = _mm256_sub_epi32(y.q, _mm256_and_si256(_mm256_set1_epi32(q4), high));
+        const __m256i ysum = tap3(luma8(buf, col), luma8(buf, col + q4), idx, y);
+        col += _mm256_extract_epi32(y.q, 7);
+        edge = _mm256_extract_epi32(y.r, 7) + pixel_units;
+        while (edge >= x_step) edge -= x_step, ++col;
+
+        const taps c = taps_of(cedge, pair_offsets, x2, inv2, 2 * pixel_units);
+        __m256i u, v;
+        chroma8(buf, ccol, &u, &v);
+        const __m256i csum = tap3(u, v, c.q, c); // U of four pairs | V of four pairs
+        ccol += _mm256_extract_epi32(c.q, 3);
+        cedge = _mm256_extract_epi32(c.r, 3) + 2 * pixel_units;
+        while (cedge >= x2) cedge -= x2, ++ccol;
+
+        const __m256i ys = _mm256_and_si256(
+            _mm256_srli_epi32(_mm256_add_epi32(ysum, _mm256_set1_epi32(1 << (B - 1))), B), mask);
+        const __m256i cs = _mm256_and_si256(
+            _mm256_srli_epi32(_mm256_add_epi32(csum, _mm256_set1_epi32(1 << B)), B + 1), mask);
+        // Per pixel its luma and the chroma it carries: U0 V0 U1 V1 ...
+        const __m256i w = _mm256_or_si256(
+            ys,
+            _mm256_slli_epi32(
+                _mm256_permutevar8x32_epi32(cs, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7)), 16));
+        if constexpr (sizeof(typename D::sample) == 2) {
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + 4 * q), w);
+        } else {
+            const __m256i b = _mm256_permute4x64_epi64(_mm256_packus_epi16(w, w), 0x08);
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 4 * q), _mm256_castsi256_si128(b));
+        }
+    }
+    *i_io = col;
+    *run_io = x_step - edge;
+    pair_whole_c<K>(out + 4 * q, pairs - q, buf, i_io, run_io, x_step);
+}
+
 } // namespace
 
 template <class K, int Rows>
@@ -184,6 +308,12 @@ void pair_halve_avx2(typename D::sample *out, const uint32_t *p, int32_t pairs) 
     halve<D>(out, p, pairs);
 }
 
+template <class K>
+void pair_down3_avx2(typename K::dst::sample *out, int32_t pairs, const uint32_t *buf, int32_t *i,
+                     int32_t *run, int32_t x_step, int32_t limit) {
+    down3<K>(out, pairs, buf, i, run, x_step, limit);
+}
+
 #define TOVREL_PAIR_AVX2(S, D)                                                                     \
     template void vblend_pair_avx2<pair_kind<src_kind::S, D, src_alpha_rule::none>, 0>(            \
         uint32_t *, const uint8_t *, const uint16_t *, int32_t, int32_t, const rect_rows &);       \
@@ -193,7 +323,9 @@ void pair_halve_avx2(typename D::sample *out, const uint32_t *p, int32_t pairs) 
         uint32_t *, const uint8_t *, const uint16_t *, int32_t, int32_t, const rect_rows &);       \
     template void vblend_pair_avx2<pair_kind<src_kind::S, D, src_alpha_rule::none>, 3>(            \
         uint32_t *, const uint8_t *, const uint16_t *, int32_t, int32_t, const rect_rows &);       \
-    template void pair_halve_avx2<D>(D::sample *, const uint32_t *, int32_t);
+    template void pair_halve_avx2<D>(D::sample *, const uint32_t *, int32_t);                      \
+    template void pair_down3_avx2<pair_kind<src_kind::S, D, src_alpha_rule::none>>(                \
+        D::sample *, int32_t, const uint32_t *, int32_t *, int32_t *, int32_t, int32_t);
 TOVREL_PAIR_AVX2(yuy2, yuy2_format)
 TOVREL_PAIR_AVX2(w210, w210_format)
 #undef TOVREL_PAIR_AVX2
