@@ -215,25 +215,28 @@ TOVREL_AVX2 void down3(typename K::dst::sample *out, int32_t pairs, const uint32
                  inv2 = _mm256_set1_ps(1.0f / float(x2));
     const __m256i high = _mm256_setr_epi32(0, 0, 0, 0, -1, -1, -1, -1);
     const __m256i mask = _mm256_set1_epi32(int32_t(uint32_t(typename D::sample(~0u))));
+    // The cursors move by scalar steps, off the vectors' latency.
+    const int32_t k8 = 8 * pixel_units / x_step, r8 = 8 * pixel_units % x_step;
+    const int32_t k4 = 4 * pixel_units / x_step, r4 = 4 * pixel_units % x_step;
+    const int32_t ck8 = 8 * pixel_units / x2, cr8 = 8 * pixel_units % x2;
     int32_t q = 0;
     // Four pairs a step while every window (luma to 2 col + 29, chroma to
     // 2 col + 33) stays inside the buffer.
     for (; q + 4 <= pairs && 2 * col + 40 <= limit; q += 4) {
         const taps y = taps_of(edge, pixel_offsets, x_step, inv, pixel_units);
-        const int32_t q4 = _mm256_extract_epi32(y.q, 4);
+        const int32_t q4 = k4 + (edge + r4 >= x_step ? 1 : 0); // pixel 4's column, as y.q
         const __m256i idx = _mm256_sub_epi32(y.q, _mm256_and_si256(_mm256_set1_epi32(q4), high));
         const __m256i ysum = tap3(luma8(buf, col), luma8(buf, col + q4), idx, y);
-        col += _mm256_extract_epi32(y.q, 7);
-        edge = _mm256_extract_epi32(y.r, 7) + pixel_units;
-        while (edge >= x_step) edge -= x_step, ++col;
+        // Eight pixels on: 32768 = k8 steps + r8 units.
+        col += k8, edge += r8;
+        if (edge >= x_step) edge -= x_step, ++col;
 
         const taps c = taps_of(cedge, pair_offsets, x2, inv2, 2 * pixel_units);
         __m256i u, v;
         chroma8(buf, ccol, &u, &v);
         const __m256i csum = tap3(u, v, c.q, c); // U of four pairs | V of four pairs
-        ccol += _mm256_extract_epi32(c.q, 3);
-        cedge = _mm256_extract_epi32(c.r, 3) + 2 * pixel_units;
-        while (cedge >= x2) cedge -= x2, ++ccol;
+        ccol += ck8, cedge += cr8;
+        if (cedge >= x2) cedge -= x2, ++ccol;
 
         const __m256i ys = _mm256_and_si256(
             _mm256_srli_epi32(_mm256_add_epi32(ysum, _mm256_set1_epi32(1 << (B - 1))), B), mask);
