@@ -155,30 +155,46 @@ TOVREL_AVX2 inline void chroma8(const uint32_t *buf, int32_t p, __m256i *u, __m2
         _mm256_castps_si256(_mm256_shuffle_ps(s0, s1, _MM_SHUFFLE(3, 1, 3, 1))), order);
 }
 
-// Three-tap area weights of eight footprints of `unit` (4096 for a pixel,
-// 8192 for a pair) over columns of `step` (unit / 2 < step < unit), the
-// footprints starting at edge + lane offsets (below 2^15) from the start of
-// the base column: *q the first column of each (from the base), *r the
-// offset into it, w0..w2 the units of columns q, q + 1, q + 2 (w2 may be 0).
-struct taps {
-    __m256i q, r, w0, w1, w2;
+// Eight footprints of `unit` units (4096 for a pixel, 8192 for a pair) over
+// columns of `step` (unit / 2 < step < unit): q the first column of each,
+// counted from a base column, and r the footprint's offset into it.
+struct cursor8 {
+    __m256i q, r;
 };
-TOVREL_AVX2 inline taps taps_of(int32_t edge, __m256i offsets, int32_t step, __m256 inv,
-                                int32_t unit) {
-    const __m256i xs = _mm256_set1_epi32(step), xs_less1 = _mm256_set1_epi32(step - 1);
+
+// The footprints starting at edge + lane offsets (below 2^15) from the
+// start of the base column.
+TOVREL_AVX2 inline cursor8 cursor_at(int32_t edge, __m256i offsets, int32_t step) {
+    const __m256i xs = _mm256_set1_epi32(step);
     const __m256i u = _mm256_add_epi32(_mm256_set1_epi32(edge), offsets);
     // u / step as a float product is within 2^-22 of the quotient (below
     // 16); its truncation is one low at most, at exact multiples.
-    __m256i q = _mm256_cvttps_epi32(_mm256_mul_ps(_mm256_cvtepi32_ps(u), inv));
-    __m256i r = _mm256_sub_epi32(u, _mm256_mullo_epi32(q, xs));
-    const __m256i over = _mm256_cmpgt_epi32(r, xs_less1);
-    q = _mm256_sub_epi32(q, over);
-    r = _mm256_sub_epi32(r, _mm256_and_si256(over, xs));
+    const __m256i q = _mm256_cvttps_epi32(
+        _mm256_mul_ps(_mm256_cvtepi32_ps(u), _mm256_set1_ps(1.0f / float(step))));
+    const __m256i r = _mm256_sub_epi32(u, _mm256_mullo_epi32(q, xs));
+    const __m256i over = _mm256_cmpgt_epi32(r, _mm256_set1_epi32(step - 1));
+    return {_mm256_sub_epi32(q, over), _mm256_sub_epi32(r, _mm256_and_si256(over, xs))};
+}
+
+// Every footprint moved on by `by` units past whole steps (by < step); the
+// base moves as lane 0 does, whole steps included.
+TOVREL_AVX2 inline cursor8 advance(cursor8 c, __m256i by, __m256i xs, __m256i xs_less1) {
+    __m256i r = _mm256_add_epi32(c.r, by);
+    const __m256i wrap = _mm256_cmpgt_epi32(r, xs_less1); // -1: one column further
+    r = _mm256_sub_epi32(r, _mm256_and_si256(wrap, xs));
+    const __m256i q = _mm256_add_epi32(_mm256_sub_epi32(c.q, wrap),
+                                       _mm256_broadcastd_epi32(_mm256_castsi256_si128(wrap)));
+    return {q, r};
+}
+
+// Units of columns q, q + 1 and q + 2 in each footprint (w2 may be 0).
+struct taps {
+    __m256i w0, w1, w2;
+};
+TOVREL_AVX2 inline taps taps_of(__m256i r, __m256i xs, __m256i xs_less1, __m256i unit) {
     taps t;
-    t.q = q;
-    t.r = r;
     t.w0 = _mm256_sub_epi32(xs, r);
-    const __m256i rem = _mm256_sub_epi32(_mm256_set1_epi32(unit), t.w0);
+    const __m256i rem = _mm256_sub_epi32(unit, t.w0);
     t.w1 = _mm256_blendv_epi8(rem, xs, _mm256_cmpgt_epi32(rem, xs_less1));
     t.w2 = _mm256_sub_epi32(rem, t.w1);
     return t;
@@ -211,32 +227,37 @@ TOVREL_AVX2 void down3(typename K::dst::sample *out, int32_t pairs, const uint32
     const __m256i pixel_offsets =
         _mm256_setr_epi32(0, 4096, 8192, 12288, 16384, 20480, 24576, 28672);
     const __m256i pair_offsets = _mm256_setr_epi32(0, 8192, 16384, 24576, 0, 8192, 16384, 24576);
-    const __m256 inv = _mm256_set1_ps(1.0f / float(x_step)),
-                 inv2 = _mm256_set1_ps(1.0f / float(x2));
     const __m256i high = _mm256_setr_epi32(0, 0, 0, 0, -1, -1, -1, -1);
     const __m256i mask = _mm256_set1_epi32(int32_t(uint32_t(typename D::sample(~0u))));
-    // The cursors move by scalar steps, off the vectors' latency.
+    // Eight pixels on are 32768 units: k8 steps and r8 units (luma), ck8
+    // and cr8 (chroma); the scalar cursors keep off the vectors' latency.
     const int32_t k8 = 8 * pixel_units / x_step, r8 = 8 * pixel_units % x_step;
     const int32_t k4 = 4 * pixel_units / x_step, r4 = 4 * pixel_units % x_step;
     const int32_t ck8 = 8 * pixel_units / x2, cr8 = 8 * pixel_units % x2;
+    const __m256i xs = _mm256_set1_epi32(x_step), xs_less1 = _mm256_set1_epi32(x_step - 1);
+    const __m256i cxs = _mm256_set1_epi32(x2), cxs_less1 = _mm256_set1_epi32(x2 - 1);
+    const __m256i by = _mm256_set1_epi32(r8), cby = _mm256_set1_epi32(cr8);
+    const __m256i unit = _mm256_set1_epi32(pixel_units);
+    const __m256i cunit = _mm256_set1_epi32(2 * pixel_units);
+    // Eight pixels (luma), and four pairs twice (U lanes 0-3, V lanes 4-7).
+    cursor8 y = cursor_at(edge, pixel_offsets, x_step), c = cursor_at(cedge, pair_offsets, x2);
     int32_t q = 0;
     // Four pairs a step while every window (luma to 2 col + 29, chroma to
     // 2 col + 33) stays inside the buffer.
     for (; q + 4 <= pairs && 2 * col + 40 <= limit; q += 4) {
-        const taps y = taps_of(edge, pixel_offsets, x_step, inv, pixel_units);
         const int32_t q4 = k4 + (edge + r4 >= x_step ? 1 : 0); // pixel 4's column, as y.q
         const __m256i idx = _mm256_sub_epi32(y.q, _mm256_and_si256(_mm256_set1_epi32(q4), high));
-        const __m256i ysum = tap3(luma8(buf, col), luma8(buf, col + q4), idx, y);
-        // Eight pixels on: 32768 = k8 steps + r8 units.
-        col += k8, edge += r8;
-        if (edge >= x_step) edge -= x_step, ++col;
-
-        const taps c = taps_of(cedge, pair_offsets, x2, inv2, 2 * pixel_units);
+        const __m256i ysum =
+            tap3(luma8(buf, col), luma8(buf, col + q4), idx, taps_of(y.r, xs, xs_less1, unit));
         __m256i u, v;
         chroma8(buf, ccol, &u, &v);
-        const __m256i csum = tap3(u, v, c.q, c); // U of four pairs | V of four pairs
+        const __m256i csum = tap3(u, v, c.q, taps_of(c.r, cxs, cxs_less1, cunit));
+        col += k8, edge += r8;
+        if (edge >= x_step) edge -= x_step, ++col;
         ccol += ck8, cedge += cr8;
         if (cedge >= x2) cedge -= x2, ++ccol;
+        y = advance(y, by, xs, xs_less1);
+        c = advance(c, cby, cxs, cxs_less1);
 
         const __m256i ys = _mm256_and_si256(
             _mm256_srli_epi32(_mm256_add_epi32(ysum, _mm256_set1_epi32(1 << (B - 1))), B), mask);
