@@ -1,7 +1,9 @@
 // AVX2 forms of the 4:2:2 pair-buffer routines: the vertical pre-pass of
-// YUY2 and W210 sources without source alpha, and the halving writer. Each
-// gives the bytes of its scalar statement in rect_pair_walk.h (vblend_c,
-// pair_halve_c). Reached only through rect_isa::avx2, chosen once per call
+// YUY2 and W210 sources without source alpha, the halving writer, and the
+// whole pairs of steps 2341..4095 (luma of eight pixels and chroma of four
+// pairs a step, three taps each, from windows of the buffer). Each gives the
+// bytes of its scalar statement in rect_pair_walk.h (vblend_c, pair_halve_c,
+// pair_whole_c). Reached only through rect_isa::avx2, chosen once per call
 // on processors that have it.
 #if defined(__SSE2__)
 
@@ -63,21 +65,31 @@ TOVREL_AVX2 void yuy2_pass(uint32_t *buf, const uint8_t *r, ptrdiff_t pitch, int
     }
 }
 
-// The same for W210 words: (sample * weight) >> 2 per row, the products
-// exact unsigned 16 x 16 -> 32 bits (words above 1023 included).
+// The same for W210 words: (sample * weight) >> 2 per row, each product
+// of a zero-extended word (words above 1023 included) below 2^27.
 template <int N, bool Add>
 TOVREL_AVX2 void w210_pass(uint32_t *buf, const uint8_t *r, ptrdiff_t pitch, int32_t lanes,
                            const int32_t *w) {
+    __m256i wk[N];
+    for (int k = 0; k < N; ++k) wk[k] = _mm256_set1_epi32(w[k]);
     for (int32_t i = 0; i < lanes; i += 16) {
         __m256i lo = _mm256_setzero_si256(), hi = lo;
         for (int k = 0; k < N; ++k) { // unrolled: N is fixed
-            const __m256i s = load256(reinterpret_cast<const uint16_t *>(r + k * pitch) + i);
-            const __m256i wk = _mm256_set1_epi16(int16_t(w[k]));
-            const __m256i pl = _mm256_mullo_epi16(s, wk), ph = _mm256_mulhi_epu16(s, wk);
-            lo = _mm256_add_epi32(lo, _mm256_srli_epi32(_mm256_unpacklo_epi16(pl, ph), 2));
-            hi = _mm256_add_epi32(hi, _mm256_srli_epi32(_mm256_unpackhi_epi16(pl, ph), 2));
+            const uint16_t *s = reinterpret_cast<const uint16_t *>(r + k * pitch) + i;
+            const __m256i a =
+                _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i *>(s)));
+            const __m256i b =
+                _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i *>(s + 8)));
+            lo = _mm256_add_epi32(lo, _mm256_srli_epi32(_mm256_mullo_epi32(a, wk[k]), 2));
+            hi = _mm256_add_epi32(hi, _mm256_srli_epi32(_mm256_mullo_epi32(b, wk[k]), 2));
         }
-        store16<Add>(buf + i, lo, hi);
+        __m256i *q = reinterpret_cast<__m256i *>(buf + i);
+        if constexpr (Add) {
+            lo = _mm256_add_epi32(lo, _mm256_loadu_si256(q));
+            hi = _mm256_add_epi32(hi, _mm256_loadu_si256(q + 1));
+        }
+        _mm256_storeu_si256(q, lo);
+        _mm256_storeu_si256(q + 1, hi);
     }
 }
 
