@@ -508,6 +508,14 @@ void register_all() {
     add(w9y, "cv_warpAffine",
         [](benchmark::State &s, const warp_case &c) { bm_opencv_422(s, c, yuy2_frame); });
 
+    // 9 on S16X4A (4.0 x 4, slot 19) beside OpenCV on CV_16SC4.
+    warp_case w9s = w9;
+    w9s.name = "w9_pip_s16x4a_1080p";
+    add(w9s, "tovrel",
+        [](benchmark::State &s, const warp_case &c) { bm_tovrel(s, c, 0, TOVREL_FORMAT_S16X4A); });
+    add(w9s, "cv_warpAffine",
+        [](benchmark::State &s, const warp_case &c) { bm_opencv(s, c, TOVREL_FORMAT_S16X4A); });
+
     // 7: workload 1 at 3840x2160.
     add(rotated_case("w7_affine_2160p", 3840, 2160, 10.0, 1.05), "tovrel", plain);
 

@@ -57,6 +57,8 @@ RATIOS = [
      "w9_pip_1080p/cv_warpAffine", "w9_pip_1080p/tovrel", None, None),
     ("9", "warpAffine INTER_LINEAR CV_8UC2 / tovrel YUY2 (picture in picture, slot 19, bounding box)",
      "w9_pip_yuy2_1080p/cv_warpAffine", "w9_pip_yuy2_1080p/tovrel", None, None),
+    ("9", "warpAffine INTER_LINEAR CV_16SC4 / tovrel S16X4A (picture in picture, slot 19, bounding box)",
+     "w9_pip_s16x4a_1080p/cv_warpAffine", "w9_pip_s16x4a_1080p/tovrel", None, None),
     ("4", "edge AA / no AA, workload 1's quad (cost of MAP_EDGE_AA)",
      "w4_edge_aa_frame_1080p/tovrel_edge_aa", "w4_edge_aa_frame_1080p/tovrel", None, None),
     ("4", "edge AA / no AA, slanted quad inside the frame",
