@@ -435,22 +435,23 @@ void register_all() {
             [f](benchmark::State &s, const warp_case &c) { bm_opencv_422(s, c, *f); });
     }
 
+    // A workload on another texture format, into the same format, beside
+    // OpenCV on the matching type.
+    auto add_format = [](const warp_case &base, const char *name, uint8_t format) {
+        warp_case w = base;
+        w.name = name;
+        add(w, "tovrel",
+            [format](benchmark::State &s, const warp_case &c) { bm_tovrel(s, c, 0, format); });
+        add(w, "cv_warpAffine",
+            [format](benchmark::State &s, const warp_case &c) { bm_opencv(s, c, format); });
+    };
+
     // 1, signed: S16X4A into S16X4A (the texture laid over the frame,
     // pair I) beside OpenCV on CV_16SC4.
-    warp_case w1s = w1;
-    w1s.name = "w1_s16x4a_affine_1080p";
-    add(w1s, "tovrel",
-        [](benchmark::State &s, const warp_case &c) { bm_tovrel(s, c, 0, TOVREL_FORMAT_S16X4A); });
-    add(w1s, "cv_warpAffine",
-        [](benchmark::State &s, const warp_case &c) { bm_opencv(s, c, TOVREL_FORMAT_S16X4A); });
+    add_format(w1, "w1_s16x4a_affine_1080p", TOVREL_FORMAT_S16X4A);
 
     // 1, word: word into word beside OpenCV on CV_16UC1.
-    warp_case w1w = w1;
-    w1w.name = "w1_word_affine_1080p";
-    add(w1w, "tovrel",
-        [](benchmark::State &s, const warp_case &c) { bm_tovrel(s, c, 0, TOVREL_FORMAT_WORD); });
-    add(w1w, "cv_warpAffine",
-        [](benchmark::State &s, const warp_case &c) { bm_opencv(s, c, TOVREL_FORMAT_WORD); });
+    add_format(w1, "w1_word_affine_1080p", TOVREL_FORMAT_WORD);
 
     // 1, overlay: RGBQ + alpha over an RGBQ frame beside pixman OVER of the
     // premultiplied texture; the straight form has no peer.
@@ -509,12 +510,7 @@ void register_all() {
         [](benchmark::State &s, const warp_case &c) { bm_opencv_422(s, c, yuy2_frame); });
 
     // 9 on S16X4A (4.0 x 4, slot 19) beside OpenCV on CV_16SC4.
-    warp_case w9s = w9;
-    w9s.name = "w9_pip_s16x4a_1080p";
-    add(w9s, "tovrel",
-        [](benchmark::State &s, const warp_case &c) { bm_tovrel(s, c, 0, TOVREL_FORMAT_S16X4A); });
-    add(w9s, "cv_warpAffine",
-        [](benchmark::State &s, const warp_case &c) { bm_opencv(s, c, TOVREL_FORMAT_S16X4A); });
+    add_format(w9, "w9_pip_s16x4a_1080p", TOVREL_FORMAT_S16X4A);
 
     // 7: workload 1 at 3840x2160.
     add(rotated_case("w7_affine_2160p", 3840, 2160, 10.0, 1.05), "tovrel", plain);
