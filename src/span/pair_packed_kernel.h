@@ -1,10 +1,13 @@
-// The packed 4:2:2 members (YUY2, W210), written once for both families.
+// The SIMD members of the 4:2:2 families (YUY2, W210), written once for
+// both families and both member kinds (pair_kinds).
 //
 // Included by pair_packed_sse2.cpp inside an anonymous namespace of
-// tovrel::span, after rgbq_packed_kernel.h, whose position walk it uses:
-// positions are stepped and divided four pixels at a time, lane for lane
-// the arithmetic of the scalar statement, and handed to the pair walk of
-// span_sampling.h one pixel at a time.
+// tovrel::span, after rgbq_packed_kernel.h, whose position walks it uses:
+// positions are computed four pixels at a time, lane for lane the
+// arithmetic of the scalar statement (stepped single precision with the
+// approximate reciprocal for the packed kind; every pixel's own double
+// precision position with a true division, full-width addressing and the
+// 1.5-row weights in 128ths for the scalar kind).
 //
 // Per pixel, every footprint row is read as whole pixel pairs from the
 // pair that holds column cu, widened to 16-bit words [Y_even, U, Y_odd, V]
@@ -19,9 +22,9 @@
 //                 = 128 S_0 + 128 S_1 + (128 - g) S_0 + g S_1
 //   f16 >= 32768: (128 - g) S_0 + 256 S_1 + g S_2
 //                 = (128 - g) S_0 + 128 S_1 + 128 S_1 + g S_2
-// The int32 lanes add modulo 2^32, as the scalar statement's sums do, so
-// the sums are the statement's bit for bit and its normalisation is used
-// as it stands.
+// The int32 lanes add modulo 2^32, as the packed statement's sums do;
+// the scalar kind's sums are exact (8-bit samples fit int32, 16-bit ones
+// are split, see split_rows). The normalisation is the statement's.
 
 template <class Traits, int Slot, member_kind Kind = member_kind::packed>
 struct pair_packed {
