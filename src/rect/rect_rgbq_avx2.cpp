@@ -17,10 +17,10 @@ namespace {
 
 #define TOVREL_AVX2 __attribute__((target("avx2")))
 
-// Columns c of destination pixels a (low half) and b (high half).
-TOVREL_AVX2 inline __m256i column_pair(const uint32_t *v, int32_t a, int32_t b) {
-    const __m128i lo = _mm_load_si128(reinterpret_cast<const __m128i *>(v + 4 * a));
-    const __m128i hi = _mm_load_si128(reinterpret_cast<const __m128i *>(v + 4 * b));
+// The column at byte offset a of v for the low half, b for the high half.
+TOVREL_AVX2 inline __m256i column_pair(const uint8_t *v, uint32_t a, uint32_t b) {
+    const __m128i lo = _mm_load_si128(reinterpret_cast<const __m128i *>(v + a));
+    const __m128i hi = _mm_load_si128(reinterpret_cast<const __m128i *>(v + b));
     return _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
 }
 
@@ -32,13 +32,13 @@ TOVREL_AVX2 inline __m256i column_pair(const uint32_t *v, int32_t a, int32_t b) 
 // same integer below 2^31, computed modulo 2^32 with two multiplies.
 // Returns the sums (Raw), or (sum + 2^22) >> 23.
 template <int K, bool Raw>
-TOVREL_AVX2 inline __m256i pixel_pair(const uint32_t *v, const int32_t *cols, __m256i w0,
+TOVREL_AVX2 inline __m256i pixel_pair(const uint8_t *v, const uint32_t *offsets, __m256i w0,
                                       __m256i w2) {
     constexpr int pick = K * 0x55; // element K of each lane, everywhere in it
-    const int32_t a = cols[K], b = cols[4 + K];
+    const uint32_t a = offsets[K], b = offsets[4 + K];
     const __m256i v0 = column_pair(v, a, b);
-    const __m256i v1 = column_pair(v, a + 1, b + 1);
-    const __m256i v2 = column_pair(v, a + 2, b + 2);
+    const __m256i v1 = column_pair(v, a + 16, b + 16);
+    const __m256i v2 = column_pair(v, a + 32, b + 32);
     __m256i s = _mm256_slli_epi32(v1, 12);
     s = _mm256_add_epi32(
         s, _mm256_mullo_epi32(_mm256_sub_epi32(v0, v1), _mm256_shuffle_epi32(w0, pick)));
@@ -83,23 +83,29 @@ struct sums_group {
 template <class Out>
 TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int32_t *run_io,
                                      int32_t x_step) {
-    alignas(32) int32_t cols[8];
-    // Left edge of the next pixel in units from the start of column `col`,
-    // in [0, 3 x_step) between groups (x_step >= 2048).
-    int32_t col = 0, edge = x_step - *run_io;
+    // Every group of eight pixels finds its columns from its own left edges
+    // (no position is carried from one group to the next), so groups
+    // overlap in the processor.
+    static_assert(rgbq_chunk_columns <= 1024, "edges below 2^23, quotients below 2^11");
+    alignas(32) uint32_t offsets[8]; // byte offsets of the pixels' first columns in v
+    const uint8_t *bytes = reinterpret_cast<const uint8_t *>(v);
+    // Left edge of pixel j in units from the start of column 0: e0 + 4096 j,
+    // at most (chunk + 2) x_step < 2^23 for the pixels of one chunk.
+    const int32_t e0 = x_step - *run_io;
     const __m256i xs = _mm256_set1_epi32(x_step);
     const __m256i xs_less1 = _mm256_set1_epi32(x_step - 1);
     const __m256i units = _mm256_set1_epi32(pixel_units);
     // Even pixels in the low lane, odd ones in the high lane; pixel 7 last.
-    const __m256i lane_units = _mm256_setr_epi32(0, 8192, 16384, 24576, 4096, 12288, 20480, 28672);
+    __m256i u = _mm256_add_epi32(
+        _mm256_set1_epi32(e0), _mm256_setr_epi32(0, 8192, 16384, 24576, 4096, 12288, 20480, 28672));
+    const __m256i group_units = _mm256_set1_epi32(8 * pixel_units);
     const __m256 inv = _mm256_set1_ps(1.0f / float(x_step));
     int32_t j = 0;
-    for (; j + 8 <= m; j += 8) {
-        // Left edges u < 2^16 of eight pixels. q = u / x_step (below 32) as
-        // a float product is off by at most 2^-18, far below 1/x_step, so its
-        // truncation can only be one low, at exact multiples: corrected on
-        // the remainder.
-        const __m256i u = _mm256_add_epi32(_mm256_set1_epi32(edge), lane_units);
+    for (; j + 8 <= m; j += 8, u = _mm256_add_epi32(u, group_units)) {
+        // q = u / x_step (below 2^11) as a float product: u converts
+        // exactly, and the product is off by at most q 2^-23 < 2^-12, below
+        // 1/x_step, so its truncation can only be one low, at exact
+        // multiples: corrected on the remainder.
         __m256i q = _mm256_cvttps_epi32(_mm256_mul_ps(_mm256_cvtepi32_ps(u), inv));
         __m256i r = _mm256_sub_epi32(u, _mm256_mullo_epi32(q, xs));
         const __m256i over = _mm256_cmpgt_epi32(r, xs_less1); // r >= x_step
@@ -113,19 +119,16 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int3
         const __m256i two = _mm256_cmpgt_epi32(rem, xs_less1);
         const __m256i W1 = _mm256_blendv_epi8(rem, xs, two);
         const __m256i W2 = _mm256_sub_epi32(rem, W1);
-        _mm256_store_si256(reinterpret_cast<__m256i *>(cols),
-                           _mm256_add_epi32(q, _mm256_set1_epi32(col)));
-        // Pixel 8 starts 4096 past pixel 7's edge: r7 + 4096 from its column.
-        edge = _mm256_extract_epi32(r, 7) + pixel_units;
-        col = cols[7];
-        out(j, pixel_pair<0, Out::raw>(v, cols, W0, W2), pixel_pair<1, Out::raw>(v, cols, W0, W2),
-            pixel_pair<2, Out::raw>(v, cols, W0, W2), pixel_pair<3, Out::raw>(v, cols, W0, W2));
+        _mm256_store_si256(reinterpret_cast<__m256i *>(offsets), _mm256_slli_epi32(q, 4));
+        out(j, pixel_pair<0, Out::raw>(bytes, offsets, W0, W2),
+            pixel_pair<1, Out::raw>(bytes, offsets, W0, W2),
+            pixel_pair<2, Out::raw>(bytes, offsets, W0, W2),
+            pixel_pair<3, Out::raw>(bytes, offsets, W0, W2));
     }
-    while (edge >= x_step) {
-        edge -= x_step;
-        ++col;
-    }
-    *run_io = x_step - edge;
+    // The next pixel's left edge: its column and the run left in it.
+    const int32_t edge = e0 + j * pixel_units;
+    int32_t col = edge / x_step;
+    *run_io = x_step - edge % x_step;
     if (j < m) col += out.tail(j, m, v + 4 * col, run_io, x_step);
     return col;
 }
