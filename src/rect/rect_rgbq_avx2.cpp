@@ -27,18 +27,28 @@ TOVREL_AVX2 inline __m256i column_pair(const uint8_t *v, uint32_t a, uint32_t b)
 // Pixel pair K (pixels 2K, 2K + 1) of eight, whose taps are kept with the
 // even pixels in the low lane and the odd ones in the high lane (pixel 2K in
 // element K of each lane order: 0 2 4 6 | 1 3 5 7), so that an in-lane
-// broadcast picks a pair's weights. With w0 + w1 + w2 = 4096 the three-tap
-// sum v0 w0 + v1 w1 + v2 w2 is 4096 v1 + w0 (v0 - v1) + w2 (v2 - v1): the
-// same integer below 2^31, computed modulo 2^32 with two multiplies.
-// Returns the sums (Raw), or (sum + 2^22) >> 23.
-template <int K, bool Raw>
+// broadcast picks a pair's weights. Adjacent: the high lane's taps are the
+// three columns after the low lane's first (see adjacent_min_step), so each
+// tap is one unaligned load; otherwise every pixel's columns are its own.
+// With w0 + w1 + w2 = 4096 the three-tap sum v0 w0 + v1 w1 + v2 w2 is
+// 4096 v1 + w0 (v0 - v1) + w2 (v2 - v1): the same integer below 2^31,
+// computed modulo 2^32 with two multiplies. Returns the sums (Raw), or
+// (sum + 2^22) >> 23.
+template <int K, bool Raw, bool Adjacent>
 TOVREL_AVX2 inline __m256i pixel_pair(const uint8_t *v, const uint32_t *offsets, __m256i w0,
                                       __m256i w2) {
     constexpr int pick = K * 0x55; // element K of each lane, everywhere in it
     const uint32_t a = offsets[K], b = offsets[4 + K];
-    const __m256i v0 = column_pair(v, a, b);
-    const __m256i v1 = column_pair(v, a + 16, b + 16);
-    const __m256i v2 = column_pair(v, a + 32, b + 32);
+    __m256i v0, v1, v2;
+    if constexpr (Adjacent) {
+        v0 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(v + a));
+        v1 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(v + a + 16));
+        v2 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(v + a + 32));
+    } else {
+        v0 = column_pair(v, a, b);
+        v1 = column_pair(v, a + 16, b + 16);
+        v2 = column_pair(v, a + 32, b + 32);
+    }
     __m256i s = _mm256_slli_epi32(v1, 12);
     s = _mm256_add_epi32(
         s, _mm256_mullo_epi32(_mm256_sub_epi32(v0, v1), _mm256_shuffle_epi32(w0, pick)));
@@ -47,6 +57,16 @@ TOVREL_AVX2 inline __m256i pixel_pair(const uint8_t *v, const uint32_t *offsets,
     if constexpr (Raw) return s;
     return _mm256_srli_epi32(_mm256_add_epi32(s, _mm256_set1_epi32(1 << 22)), 23);
 }
+
+// From this step on, an odd pixel fits the columns c + 1 .. c + 3 after its
+// even neighbour's first column c. A pixel with run r moves on two columns
+// when 4096 - r >= x_step, leaving the next pixel a run of
+// 2 x_step - 4096 + r > 2 x_step - 4096; that pixel has a third tap only
+// when its run is below 4096 - x_step, impossible once 3 x_step >= 8192.
+// So the odd pixel starts at c + 1 (three taps at most), or at c + 2 with
+// two taps.
+inline constexpr int32_t adjacent_min_step = 2731;
+static_assert(3 * adjacent_min_step >= 8192 && 3 * (adjacent_min_step - 1) < 8192);
 
 // Where the pass puts a group of eight pixels: RGBQ bytes, or (pair
 // kernels) their sums, four per pixel.
@@ -80,7 +100,7 @@ struct sums_group {
     }
 };
 
-template <class Out>
+template <class Out, bool Adjacent>
 TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int32_t *run_io,
                                      int32_t x_step) {
     // Every group of eight pixels finds its columns from its own left edges
@@ -120,10 +140,20 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int3
         const __m256i W1 = _mm256_blendv_epi8(rem, xs, two);
         const __m256i W2 = _mm256_sub_epi32(rem, W1);
         _mm256_store_si256(reinterpret_cast<__m256i *>(offsets), _mm256_slli_epi32(q, 4));
-        out(j, pixel_pair<0, Out::raw>(bytes, offsets, W0, W2),
-            pixel_pair<1, Out::raw>(bytes, offsets, W0, W2),
-            pixel_pair<2, Out::raw>(bytes, offsets, W0, W2),
-            pixel_pair<3, Out::raw>(bytes, offsets, W0, W2));
+        __m256i A0 = W0, A2 = W2;
+        if constexpr (Adjacent) {
+            // An odd pixel two columns after its even neighbour has no
+            // third tap: its weights move up one column, (0, W0, W1).
+            const __m256i d = _mm256_sub_epi32(q, _mm256_permute2x128_si256(q, q, 0x01));
+            const __m256i late = _mm256_and_si256(_mm256_cmpgt_epi32(d, _mm256_set1_epi32(1)),
+                                                  _mm256_setr_epi32(0, 0, 0, 0, -1, -1, -1, -1));
+            A0 = _mm256_andnot_si256(late, W0);
+            A2 = _mm256_blendv_epi8(W2, W1, late);
+        }
+        out(j, pixel_pair<0, Out::raw, Adjacent>(bytes, offsets, A0, A2),
+            pixel_pair<1, Out::raw, Adjacent>(bytes, offsets, A0, A2),
+            pixel_pair<2, Out::raw, Adjacent>(bytes, offsets, A0, A2),
+            pixel_pair<3, Out::raw, Adjacent>(bytes, offsets, A0, A2));
     }
     // The next pixel's left edge: its column and the run left in it.
     const int32_t edge = e0 + j * pixel_units;
@@ -135,7 +165,9 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int3
 
 TOVREL_AVX2 int32_t rgbq_hpass_down3_avx2(uint8_t *dst, int32_t m, const uint32_t *v,
                                           int32_t *run_io, int32_t x_step) {
-    return hpass_down3_avx2(rgbq_group{dst}, m, v, run_io, x_step);
+    return x_step >= adjacent_min_step
+               ? hpass_down3_avx2<rgbq_group, true>(rgbq_group{dst}, m, v, run_io, x_step)
+               : hpass_down3_avx2<rgbq_group, false>(rgbq_group{dst}, m, v, run_io, x_step);
 }
 
 // Vertical sums of eight columns per step, as the SSE2 vsum: per column and
@@ -150,8 +182,10 @@ TOVREL_AVX2 int32_t vsum_pass_avx2(uint32_t *v, const uint8_t *r0, ptrdiff_t pit
     const __m256i w2z = _mm256_set1_epi32(w2);
     const uint8_t *r1 = Rows >= 2 ? r0 + pitch : r0;
     const uint8_t *r2 = Rows == 3 ? r1 + pitch : r0;
+    const uint8_t *ahead = r0 + Rows * pitch;
     int32_t i = 0;
     for (; i + 8 <= cols; i += 8) {
+        _mm_prefetch(reinterpret_cast<const char *>(ahead + 4 * i), _MM_HINT_T0);
         const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(r0 + 4 * i));
         const __m256i b =
             Rows >= 2 ? _mm256_loadu_si256(reinterpret_cast<const __m256i *>(r1 + 4 * i)) : zero;
@@ -252,7 +286,9 @@ TOVREL_AVX2 int32_t halve2_avx2(uint8_t *dst, int32_t count, const uint8_t *src,
 
 int32_t pair_hpass_down3_avx2(uint32_t *sums, int32_t m, const uint32_t *v, int32_t *run,
                               int32_t x_step) {
-    return hpass_down3_avx2(sums_group{sums}, m, v, run, x_step);
+    return x_step >= adjacent_min_step
+               ? hpass_down3_avx2<sums_group, true>(sums_group{sums}, m, v, run, x_step)
+               : hpass_down3_avx2<sums_group, false>(sums_group{sums}, m, v, run, x_step);
 }
 
 void rgbq_run_avx2(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_rows &rows,
