@@ -182,10 +182,14 @@ TOVREL_AVX2 int32_t vsum_pass_avx2(uint32_t *v, const uint8_t *r0, ptrdiff_t pit
     const __m256i w2z = _mm256_set1_epi32(w2);
     const uint8_t *r1 = Rows >= 2 ? r0 + pitch : r0;
     const uint8_t *r2 = Rows == 3 ? r1 + pitch : r0;
+    // The next line reads one or two rows after these: each 64 bytes of
+    // both is asked for once, at alternate steps (prefetches do not fault
+    // past the image).
     const uint8_t *ahead = r0 + Rows * pitch;
     int32_t i = 0;
     for (; i + 8 <= cols; i += 8) {
-        _mm_prefetch(reinterpret_cast<const char *>(ahead + 4 * i), _MM_HINT_T0);
+        _mm_prefetch(reinterpret_cast<const char *>(ahead + (i & 8 ? pitch : 0) + 4 * i),
+                     _MM_HINT_T0);
         const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(r0 + 4 * i));
         const __m256i b =
             Rows >= 2 ? _mm256_loadu_si256(reinterpret_cast<const __m256i *>(r1 + 4 * i)) : zero;
