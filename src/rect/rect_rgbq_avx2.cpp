@@ -106,11 +106,11 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int3
     // Every group of eight pixels finds its columns from its own left edges
     // (no position is carried from one group to the next), so groups
     // overlap in the processor.
-    static_assert(rgbq_chunk_columns <= 1024, "edges below 2^23, quotients below 2^11");
+    static_assert(rgbq_chunk_columns <= 1024, "quotients below 2^11");
     alignas(32) uint32_t offsets[8]; // byte offsets of the pixels' first columns in v
     const uint8_t *bytes = reinterpret_cast<const uint8_t *>(v);
     // Left edge of pixel j in units from the start of column 0: e0 + 4096 j,
-    // at most (chunk + 2) x_step < 2^23 for the pixels of one chunk.
+    // below (chunk + 2) x_step for the pixels of one chunk.
     const int32_t e0 = x_step - *run_io;
     const __m256i xs = _mm256_set1_epi32(x_step);
     const __m256i xs_less1 = _mm256_set1_epi32(x_step - 1);
@@ -123,9 +123,9 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int3
     int32_t j = 0;
     for (; j + 8 <= m; j += 8, u = _mm256_add_epi32(u, group_units)) {
         // q = u / x_step (below 2^11) as a float product: u converts
-        // exactly, and the product is off by at most q 2^-23 < 2^-12, below
-        // 1/x_step, so its truncation can only be one low, at exact
-        // multiples: corrected on the remainder.
+        // exactly, and the product is off by at most (u / x_step) (2^-23 +
+        // 2^-48) < 2^-12 + 2^-37, below 1/x_step, so its truncation can only
+        // be one low, at exact multiples: corrected on the remainder.
         __m256i q = _mm256_cvttps_epi32(_mm256_mul_ps(_mm256_cvtepi32_ps(u), inv));
         __m256i r = _mm256_sub_epi32(u, _mm256_mullo_epi32(q, xs));
         const __m256i over = _mm256_cmpgt_epi32(r, xs_less1); // r >= x_step
