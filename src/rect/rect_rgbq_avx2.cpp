@@ -170,6 +170,13 @@ TOVREL_AVX2 int32_t rgbq_hpass_down3_avx2(uint8_t *dst, int32_t m, const uint32_
                : hpass_down3_avx2<rgbq_group, false>(rgbq_group{dst}, m, v, run_io, x_step);
 }
 
+// Eight columns of a row with the even ones in the low lane, so that
+// in-lane unpacking gives the columns in order, two per vector.
+TOVREL_AVX2 inline __m256i columns(const uint8_t *p) {
+    return _mm256_permutevar8x32_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)),
+                                       _mm256_setr_epi32(0, 2, 4, 6, 1, 3, 5, 7));
+}
+
 // Vertical sums of eight columns per step, as the SSE2 vsum: per column and
 // component the sum of component * row weight (below 2^19), from up to three
 // rows, stored into or added to v. Returns the columns done (a multiple of 8).
@@ -190,10 +197,9 @@ TOVREL_AVX2 int32_t vsum_pass_avx2(uint32_t *v, const uint8_t *r0, ptrdiff_t pit
     for (; i + 8 <= cols; i += 8) {
         _mm_prefetch(reinterpret_cast<const char *>(ahead + (i & 8 ? pitch : 0) + 4 * i),
                      _MM_HINT_T0);
-        const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(r0 + 4 * i));
-        const __m256i b =
-            Rows >= 2 ? _mm256_loadu_si256(reinterpret_cast<const __m256i *>(r1 + 4 * i)) : zero;
-        // In-lane unpacking: s0 holds columns 0 | 4, s1 1 | 5, s2 2 | 6, s3 3 | 7.
+        const __m256i a = columns(r0 + 4 * i);
+        const __m256i b = Rows >= 2 ? columns(r1 + 4 * i) : zero;
+        // In-lane unpacking: s0 holds columns 0 | 1, s1 2 | 3, s2 4 | 5, s3 6 | 7.
         const __m256i lo = _mm256_unpacklo_epi8(a, b);
         const __m256i hi = _mm256_unpackhi_epi8(a, b);
         __m256i s0 = _mm256_madd_epi16(_mm256_unpacklo_epi8(lo, zero), w01);
@@ -201,7 +207,7 @@ TOVREL_AVX2 int32_t vsum_pass_avx2(uint32_t *v, const uint8_t *r0, ptrdiff_t pit
         __m256i s2 = _mm256_madd_epi16(_mm256_unpacklo_epi8(hi, zero), w01);
         __m256i s3 = _mm256_madd_epi16(_mm256_unpackhi_epi8(hi, zero), w01);
         if constexpr (Rows == 3) {
-            const __m256i c = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(r2 + 4 * i));
+            const __m256i c = columns(r2 + 4 * i);
             const __m256i clo = _mm256_unpacklo_epi8(c, zero);
             const __m256i chi = _mm256_unpackhi_epi8(c, zero);
             s0 = _mm256_add_epi32(s0, _mm256_madd_epi16(_mm256_unpacklo_epi16(clo, zero), w2z));
@@ -209,9 +215,7 @@ TOVREL_AVX2 int32_t vsum_pass_avx2(uint32_t *v, const uint8_t *r0, ptrdiff_t pit
             s2 = _mm256_add_epi32(s2, _mm256_madd_epi16(_mm256_unpacklo_epi16(chi, zero), w2z));
             s3 = _mm256_add_epi32(s3, _mm256_madd_epi16(_mm256_unpackhi_epi16(chi, zero), w2z));
         }
-        __m256i o[4] = {
-            _mm256_permute2x128_si256(s0, s1, 0x20), _mm256_permute2x128_si256(s2, s3, 0x20),
-            _mm256_permute2x128_si256(s0, s1, 0x31), _mm256_permute2x128_si256(s2, s3, 0x31)};
+        __m256i o[4] = {s0, s1, s2, s3};
         __m256i *q = reinterpret_cast<__m256i *>(v + 4 * i);
         for (int k = 0; k < 4; ++k) {
             if constexpr (Add) o[k] = _mm256_add_epi32(o[k], _mm256_load_si256(q + k));
