@@ -30,13 +30,12 @@ TOVREL_AVX2 inline __m256i column_pair(const uint8_t *v, uint32_t a, uint32_t b)
 // broadcast picks a pair's weights. Adjacent: the high lane's taps are the
 // three columns after the low lane's first (see adjacent_min_step), so each
 // tap is one unaligned load; otherwise every pixel's columns are its own.
-// With w0 + w1 + w2 = 4096 the three-tap sum v0 w0 + v1 w1 + v2 w2 is
-// 4096 v1 + w0 (v0 - v1) + w2 (v2 - v1): the same integer below 2^31,
-// computed modulo 2^32 with two multiplies. Returns the sums (Raw), or
-// (sum + 2^22) >> 23.
+// The three-tap sum v0 w0 + v1 w1 + v2 w2 is taken modulo 2^32 (for RGBQ,
+// v below 2^19 and weights adding up to 4096, it is below 2^31). Returns the
+// sums (Raw), or (sum + 2^22) >> 23.
 template <int K, bool Raw, bool Adjacent>
 TOVREL_AVX2 inline __m256i pixel_pair(const uint8_t *v, const uint32_t *offsets, __m256i w0,
-                                      __m256i w2) {
+                                      __m256i w1, __m256i w2) {
     constexpr int pick = K * 0x55; // element K of each lane, everywhere in it
     const uint32_t a = offsets[K], b = offsets[4 + K];
     __m256i v0, v1, v2;
@@ -49,11 +48,9 @@ TOVREL_AVX2 inline __m256i pixel_pair(const uint8_t *v, const uint32_t *offsets,
         v1 = column_pair(v, a + 16, b + 16);
         v2 = column_pair(v, a + 32, b + 32);
     }
-    __m256i s = _mm256_slli_epi32(v1, 12);
-    s = _mm256_add_epi32(
-        s, _mm256_mullo_epi32(_mm256_sub_epi32(v0, v1), _mm256_shuffle_epi32(w0, pick)));
-    s = _mm256_add_epi32(
-        s, _mm256_mullo_epi32(_mm256_sub_epi32(v2, v1), _mm256_shuffle_epi32(w2, pick)));
+    __m256i s = _mm256_mullo_epi32(v0, _mm256_shuffle_epi32(w0, pick));
+    s = _mm256_add_epi32(s, _mm256_mullo_epi32(v1, _mm256_shuffle_epi32(w1, pick)));
+    s = _mm256_add_epi32(s, _mm256_mullo_epi32(v2, _mm256_shuffle_epi32(w2, pick)));
     if constexpr (Raw) return s;
     return _mm256_srli_epi32(_mm256_add_epi32(s, _mm256_set1_epi32(1 << 22)), 23);
 }
@@ -140,7 +137,7 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int3
         const __m256i W1 = _mm256_blendv_epi8(rem, xs, two);
         const __m256i W2 = _mm256_sub_epi32(rem, W1);
         _mm256_store_si256(reinterpret_cast<__m256i *>(offsets), _mm256_slli_epi32(q, 4));
-        __m256i A0 = W0, A2 = W2;
+        __m256i A0 = W0, A1 = W1, A2 = W2;
         if constexpr (Adjacent) {
             // An odd pixel two columns after its even neighbour has no
             // third tap: its weights move up one column, (0, W0, W1).
@@ -148,12 +145,13 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int3
             const __m256i late = _mm256_and_si256(_mm256_cmpgt_epi32(d, _mm256_set1_epi32(1)),
                                                   _mm256_setr_epi32(0, 0, 0, 0, -1, -1, -1, -1));
             A0 = _mm256_andnot_si256(late, W0);
+            A1 = _mm256_blendv_epi8(W1, W0, late);
             A2 = _mm256_blendv_epi8(W2, W1, late);
         }
-        out(j, pixel_pair<0, Out::raw, Adjacent>(bytes, offsets, A0, A2),
-            pixel_pair<1, Out::raw, Adjacent>(bytes, offsets, A0, A2),
-            pixel_pair<2, Out::raw, Adjacent>(bytes, offsets, A0, A2),
-            pixel_pair<3, Out::raw, Adjacent>(bytes, offsets, A0, A2));
+        out(j, pixel_pair<0, Out::raw, Adjacent>(bytes, offsets, A0, A1, A2),
+            pixel_pair<1, Out::raw, Adjacent>(bytes, offsets, A0, A1, A2),
+            pixel_pair<2, Out::raw, Adjacent>(bytes, offsets, A0, A1, A2),
+            pixel_pair<3, Out::raw, Adjacent>(bytes, offsets, A0, A1, A2));
     }
     // The next pixel's left edge: its column and the run left in it.
     const int32_t edge = e0 + j * pixel_units;
