@@ -100,34 +100,29 @@ struct sums_group {
 template <class Out, bool Adjacent>
 TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int32_t *run_io,
                                      int32_t x_step) {
-    // Every group of eight pixels finds its columns from its own left edges
-    // (no position is carried from one group to the next), so groups
-    // overlap in the processor.
-    static_assert(rgbq_chunk_columns <= 1024, "quotients below 2^11");
     alignas(32) uint32_t offsets[8]; // byte offsets of the pixels' first columns in v
     const uint8_t *bytes = reinterpret_cast<const uint8_t *>(v);
     // Left edge of pixel j in units from the start of column 0: e0 + 4096 j,
-    // below (chunk + 2) x_step for the pixels of one chunk.
+    // as a column q and an offset r in it (0 <= r < x_step). The eight
+    // pixels of a group are held with the even ones in the low lane and the
+    // odd ones in the high lane (pixel 7 last); from group to group each
+    // edge moves on 32768 units, a whole columns and b units more.
     const int32_t e0 = x_step - *run_io;
+    alignas(32) int32_t q0[8], r0[8];
+    for (int k = 0; k < 8; ++k) {
+        const int32_t pixel = k < 4 ? 2 * k : 2 * (k - 4) + 1;
+        q0[k] = (e0 + pixel * pixel_units) / x_step;
+        r0[k] = (e0 + pixel * pixel_units) % x_step;
+    }
+    __m256i q = _mm256_load_si256(reinterpret_cast<const __m256i *>(q0));
+    __m256i r = _mm256_load_si256(reinterpret_cast<const __m256i *>(r0));
+    const __m256i a = _mm256_set1_epi32(8 * pixel_units / x_step);
+    const __m256i b = _mm256_set1_epi32(8 * pixel_units % x_step);
     const __m256i xs = _mm256_set1_epi32(x_step);
     const __m256i xs_less1 = _mm256_set1_epi32(x_step - 1);
     const __m256i units = _mm256_set1_epi32(pixel_units);
-    // Even pixels in the low lane, odd ones in the high lane; pixel 7 last.
-    __m256i u = _mm256_add_epi32(
-        _mm256_set1_epi32(e0), _mm256_setr_epi32(0, 8192, 16384, 24576, 4096, 12288, 20480, 28672));
-    const __m256i group_units = _mm256_set1_epi32(8 * pixel_units);
-    const __m256 inv = _mm256_set1_ps(1.0f / float(x_step));
     int32_t j = 0;
-    for (; j + 8 <= m; j += 8, u = _mm256_add_epi32(u, group_units)) {
-        // q = u / x_step (below 2^11) as a float product: u converts
-        // exactly, and the product is off by at most (u / x_step) (2^-23 +
-        // 2^-48) < 2^-12 + 2^-37, below 1/x_step, so its truncation can only
-        // be one low, at exact multiples: corrected on the remainder.
-        __m256i q = _mm256_cvttps_epi32(_mm256_mul_ps(_mm256_cvtepi32_ps(u), inv));
-        __m256i r = _mm256_sub_epi32(u, _mm256_mullo_epi32(q, xs));
-        const __m256i over = _mm256_cmpgt_epi32(r, xs_less1); // r >= x_step
-        q = _mm256_sub_epi32(q, over);
-        r = _mm256_sub_epi32(r, _mm256_and_si256(over, xs));
+    for (; j + 8 <= m; j += 8) {
         // Taps as in the SSE2 pass: the rest of column q (run), then either
         // the remainder in column q + 1, or all of q + 1 and the remainder in
         // q + 2 when the remainder reaches x_step.
@@ -152,6 +147,11 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int3
             pixel_pair<1, Out::raw, Adjacent>(bytes, offsets, A0, A1, A2),
             pixel_pair<2, Out::raw, Adjacent>(bytes, offsets, A0, A1, A2),
             pixel_pair<3, Out::raw, Adjacent>(bytes, offsets, A0, A1, A2));
+        // The next group: r + b is below 2 x_step, so one carry at most.
+        const __m256i moved = _mm256_add_epi32(r, b);
+        const __m256i carry = _mm256_cmpgt_epi32(moved, xs_less1);
+        q = _mm256_sub_epi32(_mm256_add_epi32(q, a), carry);
+        r = _mm256_sub_epi32(moved, _mm256_and_si256(carry, xs));
     }
     // The next pixel's left edge: its column and the run left in it.
     const int32_t edge = e0 + j * pixel_units;
