@@ -128,16 +128,16 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int3
         // q + 2 when the remainder reaches x_step.
         const __m256i W0 = _mm256_sub_epi32(xs, r);
         const __m256i rem = _mm256_sub_epi32(units, W0);
-        const __m256i two = _mm256_cmpgt_epi32(rem, xs_less1);
-        const __m256i W1 = _mm256_blendv_epi8(rem, xs, two);
+        const __m256i W1 = _mm256_min_epi32(rem, xs);
         const __m256i W2 = _mm256_sub_epi32(rem, W1);
         _mm256_store_si256(reinterpret_cast<__m256i *>(offsets), _mm256_slli_epi32(q, 4));
         __m256i A0 = W0, A1 = W1, A2 = W2;
         if constexpr (Adjacent) {
-            // An odd pixel two columns after its even neighbour has no
-            // third tap: its weights move up one column, (0, W0, W1).
-            const __m256i d = _mm256_sub_epi32(q, _mm256_permute2x128_si256(q, q, 0x01));
-            const __m256i late = _mm256_and_si256(_mm256_cmpgt_epi32(d, _mm256_set1_epi32(1)),
+            // An odd pixel two columns after its even neighbour (whose
+            // second tap is a whole column) has no third tap: its weights
+            // move up one column, (0, W0, W1).
+            const __m256i two = _mm256_cmpeq_epi32(W1, xs);
+            const __m256i late = _mm256_and_si256(_mm256_permute2x128_si256(two, two, 0x00),
                                                   _mm256_setr_epi32(0, 0, 0, 0, -1, -1, -1, -1));
             A0 = _mm256_andnot_si256(late, W0);
             A1 = _mm256_blendv_epi8(W1, W0, late);
