@@ -114,8 +114,8 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int3
         q0[k] = (e0 + pixel * pixel_units) / x_step;
         r0[k] = (e0 + pixel * pixel_units) % x_step;
     }
-    __m256i q = _mm256_load_si256(reinterpret_cast<const __m256i *>(q0));
-    __m256i r = _mm256_load_si256(reinterpret_cast<const __m256i *>(r0));
+    __m256i q = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(q0));
+    __m256i r = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(r0));
     const __m256i a = _mm256_set1_epi32(8 * pixel_units / x_step);
     const __m256i b = _mm256_set1_epi32(8 * pixel_units % x_step);
     const __m256i xs = _mm256_set1_epi32(x_step);
@@ -130,7 +130,7 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int3
         const __m256i rem = _mm256_sub_epi32(units, W0);
         const __m256i W1 = _mm256_min_epi32(rem, xs);
         const __m256i W2 = _mm256_sub_epi32(rem, W1);
-        _mm256_store_si256(reinterpret_cast<__m256i *>(offsets), _mm256_slli_epi32(q, 4));
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(offsets), _mm256_slli_epi32(q, 4));
         __m256i A0 = W0, A1 = W1, A2 = W2;
         if constexpr (Adjacent) {
             // An odd pixel two columns after its even neighbour (whose
