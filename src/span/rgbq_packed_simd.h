@@ -1,13 +1,16 @@
-// SIMD forms of the packed RGBQ members (slots 1-4, 6, 11). Each matches
-// rgbq_member<Slot> (packed kind) of rgbq_traits.h bit for bit.
+// SIMD forms of the RGBQ members of slots 1-20, of either kind. Each
+// matches rgbq_member<Slot> of rgbq_traits.h bit for bit.
 #pragma once
 
 #include "span/simd_member.h"
 
 namespace tovrel::span {
 
-// Defined for the packed slots only (explicit instantiations in
-// rgbq_packed_sse2.cpp and rgbq_packed_avx2.cpp).
+// Defined for slots 1-20 (explicit instantiations in rgbq_packed_sse2.cpp
+// and rgbq_packed_avx2.cpp); slot 0, a plain copy, has none.
+inline constexpr bool rgbq_has_simd(int slot) {
+    return slot > 0;
+}
 struct rgbq_sse2_set;
 struct rgbq_avx2_set;
 template <int Slot>

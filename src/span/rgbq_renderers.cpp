@@ -1,5 +1,5 @@
-// The RGBQ renderer tables: scalar statements of every slot, the SSE2
-// packed members, and the choice between instruction sets.
+// The RGBQ renderer tables: scalar statements of every slot, their SSE2
+// and AVX2 forms, and the choice between instruction sets.
 #include "span/rgbq_renderers.h"
 
 #include <type_traits>
@@ -15,12 +15,12 @@ using span::member_kind;
 using span::rgbq_kinds;
 
 template <int Slot>
-struct sse2_slot : std::conditional_t<rgbq_kinds[Slot] == member_kind::packed,
-                                      span::rgbq_sse2_member<Slot>, span::rgbq_member<Slot>> {};
+struct sse2_slot : std::conditional_t<span::rgbq_has_simd(Slot), span::rgbq_sse2_member<Slot>,
+                                      span::rgbq_member<Slot>> {};
 
 template <int Slot>
-struct avx2_slot : std::conditional_t<rgbq_kinds[Slot] == member_kind::packed,
-                                      span::rgbq_avx2_member<Slot>, span::rgbq_member<Slot>> {};
+struct avx2_slot : std::conditional_t<span::rgbq_has_simd(Slot), span::rgbq_avx2_member<Slot>,
+                                      span::rgbq_member<Slot>> {};
 
 } // namespace
 

@@ -8,8 +8,9 @@ namespace tovrel {
 
 // The tables the polygon driver reads, indexed by footprint slot. Slots 1-4,
 // 6 and 11 are the packed members (single-precision positions with the
-// approximate reciprocal, 16-bit multiply-adds, SSE2); the other slots are
+// approximate reciprocal, 16-bit multiply-adds); the other slots are
 // scalar members (double-precision positions, exact integer division).
+// Slots 1-20 run as SSE2 code, slot 0 as plain C.
 extern const persp_renderer_table rgbq_persp_span_renderers;
 extern const affine_renderer_table rgbq_affine_span_renderers;
 
@@ -25,8 +26,8 @@ renderer_table_pair rgbq_span_renderers();
 extern const persp_renderer_table rgbq_persp_span_renderers_c;
 extern const affine_renderer_table rgbq_affine_span_renderers_c;
 
-// AVX2 forms of the packed slots (null where a slot has none), and whether
-// this processor can run them.
+// AVX2 forms of slots 1-20 (slot 0 as above), and whether this processor
+// can run them.
 extern const persp_renderer_table rgbq_persp_span_renderers_avx2;
 extern const affine_renderer_table rgbq_affine_span_renderers_avx2;
 bool rgbq_avx2_supported();
