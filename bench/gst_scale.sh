@@ -4,11 +4,21 @@
 # and, where present, videoconvertscale method=bilinear. The net figure
 # takes off the same pipeline without a scaler (source and sink alone).
 #
-# Usage: bench/gst_scale.sh [PLUGIN_DIR]   (default build/gst)
+# Writes the figures into docs/benchmarks.md (section "In a GStreamer
+# pipeline") unless --no-doc.
+#
+# Usage: bench/gst_scale.sh [--no-doc] [PLUGIN_DIR]   (default build/gst)
 # Environment: FORMAT (default YUY2), FRAMES (300), RUNS (best of, 3)
 set -euo pipefail
 cd "$(dirname "$0")/.."
-export GST_PLUGIN_PATH=$(realpath "${1:-build/gst}")
+root=$(pwd)
+write_doc=1
+if [ "${1:-}" = --no-doc ]; then
+  write_doc=0
+  shift
+fi
+GST_PLUGIN_PATH=$(realpath "${1:-build/gst}")
+export GST_PLUGIN_PATH
 format=${FORMAT:-YUY2}
 frames=${FRAMES:-300}
 runs=${RUNS:-3}
@@ -33,11 +43,13 @@ best_seconds() { # pipeline description
   echo "$best"
 }
 
+load_before=$(cut -d' ' -f1-3 /proc/loadavg)
 base=$(best_seconds "$source ! fakesink")
 printf '%d frames 1920x1080 %s -> 1280x720, best of %d runs; source and sink alone: %.2f s\n' \
   "$frames" "$format" "$runs" "$base"
 printf '%-40s %8s %10s %14s\n' "scaler" "fps" "net fps" "net ms/frame"
 declare -A net_fps
+rows=""
 measure() { # label, element
   local t net
   t=$(best_seconds "$source ! $2 ! $sink")
@@ -45,11 +57,36 @@ measure() { # label, element
   net_fps[$1]=$(calc "$frames / $net")
   printf '%-40s %8.1f %10.1f %14.2f\n' "$1" "$(calc "$frames / $t")" "${net_fps[$1]}" \
     "$(calc "1000 * $net / $frames")"
+  # shellcheck disable=SC2016 # the backquotes are Markdown
+  rows+=$(printf '| `%s` | %.1f | %.1f | %.2f |' "$2" "$(calc "$frames / $t")" "${net_fps[$1]}" \
+    "$(calc "1000 * $net / $frames")")$'\n'
 }
 measure "tovrelscale threads=1" "tovrelscale threads=1"
 measure "videoscale method=bilinear n-threads=1" "videoscale method=bilinear n-threads=1"
 if gst-inspect-1.0 videoconvertscale >/dev/null 2>&1; then
   measure "videoconvertscale method=bilinear" "videoconvertscale method=bilinear n-threads=1"
 fi
-printf 'tovrelscale / videoscale (net): %.2fx\n' \
-  "$(calc "${net_fps[tovrelscale threads=1]} / ${net_fps[videoscale method=bilinear n-threads=1]}")"
+ratio=$(printf '%.2f' \
+  "$(calc "${net_fps[tovrelscale threads=1]} / ${net_fps[videoscale method=bilinear n-threads=1]}")")
+echo "tovrelscale / videoscale (net): ${ratio}x"
+load_after=$(cut -d' ' -f1-3 /proc/loadavg)
+[ "$write_doc" = 1 ] || exit 0
+
+section="<!-- written by bench/gst_scale.sh -->
+## In a GStreamer pipeline: \`tovrelscale\` against \`videoscale\`
+
+\`gst-launch-1.0 $source ! SCALER ! $sink\`,
+$frames frames $format 1920x1080 -> 1280x720, one thread each. Frames per second from
+the least wall time of $runs runs; the net figures take off the same pipeline
+without a scaler ($(printf '%.2f' "$base") s for the source and sink alone). tovrelscale
+net frames per second / videoscale's: ${ratio}.
+Measured $(date -u '+%Y-%m-%d %H:%M UTC'), tovrel commit $(git -C "$root" rev-parse --short HEAD),
+$(gst-launch-1.0 --version | sed -n 2p), load average before $load_before, after $load_after.
+
+| scaler | frames/s | net frames/s | net ms/frame |
+|---|---|---|---|
+${rows%$'\n'}"
+# shellcheck source=bench/doc_section.sh
+. "$root/bench/doc_section.sh"
+write_doc_section "$root/docs/benchmarks.md" "<!-- written by bench/gst_scale.sh -->" "$section"
+echo "bench/gst_scale.sh: wrote docs/benchmarks.md" >&2

@@ -86,8 +86,7 @@ $(ffmpeg -version | head -1 | cut -d' ' -f1-3), load average before $load_before
 ${rows%$'\n'}"
 echo "$section"
 [ "$write_doc" = 1 ] || exit 0
-doc=$root/docs/benchmarks.md
-# Replace the section (it runs to the end of the page) or append it.
-kept=$(sed '/^<!-- written by bench\/pipeline.sh -->$/,$d' "$doc")
-printf '%s\n\n%s\n' "$kept" "$section" >"$doc"
+# shellcheck source=bench/doc_section.sh
+. "$root/bench/doc_section.sh"
+write_doc_section "$root/docs/benchmarks.md" "<!-- written by bench/pipeline.sh -->" "$section"
 echo "bench/pipeline.sh: wrote docs/benchmarks.md" >&2

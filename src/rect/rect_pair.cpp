@@ -35,14 +35,22 @@ using kind_at = pair_kind<S, D, policy_at<I>::src>;
 // (sample * row weight, unshifted) are the RGBQ column sums.
 constexpr rect::vblend_set vblend_yuy2_sse2{rect::vblend_yuy2_sse2, rect::vblend_yuy2_sse2,
                                             rect::vblend_yuy2_sse2, rect::vblend_yuy2_sse2};
+
+template <class K>
+constexpr rect::vblend_set vblend_pair_avx2{
+    rect::vblend_pair_avx2<K, 1>, rect::vblend_pair_avx2<K, 2>, rect::vblend_pair_avx2<K, 3>,
+    rect::vblend_pair_avx2<K, 0>};
 #endif
 
-// The pre-pass routines of a kind, scalar or in SIMD: YUY2 pairs on the
-// RGBQ column sums, W210 pairs and every kind with source alpha by rows.
-template <class K, bool Simd>
+// The pre-pass routines of a kind, scalar or in SIMD (1 SSE2, 2 AVX2): YUY2
+// and W210 pairs in AVX2 by their own forms; in SSE2 YUY2 pairs on the RGBQ
+// column sums, W210 pairs and every kind with source alpha by rows.
+template <class K, int Simd>
 constexpr const rect::vblend_set &vblend_of() {
 #if defined(__SSE2__)
-    if constexpr (Simd && K::source == src_kind::yuy2 && !K::quad)
+    if constexpr (Simd == 2 && !K::quad)
+        return vblend_pair_avx2<K>;
+    else if constexpr (Simd && K::source == src_kind::yuy2 && !K::quad)
         return vblend_yuy2_sse2;
     else if constexpr (Simd && (!K::quad || K::alpha != src_alpha_rule::none))
         return rect::vblend_set_c<K, rect::vblend_row_sse2<K>>;
@@ -56,9 +64,10 @@ template <src_kind S, class D, size_t I, int Shape, int Simd, int32_t Step = 0>
 constexpr rect_kernel kernel() {
     using K = kind_at<S, D, I>;
     using P = policy_at<I>;
-    // AVX2 only sums whole pairs of a pair buffer; elsewhere it is SSE2.
-    constexpr int isa = Simd == 2 && (K::quad || !P::whole_runs) ? 1 : Simd;
-    return &rect::pair_kernel<K, P, Shape, vblend_of<K, isa != 0>(), Step, isa>;
+    // AVX2 serves pair buffers (the pre-pass, whole pairs); elsewhere it is
+    // SSE2.
+    constexpr int isa = Simd == 2 && K::quad ? 1 : Simd;
+    return &rect::pair_kernel<K, P, Shape, vblend_of<K, isa>(), Step, isa>;
 }
 
 template <src_kind S, class D, size_t I, int Simd>

@@ -169,6 +169,49 @@ void vblend_row_sse2(uint32_t *buf, const uint8_t *row, const uint16_t *arow, in
                      int32_t count, uint32_t w, bool init);
 #endif
 
+// A whole destination pair from its pixels' luma sums and its chroma sums
+// (modulo 2^32): luma (sum + 2^(bits-1)) >> bits, chroma (sum + 2^bits) >>
+// (bits + 1), truncated to the sample type.
+template <class D>
+inline void put_pair(typename D::sample *pair, uint32_t y0, uint32_t y1, uint32_t u_sum,
+                     uint32_t v_sum) {
+    using sample = typename D::sample;
+    constexpr int B = D::bits;
+    pair[0] = sample((y0 + (1u << (B - 1))) >> B);
+    pair[2] = sample((y1 + (1u << (B - 1))) >> B);
+    pair[1] = sample((u_sum + (1u << B)) >> (B + 1));
+    pair[3] = sample((v_sum + (1u << B)) >> (B + 1));
+}
+
+// The halving writer: `pairs` destination pairs, each from two whole
+// source pairs of the buffer p (Y0 U0 Y1 V0 Y2 U1 Y3 V1), every pixel of
+// weight 2048.
+template <class D>
+inline void pair_halve_c(typename D::sample *out, const uint32_t *p, int32_t pairs) {
+    for (int32_t q = 0; q < pairs; ++q, p += 8, out += 4)
+        put_pair<D>(out, 2048 * (p[0] + p[2]), 2048 * (p[4] + p[6]), 4096 * (p[1] + p[5]),
+                    4096 * (p[3] + p[7]));
+}
+
+#if defined(__SSE2__)
+// AVX2 forms (rect_pair_avx2.cpp, only for processors that have it): the
+// pre-pass of YUY2 and W210 without source alpha for Rows 1, 2, 3 and any
+// (0), the same sums as vblend_c; the halving writer, the same samples as
+// pair_halve_c.
+template <class K, int Rows>
+void vblend_pair_avx2(uint32_t *buf, const uint8_t *src, const uint16_t *alpha, int32_t first,
+                      int32_t count, const rect_rows &rows);
+template <class D>
+void pair_halve_avx2(typename D::sample *out, const uint32_t *p, int32_t pairs);
+
+// Whole pairs for pair_down3_min_step <= x_step < 4096, the same samples
+// and cursor as pair_whole_c; `limit` is the buffer's size in lanes.
+inline constexpr int32_t pair_down3_min_step = 2341; // four pixels read at most 8 columns
+template <class K>
+void pair_down3_avx2(typename K::dst::sample *out, int32_t pairs, const uint32_t *buf, int32_t *i,
+                     int32_t *run, int32_t x_step, int32_t limit);
+#endif
+
 struct vblend_set {
     vblend_fn one, two, three, many;
     vblend_fn of(const rect_rows &rows) const {
@@ -212,6 +255,23 @@ struct pair_column {
     }
     void next() { ++i; }
 };
+
+// `pairs` whole destination pairs of a whole line from a pair buffer,
+// starting at buffer pixel *i with *run units left in it (both updated):
+// each pixel's luma and the pair's chroma as the walk gathers them.
+template <class K>
+inline void pair_whole_c(typename K::dst::sample *out, int32_t pairs, const uint32_t *buf,
+                         int32_t *i, int32_t *run, int32_t x_step) {
+    pair_column<K> col{buf, *i, *run};
+    for (int32_t q = 0; q < pairs; ++q, out += 4) {
+        pair_sums a0, a1;
+        area_gather(a0, col, pixel_units, x_step);
+        area_gather(a1, col, pixel_units, x_step);
+        put_pair<typename K::dst>(out, a0.y, a1.y, a0.u + a1.u, a0.v + a1.v);
+    }
+    *i = col.i;
+    *run = col.run;
+}
 
 // The line operations of one pair kernel for area_walk (Step: a fixed
 // x_step, else 0).
@@ -396,11 +456,20 @@ struct pair_line {
                 // of weight 2048 (the walk's sums, modulo 2^32).
                 const uint32_t *p = col.buf + 4 * (col.i >> 1);
                 const int32_t m = n & ~1;
-                for (const uint32_t *e = p + 4 * m; p < e; p += 8)
-                    write_pair(2048 * (p[0] + p[2]), 2048 * (p[4] + p[6]), 4096 * (p[1] + p[5]),
-                               4096 * (p[3] + p[7]));
+                if constexpr (Simd == 2)
+                    pair_halve_avx2<D>(pair, p, m / 2);
+                else
+                    pair_halve_c<D>(pair, p, m / 2);
                 col.i += 2 * m;
-                n -= m;
+                n -= whole_pairs_written(m);
+            }
+            if constexpr (Simd == 2) {
+                if (x_step() >= pair_down3_min_step && x_step() < pixel_units && n >= 2) {
+                    const int32_t m = n & ~1;
+                    pair_down3_avx2<K>(pair, m / 2, col.buf, &col.i, &col.run, x_step(),
+                                       line_buffer_lanes + line_buffer_slack);
+                    n -= whole_pairs_written(m);
+                }
             }
             constexpr int32_t chunk = 256;
             alignas(16) uint32_t s[4 * chunk];
@@ -413,23 +482,28 @@ struct pair_line {
             }
         }
 #endif
-        for (; n >= 2; n -= 2) {
-            pair_sums a0, a1;
-            area_gather(a0, col, pixel_units, x_step());
-            area_gather(a1, col, pixel_units, x_step());
-            write_pair(a0.y, a1.y, a0.u + a1.u, a0.v + a1.v);
+        if (n >= 2) {
+            const int32_t m = n & ~1;
+            pair_whole_c<K>(pair, m / 2, col.buf, &col.i, &col.run, x_step());
+            n -= whole_pairs_written(m);
         }
         if (n > 0) pixel(pixel_units, full_weight, false);
     }
 
     // A whole pair from its pixels' luma sums and its chroma sums.
     void write_pair(uint32_t y0, uint32_t y1, uint32_t u_sum, uint32_t v_sum) {
-        pair[0] = sample((y0 + half) >> B);
-        pair[2] = sample((y1 + half) >> B);
-        pair[1] = sample((u_sum + full) >> (B + 1));
-        pair[3] = sample((v_sum + full) >> (B + 1));
+        put_pair<D>(pair, y0, y1, u_sum, v_sum);
         pair += 4;
         if constexpr (has_dst_alpha) da[0] = da[1] = alpha_one, da += 2;
+    }
+
+    // After m whole pixels (m even) written at `pair`: their alpha, the
+    // pair pointer moved on. Returns m.
+    int32_t whole_pairs_written(int32_t m) {
+        pair += 2 * m;
+        if constexpr (has_dst_alpha)
+            for (int32_t k = 0; k < m; ++k) *da++ = alpha_one;
+        return m;
     }
 
     void finish() {

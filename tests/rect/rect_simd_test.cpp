@@ -172,6 +172,78 @@ TEST(RectPairSimd, PrePassMatchesScalarStatement) {
     by_rows(pair_kind<src_kind::yuvq, yuy2_format, premul>{}, "yuvq to yuy2 premul");
     by_rows(pair_kind<src_kind::yuvq, w210_format, straight>{}, "yuvq to w210 straight");
     by_rows(pair_kind<src_kind::yuvq, w210_format, premul>{}, "yuvq to w210 premul");
+    if (tovrel::rect_isa_supported(tovrel::rect_isa::avx2)) {
+        auto avx2 = [&](auto kind, const char *name) {
+            using K = decltype(kind);
+            check_vblend<K>(name,
+                            vblend_set{vblend_pair_avx2<K, 1>, vblend_pair_avx2<K, 2>,
+                                       vblend_pair_avx2<K, 3>, vblend_pair_avx2<K, 0>},
+                            rng);
+        };
+        avx2(yuy2{}, "yuy2 avx2");
+        avx2(pair_kind<src_kind::w210, w210_format, none>{}, "w210 avx2");
+    }
+}
+
+// The halving writer against its scalar statement: random and extreme sums
+// (wrapping modulo 2^32 included), guard samples around the pairs.
+template <class D>
+void check_halve(const char *name, std::mt19937 &rng) {
+    using sample = typename D::sample;
+    constexpr int32_t guard = 8;
+    for (int iter = 0; iter < 300; ++iter) {
+        const int32_t pairs = 1 + int32_t(rng() % (iter % 4 == 0 ? 300 : 20));
+        const int worst = int(rng() % 4); // 0: every bit set, 1: in range, full
+        std::vector<uint32_t> sums(size_t(8 * pairs));
+        for (auto &v : sums)
+            v = worst == 0 ? ~0u : worst == 1 ? uint32_t(D::max) * 2048 : uint32_t(rng());
+        std::vector<sample> out_c(size_t(4 * pairs + 2 * guard), sample(0xA5A5)), out = out_c;
+        pair_halve_c<D>(out_c.data() + guard, sums.data(), pairs);
+        pair_halve_avx2<D>(out.data() + guard, sums.data(), pairs);
+        ASSERT_EQ(out_c, out) << name << " iteration " << iter << " pairs " << pairs;
+    }
+}
+
+// The three-tap whole pairs against the walk's own sums: random steps in
+// range (the bounds included), cursor phases and runs, random and extreme
+// buffers, guard samples around the pairs.
+template <class D>
+void check_down3(const char *name, std::mt19937 &rng) {
+    using sample = typename D::sample;
+    using K = pair_kind<D::bits == 23 ? src_kind::yuy2 : src_kind::w210, D, src_alpha_rule::none>;
+    constexpr int32_t guard = 8;
+    std::vector<uint32_t> buf(size_t(line_buffer_lanes + line_buffer_slack));
+    for (int iter = 0; iter < 300; ++iter) {
+        const int32_t x_step = iter % 8 == 0   ? pair_down3_min_step
+                               : iter % 8 == 1 ? 4095
+                                               : pair_down3_min_step + int32_t(rng() % 1755);
+        const int32_t pairs = 1 + int32_t(rng() % (iter % 4 == 0 ? 900 : 40));
+        const int32_t i0 = int32_t(rng() % 4), run0 = 1 + int32_t(rng() % x_step);
+        const int worst = int(rng() % 4);
+        for (auto &v : buf)
+            v = worst == 0 ? ~0u : worst == 1 ? uint32_t(D::max) * 2048 : uint32_t(rng());
+        std::vector<sample> out_c(size_t(4 * pairs + 2 * guard), sample(0xA5A5)), out = out_c;
+        int32_t i_c = i0, run_c = run0, i = i0, run = run0;
+        pair_whole_c<K>(out_c.data() + guard, pairs, buf.data(), &i_c, &run_c, x_step);
+        pair_down3_avx2<K>(out.data() + guard, pairs, buf.data(), &i, &run, x_step,
+                           int32_t(buf.size()));
+        ASSERT_EQ(out_c, out) << name << " iteration " << iter << " step " << x_step << " pairs "
+                              << pairs << " from " << i0 << " run " << run0;
+        ASSERT_EQ(i_c, i) << name << " iteration " << iter;
+        ASSERT_EQ(run_c, run) << name << " iteration " << iter;
+    }
+}
+
+TEST(RectPairSimd, WholePairsMatchScalarStatement) {
+    if (!tovrel::rect_isa_supported(tovrel::rect_isa::avx2)) GTEST_SKIP() << "no AVX2";
+    const uint32_t seed = rect_test::test_seed();
+    std::printf("RectPairSimd.WholePairsMatchScalarStatement seed %u\n", seed);
+    SCOPED_TRACE(seed);
+    std::mt19937 rng(seed);
+    check_halve<yuy2_format>("yuy2", rng);
+    check_halve<w210_format>("w210", rng);
+    check_down3<yuy2_format>("yuy2 three taps", rng);
+    check_down3<w210_format>("w210 three taps", rng);
 }
 
 // The kernels for a fixed step against the general walk of the same set:
