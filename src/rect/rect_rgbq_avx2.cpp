@@ -188,13 +188,15 @@ TOVREL_AVX2 int32_t vsum_pass_avx2(uint32_t *v, const uint8_t *r0, ptrdiff_t pit
     const uint8_t *r1 = Rows >= 2 ? r0 + pitch : r0;
     const uint8_t *r2 = Rows == 3 ? r1 + pitch : r0;
     // The next line reads one or two rows after these: each 64 bytes of
-    // both is asked for once, at alternate steps (prefetches do not fault
-    // past the image).
-    const uint8_t *ahead = r0 + Rows * pitch;
+    // both is asked for once, at alternate steps. Past the image's last row
+    // these addresses lie outside it: formed in integers, and prefetches do
+    // not fault.
+    const uint8_t *ahead = byte_offset(r0, Rows * pitch);
     int32_t i = 0;
     for (; i + 8 <= cols; i += 8) {
-        _mm_prefetch(reinterpret_cast<const char *>(ahead + (i & 8 ? pitch : 0) + 4 * i),
-                     _MM_HINT_T0);
+        _mm_prefetch(
+            reinterpret_cast<const char *>(byte_offset(ahead, (i & 8 ? pitch : 0) + 4 * i)),
+            _MM_HINT_T0);
         const __m256i a = columns(r0 + 4 * i);
         const __m256i b = Rows >= 2 ? columns(r1 + 4 * i) : zero;
         // In-lane unpacking: s0 holds columns 0 | 1, s1 2 | 3, s2 4 | 5, s3 6 | 7.
