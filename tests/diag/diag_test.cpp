@@ -30,32 +30,38 @@ protected:
     line_assembler lines;
 };
 
-TEST_F(LineAssembler, LongTextIsHandedOverWholeNotCut) {
-    const std::string text(75, 'x');
-    write(lines, 70, "%s", text.c_str());
-    ASSERT_EQ(g_lines.size(), 1u);
-    EXPECT_EQ(g_lines[0], text + "\n");
+// Texts handed to the assembler one write at a time (with the write's
+// wrap column), and the lines it hands over.
+struct assembly_case {
+    const char *name;
+    std::vector<std::pair<int, std::string>> writes;
+    std::vector<std::string> lines;
+};
+void PrintTo(const assembly_case &c, std::ostream *os) {
+    *os << c.name;
+}
+class Assembly : public ::testing::TestWithParam<assembly_case> {};
+
+TEST_P(Assembly, HandsOverWholeLines) {
+    g_lines.clear();
+    line_assembler lines;
+    for (const auto &[wrap, text] : GetParam().writes) write(lines, wrap, "%s", text.c_str());
+    EXPECT_EQ(g_lines, GetParam().lines);
 }
 
-TEST_F(LineAssembler, ShortTextWaitsAndJoinsTheNextReport) {
-    const std::string first(69, 'a');
-    write(lines, 70, "%s", first.c_str());
-    EXPECT_TRUE(g_lines.empty());
-    write(lines, 70, "%s\n", "tail");
-    ASSERT_EQ(g_lines.size(), 1u);
-    EXPECT_EQ(g_lines[0], first + "tail\n");
-}
-
-TEST_F(LineAssembler, SeveralLinesFromOneCallArriveInOrder) {
-    write(lines, 70, "one\ntwo %d\nthree\n", 2);
-    EXPECT_EQ(g_lines, (std::vector<std::string>{"one\n", "two 2\n", "three\n"}));
-}
-
-TEST_F(LineAssembler, ForcedNewlineIsOverwrittenByTheNextText) {
-    write(lines, 4, "%s", "abcd");
-    write(lines, 70, "%s", "ef\n");
-    EXPECT_EQ(g_lines, (std::vector<std::string>{"abcd\n", "ef\n"}));
-}
+const std::string x75(75, 'x'), a69(69, 'a');
+INSTANTIATE_TEST_SUITE_P(
+    Cases, Assembly,
+    ::testing::Values(
+        // Past the wrap column: handed over whole, not cut.
+        assembly_case{"long_text_whole", {{70, x75}}, {x75 + "\n"}},
+        // Short of it: waits for the next report.
+        assembly_case{"short_text_waits", {{70, a69}, {70, "tail\n"}}, {a69 + "tail\n"}},
+        assembly_case{
+            "several_lines", {{70, "one\ntwo 2\nthree\n"}}, {"one\n", "two 2\n", "three\n"}},
+        // The newline forced at the wrap column gives way to the next text.
+        assembly_case{"forced_newline", {{4, "abcd"}, {70, "ef\n"}}, {"abcd\n", "ef\n"}}),
+    param_names::printed{});
 
 TEST_F(LineAssembler, CompactionKeepsPendingTextAndOutput) {
     std::vector<std::string> expected;

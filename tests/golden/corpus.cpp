@@ -18,6 +18,10 @@
 #include "param_names.h"
 #include "polygon/dispatch.h"
 #include "polygon/polygon_call.h"
+#include "span/rgbq_renderers.h"
+#include "span/w210_renderers.h"
+#include "span/word_renderers.h"
+#include "span/yuy2_renderers.h"
 
 namespace golden {
 namespace {
@@ -314,31 +318,22 @@ void describe_call(std::string &s, const call_input &c) {
     appendf(s, " flags 0x%x lines %d/%d", c.flags, c.phase, c.step);
 }
 
-// A perspective polygon that the build draws with packed members
-// (single-precision positions through the processor's approximate
-// reciprocal), by texture format; a texture with alpha adds the word
-// members that render its alpha plane.
-constexpr uint32_t slots(std::initializer_list<int> list) {
-    uint32_t m = 0;
-    for (int s : list) m |= 1u << s;
-    return m;
-}
-constexpr uint32_t all_slots = (1u << 21) - 1;
-constexpr uint32_t word_packed = slots({1, 2, 6, 10, 11, 12, 13, 15, 16, 17, 18, 19, 20});
-
-uint32_t packed_slots(const image_descriptor &src) {
-    const uint32_t alpha_members = src.alpha_kind == TOVREL_ALPHA_W12B ? word_packed : 0;
+// Whether the texture's family (and, with a w12b plane, the word family
+// that renders the plane) draws the slot with a packed member: its
+// positions then come through the processor's approximate reciprocal.
+bool packed_member(const image_descriptor &src, int32_t slot) {
+    const bool plane = src.alpha_kind == TOVREL_ALPHA_W12B && tovrel::word_slot_is_packed(slot);
     switch (src.format) {
     case TOVREL_FORMAT_RGBQ:
-        return slots({1, 2, 3, 4, 6, 11}) | alpha_members;
+        return plane || tovrel::rgbq_slot_is_packed(slot);
     case TOVREL_FORMAT_YUY2:
-        return (all_slots & ~slots({10, 15, 17, 18, 19, 20})) | alpha_members;
+        return plane || tovrel::yuy2_slot_is_packed(slot);
     case TOVREL_FORMAT_W210:
-        return (all_slots & ~slots({10, 15, 18, 20})) | alpha_members;
+        return plane || tovrel::w210_slot_is_packed(slot);
     case TOVREL_FORMAT_WORD:
-        return word_packed;
+        return tovrel::word_slot_is_packed(slot);
     default:
-        return 0; // S16X4A / S16X4: double-precision members only
+        return false; // S16X4A / S16X4: double-precision members only
     }
 }
 
@@ -357,7 +352,7 @@ bool polygon_uses_rcp(const polygon_scene &s) {
     const int32_t slot = work.footprint.slot;
     if (tovrel::choose_renderers(s.dst.desc, s.src.desc, s.c.flags & 0xff, slot).refusal)
         return false;
-    return (packed_slots(s.src.desc) >> slot) & 1;
+    return packed_member(s.src.desc, slot);
 }
 
 void report_sink(const char *line, void *user) {

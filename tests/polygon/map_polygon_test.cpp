@@ -1,6 +1,5 @@
-// map_polygon end to end with the RGBQ, 4:2:2 and S16X4 renderers and writers:
-// footprints, fields, perspective, anti-aliased edges, source and
-// destination alpha, tiling and refusals.
+// map_polygon end to end: sample placement, footprints, fields,
+// perspective, anti-aliased edges through every writer role, and refusals.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -23,7 +22,7 @@ using rect_test::image;
 using tovrel::test::exact_cover;
 using verts = std::vector<map_vertex>;
 
-constexpr uint32_t texel = 0x80C04020u, background = 0x10305070u;
+constexpr uint32_t background = 0x10305070u;
 
 // RGBQ pixels as one little-endian word.
 uint32_t pixel(image &im, int x, int y) {
@@ -95,34 +94,6 @@ TEST(MapPolygon, AxisAlignedRectangles) {
                     ASSERT_EQ(half.get(x, y, c), int(sum + 2) >> 2) << x << "," << y;
                 }
             }
-}
-
-// RGBQ with a w12b plane (uniform alpha 3000, so every footprint samples
-// 3000) over a destination without alpha, over one with alpha, and tiled
-// straight into one with alpha, in both alpha modes of the source.
-TEST(MapPolygon, SourceAlphaPlaneComposites) {
-    const int as = 3000, ad = 1500;
-    for (int mode : {0, 1})
-        for (int target : {0, 1, 2}) { // no destination alpha, over alpha, tiled over alpha
-            image src = uniform(12, 10, texel, as),
-                  dst = uniform(20, 14, background, target ? ad : -1);
-            src.desc.alpha_mode = uint8_t(mode);
-            draw(dst, src, rect(20, 14, 12, 10), target == 2 ? MAP_TILE : 0);
-            const int k = 4096 - as, a_over = mode ? as + (k * ad >> 12) : (ad * k >> 12) + as;
-            for (int c = 0; c < 4; ++c) {
-                const int S = texel >> (8 * c) & 255, D = background >> (8 * c) & 255;
-                const int want =
-                    target == 2 ? S
-                    : target == 1
-                        ? (mode ? (S * as + D * (k * ad >> 12)) / a_over : ((D * k) >> 12) + S)
-                        : (mode ? (S * as + D * k) >> 12 : ((D * k) >> 12) + S);
-                for (int i = 0; i < 20 * 14; ++i)
-                    ASSERT_EQ(dst.get(i % 20, i / 20, c), uint32_t(want))
-                        << mode << target << " " << i;
-            }
-            for (int i = 0; target && i < 20 * 14; ++i)
-                ASSERT_EQ(dst.a(i % 20, i / 20), target == 2 ? as : a_over);
-        }
 }
 
 // u = rh x, v = rv y on a chord along x from the last vertex; `turned` maps
@@ -293,88 +264,6 @@ TEST_P(Edges, BlendByArea) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, Edges, ::testing::ValuesIn(formats), param_names::printed{});
-
-// Pairs F and G through each writer role a source alpha plane reaches:
-// an opaque plane (4096) lays the texture's samples over the destination
-// exactly (destination alpha becomes 4096), a transparent one (0) leaves
-// it as it was (tiling adds and is left out there).
-class PairAlpha : public ::testing::TestWithParam<format_case> {};
-
-TEST_P(PairAlpha, OpaqueOrTransparentPlane) {
-    const format_case &p = GetParam();
-    const int zero = 128 * p.scale;
-    for (int as : {0, 4096})
-        for (int mode : {0, 1})
-            for (int target : {0, 1, 2}) { // no destination alpha, over alpha, tiled over alpha
-                if (as == 0 && target == 2) continue;
-                image src = filled(p, p.tex, 8, 6, true),
-                      dst = filled(p, target == 2 ? std::array{0, zero, zero, 0} : p.back, 8, 6,
-                                   target != 0);
-                src.fill_alpha(uint16_t(as));
-                dst.fill_alpha(1500);
-                src.desc.alpha_mode = uint8_t(mode);
-                draw(dst, src, rect(8, 6, 8, 6), target == 2 ? MAP_TILE : 0);
-                const std::array<int, 4> &want = as ? p.tex : p.back;
-                for (int i = 0; i < 8 * 6 * 3; ++i) {
-                    const int x = i / 3 % 8, y = i / 24, c = i % 3;
-                    ASSERT_EQ(dst.get(x, y, c), uint32_t(want[size_t(c)]))
-                        << as << mode << target << " " << i;
-                    if (target) ASSERT_EQ(dst.a(x, y), as ? 4096 : 1500);
-                }
-            }
-}
-
-INSTANTIATE_TEST_SUITE_P(Formats, PairAlpha, ::testing::Values(formats[1], formats[2]),
-                         param_names::printed{});
-
-// S16X4A / S16X4: the destination format picks the pairs and writers. A
-// uniform texture mapped 1:1 (slot 1, exact) over a uniform destination:
-// pair I lays it over (k = 4096 - 2048), pair H replaces the pixel, and an
-// S16X4 texture into S16X4A gets alpha 4096.
-struct s16x4_row {
-    const char *name;
-    uint8_t src, dst;
-    uint32_t flags;
-    std::array<int16_t, 4> want;
-};
-
-void PrintTo(const s16x4_row &r, std::ostream *os) {
-    *os << r.name;
-}
-class S16x4Dispatch : public ::testing::TestWithParam<s16x4_row> {};
-
-TEST_P(S16x4Dispatch, DestinationFormatDecides) {
-    const s16x4_row &p = GetParam();
-    constexpr int w = 8, h = 6, stride = (w + 1) * 4; // in int16, one guard pixel per row
-    const std::array<int16_t, 4> texel4 = {700, -300, 4095, 2048}, under = {-1000, 1000, 3, 1024};
-    std::vector<int16_t> src(size_t(stride * h)), dst(size_t(stride * (h + 2)), -7);
-    for (int i = 0; i < w * h; ++i) {
-        std::copy(texel4.begin(), texel4.end(), &src[size_t((i / w) * stride + (i % w) * 4)]);
-        std::copy(under.begin(), under.end(), &dst[size_t((i / w + 1) * stride + (i % w) * 4)]);
-    }
-    image_descriptor sd{}, dd{};
-    sd.width = dd.width = w, sd.height = dd.height = h, sd.format = p.src, dd.format = p.dst;
-    sd.pixels = src.data(), dd.pixels = &dst[stride];
-    sd.pitch = dd.pitch = stride * 2;
-    const verts v = rect(w, h, w, h);
-    map_polygon(&dd, &sd, v.data(), 4, p.flags, 0, 1);
-    for (size_t i = 0; i < dst.size(); ++i) {
-        const int pixel = int(i % stride) / 4, row = int(i / stride) - 1;
-        const bool inside = pixel < w && row >= 0 && row < h;
-        ASSERT_EQ(dst[i], inside ? p.want[i % 4] : -7) << pixel << "," << row;
-    }
-}
-
-constexpr uint8_t s16x4a = TOVREL_FORMAT_S16X4A, s16x4 = TOVREL_FORMAT_S16X4;
-INSTANTIATE_TEST_SUITE_P(
-    Rows, S16x4Dispatch,
-    ::testing::Values(s16x4_row{"a_over_a", s16x4a, s16x4a, 0, {200, 200, 4096, 2560}},
-                      s16x4_row{"a_tiled_a", s16x4a, s16x4a, MAP_TILE, {700, -300, 4095, 2048}},
-                      s16x4_row{"a_over_plain", s16x4a, s16x4, MAP_TILE, {200, 200, 4096, 2560}},
-                      s16x4_row{"plain_into_a", s16x4, s16x4a, 0, {700, -300, 4095, 4096}},
-                      s16x4_row{"plain_tiled_a", s16x4, s16x4a, MAP_TILE, {700, -300, 4095, 4096}},
-                      s16x4_row{"plain_plain", s16x4, s16x4, 0, {700, -300, 4095, 2048}}),
-    [](const auto &i) { return std::string(i.param.name); });
 
 enum class bend {
     none,

@@ -177,51 +177,6 @@ INSTANTIATE_TEST_SUITE_P(Rules, RectAlpha,
                                                               TOVREL_FORMAT_W210)),
                          param_names::printed{});
 
-} // namespace
-
-namespace {
-
-const auto all_formats =
-    ::testing::Values(TOVREL_FORMAT_RGBQ, TOVREL_FORMAT_YUY2, TOVREL_FORMAT_W210);
-auto format_param_name = [](const auto &info) { return rect_test::format_name(info.param); };
-
-// Halving a random picture with RECT_TILE over zeros, in one call, in two
-// pieces split at x = 5.25 and in four split again at y = 3.5: away from the
-// seams the pixels are the same; on them each piece rounds its own share.
-class TileSeams : public ::testing::TestWithParam<uint8_t> {};
-
-TEST_P(TileSeams, PiecesAddUpToOneCall) {
-    const uint8_t format = GetParam();
-    std::mt19937 rng(31);
-    image src(24, 16, false, format);
-    src.randomize(rng);
-    src.each_sample([&](uint16_t v) { return uint16_t(v * 245 / 256); }); // no 8-bit wrap
-    auto draw = [&](image &dst, float xs, float ys) {
-        const float xe[] = {0, xs, 12}, ye[] = {0, ys, 8};
-        for (int i = 0; i < 2; ++i)
-            for (int j = 0; j < 2; ++j)
-                if (xe[i] < xe[i + 1] && ye[j] < ye[j + 1])
-                    map_rectangle(&dst.desc, xe[i], ye[j], xe[i + 1], ye[j + 1], &src.desc,
-                                  2 * xe[i], 2 * ye[j], 2 * xe[i + 1], 2 * ye[j + 1], RECT_TILE, 0,
-                                  1);
-    };
-    image one(12, 8, false, format), two(12, 8, false, format), four(12, 8, false, format);
-    draw(one, 12, 8);
-    draw(two, 5.25f, 8);
-    draw(four, 5.25f, 3.5f);
-    const bool pairs = format != TOVREL_FORMAT_RGBQ;
-    for (int i = 0; i < 12 * 8 * 3; ++i) {
-        const int c = i % 3, x = i / 3 % 12, y = i / 36;
-        const bool seam_x = x == 5 || (pairs && c != 0 && x == 4), seam_y = y == 3;
-        const int64_t want = one.get(x, y, c);
-        EXPECT_NEAR(two.get(x, y, c), want, seam_x ? 1 : 0) << x << "," << y << " c " << c;
-        EXPECT_NEAR(four.get(x, y, c), want, (seam_x ? 1 : 0) + (seam_y ? 1 : 0) * (seam_x ? 2 : 1))
-            << x << "," << y << " c " << c;
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Formats, TileSeams, all_formats, format_param_name);
-
 // 4:2:2 edges: an odd first destination pixel blends the first pair's
 // chroma by its covered share; 10-bit full range survives a 1:1 copy.
 TEST(RectPair, OddStartAndFullRange) {

@@ -80,18 +80,11 @@ TEST_P(ThreadedLineShares, MatchOneCall) {
 // clang-format off
 constexpr uint32_t aa = MAP_EDGE_AA;
 INSTANTIATE_TEST_SUITE_P(Cases, ThreadedLineShares, ::testing::Values(
-    share_case{"polygon_affine", polygon, 0, 0, 3},
-    share_case{"polygon_perspective", polygon, 0, persp, 4},
-    share_case{"polygon_edge_aa", polygon, aa, 0, 2},
     share_case{"polygon_edge_aa_perspective", polygon, aa, persp, 5},
-    share_case{"polygon_edge_aa_over_alpha", polygon, aa, dst_alpha, 3},
     share_case{"polygon_edge_aa_tiles_over_alpha", polygon, aa | MAP_TILE, persp | dst_alpha, 4},
     share_case{"polygon_field_no_filter", polygon, MAP_FIELD_BOTTOM | MAP_NO_FILTER, 0, 3},
     share_case{"enlarge", rectangle, 0, 0, 3, {3.25f, 1.5f, 120.75f, 90.25f},
                {0.5f, 0.25f, 50, 40}},
-    share_case{"reduce", rectangle, 0, 0, 4, {10, 7.5f, 40.5f, 29}, {0, 0, 53, 41}},
-    share_case{"tile", rectangle, RECT_TILE, 0, 2, {0.25f, 0.75f, 77.5f, 96.5f}, {2, 1, 51, 40}},
-    share_case{"into_alpha", rectangle, 0, dst_alpha, 3, {5.5f, 2.25f, 101, 80.5f}, {0, 0, 53, 41}},
     share_case{"alpha_over", rectangle, 0, src_alpha | premul, 5, {-6, -3.5f, 125, 99},
                {0, 0, 53, 41}},
     share_case{"alpha_into_alpha_tile", rectangle, RECT_TILE, src_alpha | dst_alpha, 3,
