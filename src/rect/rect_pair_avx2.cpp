@@ -292,6 +292,114 @@ TOVREL_AVX2 void down3(typename K::dst::sample *out, int32_t pairs, const uint32
     pair_whole_c<K>(out + 4 * q, pairs - q, buf, i_io, run_io, x_step);
 }
 
+// Sixteen bytes at a and sixteen at b as the two lanes of a vector.
+TOVREL_AVX2 inline __m256i load2x128(const uint8_t *a, const uint8_t *b) {
+    return _mm256_inserti128_si256(
+        _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a))),
+        _mm_loadu_si128(reinterpret_cast<const __m128i *>(b)), 1);
+}
+
+// Three taps of 16-bit words picked in lane from a 16-byte window per lane:
+// ctrl_a puts the bytes of taps 0 and 1 of each 32-bit lane into its two
+// words (high bytes zero), ctrl_b tap 2 into its low word; w01 and w2 hold
+// the overlaps (below 2^15) as word pairs. Exact: below 2^31 for bytes.
+TOVREL_AVX2 inline __m256i taps_in_lane(__m256i window, __m256i ctrl_a, __m256i w01, __m256i ctrl_b,
+                                        __m256i w2) {
+    return _mm256_add_epi32(_mm256_madd_epi16(_mm256_shuffle_epi8(window, ctrl_a), w01),
+                            _mm256_madd_epi16(_mm256_shuffle_epi8(window, ctrl_b), w2));
+}
+
+// Whole YUY2 pairs from N source rows without the line buffer: per row the
+// three taps of each pixel's luma and each pair's chroma are overlap-weighted
+// sums of the row's bytes (below 2^21, by multiply-adds), then times the row
+// weight, added over the rows. The same sums modulo 2^32 as the walk's
+// column sums times overlaps, in the other order. Luma lanes: pixels 0-3 of
+// a group of eight read 16 bytes from their first column, pixels 4-7 from
+// theirs; chroma lanes: pairs 0-1 (U V U V) 16 bytes from their first source
+// pair, pairs 2-3 from theirs. x_step >= 2731 keeps every tap of weight
+// above 0 inside its window (a tap of weight 0 may pick any byte).
+template <int N>
+TOVREL_AVX2 int32_t direct(uint8_t *out, int32_t pairs, const uint8_t *row, ptrdiff_t pitch,
+                           const int32_t *wr, int32_t row_pairs, int32_t *i_io, int32_t *run_io,
+                           int32_t x_step) {
+    constexpr int B = yuy2_format::bits;
+    const int32_t x2 = 2 * x_step;
+    int32_t col = *i_io, edge = x_step - *run_io;
+    int32_t ccol = col >> 1, cedge = x2 - *run_io - ((col & 1) != 0 ? 0 : x_step);
+    const __m256i pixel_offsets =
+        _mm256_setr_epi32(0, 4096, 8192, 12288, 16384, 20480, 24576, 28672);
+    const __m256i pair_offsets = _mm256_setr_epi32(0, 0, 8192, 8192, 16384, 16384, 24576, 24576);
+    const __m256i high = _mm256_setr_epi32(0, 0, 0, 0, -1, -1, -1, -1);
+    const __m256i uv_byte = _mm256_setr_epi32(1, 3, 1, 3, 1, 3, 1, 3);
+    const __m256i mask = _mm256_set1_epi32(0xFF);
+    const int32_t k8 = 8 * pixel_units / x_step, r8 = 8 * pixel_units % x_step;
+    const int32_t k4 = 4 * pixel_units / x_step, r4 = 4 * pixel_units % x_step;
+    const int32_t ck8 = 8 * pixel_units / x2, cr8 = 8 * pixel_units % x2;
+    const int32_t ck4 = 4 * pixel_units / x2, cr4 = 4 * pixel_units % x2;
+    const __m256i xs = _mm256_set1_epi32(x_step), xs_less1 = _mm256_set1_epi32(x_step - 1);
+    const __m256i cxs = _mm256_set1_epi32(x2), cxs_less1 = _mm256_set1_epi32(x2 - 1);
+    const __m256i by = _mm256_set1_epi32(r8), cby = _mm256_set1_epi32(cr8);
+    const __m256i unit = _mm256_set1_epi32(pixel_units);
+    const __m256i cunit = _mm256_set1_epi32(2 * pixel_units);
+    __m256i rw[N];
+    for (int r = 0; r < N; ++r) rw[r] = _mm256_set1_epi32(wr[r]);
+    cursor8 y = cursor_at(edge, pixel_offsets, x_step), c = cursor_at(cedge, pair_offsets, x2);
+    int32_t q = 0;
+    // Luma windows end before byte 2 col + 32, chroma windows before
+    // 4 ccol + 32: both inside the row's pairs.
+    for (; q + 4 <= pairs && 2 * col + 32 <= 4 * row_pairs && 4 * ccol + 32 <= 4 * row_pairs;
+         q += 4) {
+        const int32_t q4 = k4 + (edge + r4 >= x_step ? 1 : 0); // pixel 4's column
+        const int32_t cq2 = ck4 + (cedge + cr4 >= x2 ? 1 : 0); // pair 2's source pair
+        const taps yt = taps_of(y.r, xs, xs_less1, unit);
+        const taps ct = taps_of(c.r, cxs, cxs_less1, cunit);
+        const __m256i yw01 = _mm256_or_si256(yt.w0, _mm256_slli_epi32(yt.w1, 16));
+        const __m256i cw01 = _mm256_or_si256(ct.w0, _mm256_slli_epi32(ct.w1, 16));
+        // Byte of tap 0 in the lane's window: 2 per pixel for luma, 4 per
+        // pair (+1 U, +3 V) for chroma.
+        const __m256i yt0 = _mm256_slli_epi32(
+            _mm256_sub_epi32(y.q, _mm256_and_si256(_mm256_set1_epi32(q4), high)), 1);
+        const __m256i ct0 = _mm256_add_epi32(
+            _mm256_slli_epi32(_mm256_sub_epi32(c.q, _mm256_and_si256(_mm256_set1_epi32(cq2), high)),
+                              2),
+            uv_byte);
+        const __m256i ya = _mm256_add_epi32(_mm256_add_epi32(yt0, _mm256_slli_epi32(yt0, 16)),
+                                            _mm256_set1_epi32(int32_t(0x80028000u)));
+        const __m256i yb = _mm256_add_epi32(yt0, _mm256_set1_epi32(int32_t(0x80808004u)));
+        const __m256i ca = _mm256_add_epi32(_mm256_add_epi32(ct0, _mm256_slli_epi32(ct0, 16)),
+                                            _mm256_set1_epi32(int32_t(0x80048000u)));
+        const __m256i cb = _mm256_add_epi32(ct0, _mm256_set1_epi32(int32_t(0x80808008u)));
+        __m256i ysum = _mm256_setzero_si256(), csum = ysum;
+        for (int r = 0; r < N; ++r) { // unrolled: N is fixed
+            const uint8_t *s = row + r * pitch;
+            const __m256i hy =
+                taps_in_lane(load2x128(s + 2 * col, s + 2 * (col + q4)), ya, yw01, yb, yt.w2);
+            const __m256i hc =
+                taps_in_lane(load2x128(s + 4 * ccol, s + 4 * (ccol + cq2)), ca, cw01, cb, ct.w2);
+            ysum = _mm256_add_epi32(ysum, _mm256_mullo_epi32(hy, rw[r]));
+            csum = _mm256_add_epi32(csum, _mm256_mullo_epi32(hc, rw[r]));
+        }
+        col += k8, edge += r8;
+        if (edge >= x_step) edge -= x_step, ++col;
+        ccol += ck8, cedge += cr8;
+        if (cedge >= x2) cedge -= x2, ++ccol;
+        y = advance(y, by, xs, xs_less1);
+        c = advance(c, cby, cxs, cxs_less1);
+
+        const __m256i ys = _mm256_and_si256(
+            _mm256_srli_epi32(_mm256_add_epi32(ysum, _mm256_set1_epi32(1 << (B - 1))), B), mask);
+        const __m256i cs = _mm256_and_si256(
+            _mm256_srli_epi32(_mm256_add_epi32(csum, _mm256_set1_epi32(1 << B)), B + 1), mask);
+        // Per pixel its luma and the chroma it carries: Y0 U0 Y1 V0 ...
+        const __m256i w = _mm256_or_si256(ys, _mm256_slli_epi32(cs, 16));
+        const __m256i b = _mm256_permute4x64_epi64(_mm256_packus_epi16(w, w), 0x08);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 4 * q), _mm256_castsi256_si128(b));
+    }
+    *i_io = col;
+    *run_io = x_step - edge;
+    return q;
+}
+
 } // namespace
 
 template <class K, int Rows>
@@ -348,6 +456,14 @@ template <class K>
 void pair_down3_avx2(typename K::dst::sample *out, int32_t pairs, const uint32_t *buf, int32_t *i,
                      int32_t *run, int32_t x_step, int32_t limit) {
     down3<K>(out, pairs, buf, i, run, x_step, limit);
+}
+
+int32_t pair_direct_avx2(uint8_t *out, int32_t pairs, const uint8_t *row, ptrdiff_t pitch,
+                         const int32_t *w, int32_t rows, int32_t row_pairs, int32_t *i,
+                         int32_t *run, int32_t x_step) {
+    if (rows == 1) return direct<1>(out, pairs, row, pitch, w, row_pairs, i, run, x_step);
+    if (rows == 2) return direct<2>(out, pairs, row, pitch, w, row_pairs, i, run, x_step);
+    return direct<3>(out, pairs, row, pitch, w, row_pairs, i, run, x_step);
 }
 
 #define TOVREL_PAIR_AVX2(S, D)                                                                     \
