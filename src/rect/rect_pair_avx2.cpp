@@ -309,15 +309,42 @@ TOVREL_AVX2 inline __m256i taps_in_lane(__m256i window, __m256i ctrl_a, __m256i 
                             _mm256_madd_epi16(_mm256_shuffle_epi8(window, ctrl_b), w2));
 }
 
+// Cursor of eight footprints whose columns are `step` units wide, kept as
+// the offset r into each one's first column q (counted from the base, which
+// moves with lane 0): the next footprints start `by` (below step) plus
+// whole columns further. rem is r + unit - step, the units past column q.
+struct cursor_step {
+    __m256i by_less_step, step, rest;
+};
+
+// The three taps of each footprint: w01 the overlaps with columns q and
+// q + 1 as a word pair, w2 with q + 2 (may be 0).
+TOVREL_AVX2 inline void overlaps(__m256i r, const cursor_step &k, __m256i *w01, __m256i *w2) {
+    const __m256i w0 = _mm256_sub_epi32(k.step, r);
+    const __m256i rem = _mm256_add_epi32(r, k.rest);
+    const __m256i w1 = _mm256_min_epi32(rem, k.step);
+    *w01 = _mm256_or_si256(w0, _mm256_slli_epi32(w1, 16));
+    *w2 = _mm256_sub_epi32(rem, w1);
+}
+
+TOVREL_AVX2 inline cursor8 next(cursor8 c, const cursor_step &k) {
+    const __m256i t = _mm256_add_epi32(c.r, k.by_less_step);
+    const __m256i back = _mm256_srai_epi32(t, 31); // -1: still in column q
+    const __m256i r = _mm256_add_epi32(t, _mm256_and_si256(back, k.step));
+    const __m256i q = _mm256_sub_epi32(_mm256_add_epi32(c.q, back),
+                                       _mm256_broadcastd_epi32(_mm256_castsi256_si128(back)));
+    return {q, r};
+}
+
 // Whole YUY2 pairs from N source rows without the line buffer: per row the
 // three taps of each pixel's luma and each pair's chroma are overlap-weighted
 // sums of the row's bytes (below 2^21, by multiply-adds), then times the row
 // weight, added over the rows. The same sums modulo 2^32 as the walk's
-// column sums times overlaps, in the other order. Luma lanes: pixels 0-3 of
-// a group of eight read 16 bytes from their first column, pixels 4-7 from
-// theirs; chroma lanes: pairs 0-1 (U V U V) 16 bytes from their first source
-// pair, pairs 2-3 from theirs. x_step >= 2731 keeps every tap of weight
-// above 0 inside its window (a tap of weight 0 may pick any byte).
+// column sums times overlaps, in the other order. Per group of four
+// destination pairs, lane 0 (pixels 0-3, pairs 0-1) and lane 1 (pixels 4-7,
+// pairs 2-3) each read the 16 bytes from the source pair that holds their
+// first column: x_step >= 2731 keeps every tap of weight above 0 inside
+// them (a tap of weight 0 may pick any byte).
 template <int N>
 TOVREL_AVX2 int32_t direct(uint8_t *out, int32_t pairs, const uint8_t *row, ptrdiff_t pitch,
                            const int32_t *wr, int32_t row_pairs, int32_t *i_io, int32_t *run_io,
@@ -325,44 +352,39 @@ TOVREL_AVX2 int32_t direct(uint8_t *out, int32_t pairs, const uint8_t *row, ptrd
     constexpr int B = yuy2_format::bits;
     const int32_t x2 = 2 * x_step;
     int32_t col = *i_io, edge = x_step - *run_io;
-    int32_t ccol = col >> 1, cedge = x2 - *run_io - ((col & 1) != 0 ? 0 : x_step);
-    const __m256i pixel_offsets =
-        _mm256_setr_epi32(0, 4096, 8192, 12288, 16384, 20480, 24576, 28672);
-    const __m256i pair_offsets = _mm256_setr_epi32(0, 0, 8192, 8192, 16384, 16384, 24576, 24576);
-    const __m256i high = _mm256_setr_epi32(0, 0, 0, 0, -1, -1, -1, -1);
-    const __m256i uv_byte = _mm256_setr_epi32(1, 3, 1, 3, 1, 3, 1, 3);
-    const __m256i mask = _mm256_set1_epi32(0xFF);
+    const int32_t cedge = x2 - *run_io - ((col & 1) != 0 ? 0 : x_step);
     const int32_t k8 = 8 * pixel_units / x_step, r8 = 8 * pixel_units % x_step;
     const int32_t k4 = 4 * pixel_units / x_step, r4 = 4 * pixel_units % x_step;
-    const int32_t ck8 = 8 * pixel_units / x2, cr8 = 8 * pixel_units % x2;
-    const int32_t ck4 = 4 * pixel_units / x2, cr4 = 4 * pixel_units % x2;
-    const __m256i xs = _mm256_set1_epi32(x_step), xs_less1 = _mm256_set1_epi32(x_step - 1);
-    const __m256i cxs = _mm256_set1_epi32(x2), cxs_less1 = _mm256_set1_epi32(x2 - 1);
-    const __m256i by = _mm256_set1_epi32(r8), cby = _mm256_set1_epi32(cr8);
-    const __m256i unit = _mm256_set1_epi32(pixel_units);
-    const __m256i cunit = _mm256_set1_epi32(2 * pixel_units);
+    const cursor_step yk{_mm256_set1_epi32(r8 - x_step), _mm256_set1_epi32(x_step),
+                         _mm256_set1_epi32(pixel_units - x_step)};
+    const cursor_step ck{_mm256_set1_epi32(8 * pixel_units % x2 - x2), _mm256_set1_epi32(x2),
+                         _mm256_set1_epi32(2 * pixel_units - x2)};
     __m256i rw[N];
     for (int r = 0; r < N; ++r) rw[r] = _mm256_set1_epi32(wr[r]);
-    cursor8 y = cursor_at(edge, pixel_offsets, x_step), c = cursor_at(cedge, pair_offsets, x2);
+    // Luma of pixels 0..7 (lane j), chroma U V of pairs 0, 1 | 2, 3; the
+    // chroma base is the source pair of the base column.
+    cursor8 y = cursor_at(edge, _mm256_setr_epi32(0, 4096, 8192, 12288, 16384, 20480, 24576, 28672),
+                          x_step),
+            c = cursor_at(cedge, _mm256_setr_epi32(0, 0, 8192, 8192, 16384, 16384, 24576, 24576),
+                          x2);
+    const __m256i uv_byte = _mm256_setr_epi32(1, 3, 1, 3, 1, 3, 1, 3);
     int32_t q = 0;
-    // Luma windows end before byte 2 col + 32, chroma windows before
-    // 4 ccol + 32: both inside the row's pairs.
-    for (; q + 4 <= pairs && 2 * col + 32 <= 4 * row_pairs && 4 * ccol + 32 <= 4 * row_pairs;
-         q += 4) {
-        const int32_t q4 = k4 + (edge + r4 >= x_step ? 1 : 0); // pixel 4's column
-        const int32_t cq2 = ck4 + (cedge + cr4 >= x2 ? 1 : 0); // pair 2's source pair
-        const taps yt = taps_of(y.r, xs, xs_less1, unit);
-        const taps ct = taps_of(c.r, cxs, cxs_less1, cunit);
-        const __m256i yw01 = _mm256_or_si256(yt.w0, _mm256_slli_epi32(yt.w1, 16));
-        const __m256i cw01 = _mm256_or_si256(ct.w0, _mm256_slli_epi32(ct.w1, 16));
-        // Byte of tap 0 in the lane's window: 2 per pixel for luma, 4 per
-        // pair (+1 U, +3 V) for chroma.
-        const __m256i yt0 = _mm256_slli_epi32(
-            _mm256_sub_epi32(y.q, _mm256_and_si256(_mm256_set1_epi32(q4), high)), 1);
-        const __m256i ct0 = _mm256_add_epi32(
-            _mm256_slli_epi32(_mm256_sub_epi32(c.q, _mm256_and_si256(_mm256_set1_epi32(cq2), high)),
-                              2),
-            uv_byte);
+    // The windows end before byte 2 col + 32, inside the row's pairs.
+    for (; q + 4 <= pairs && 2 * col + 32 <= 4 * row_pairs; q += 4) {
+        const int32_t c4 = col + k4 + (edge + r4 >= x_step ? 1 : 0); // pixel 4's column
+        const int32_t p0 = col >> 1, p4 = c4 >> 1;
+        // Window bytes of the base column (luma) and of the base pair
+        // (chroma) in each lane: lane 1's base is 2 p4 - 2 p0 columns on.
+        const __m256i ybase = _mm256_blend_epi32(_mm256_set1_epi32(2 * (col - 2 * p0)),
+                                                 _mm256_set1_epi32(2 * (col - 2 * p4)), 0xF0);
+        const __m256i cbase = _mm256_blend_epi32(
+            uv_byte, _mm256_add_epi32(uv_byte, _mm256_set1_epi32(4 * (p0 - p4))), 0xF0);
+        const __m256i yt0 = _mm256_add_epi32(_mm256_add_epi32(y.q, y.q), ybase);
+        const __m256i ct0 = _mm256_add_epi32(_mm256_slli_epi32(c.q, 2), cbase);
+        __m256i yw01, yw2, cw01, cw2;
+        overlaps(y.r, yk, &yw01, &yw2);
+        overlaps(c.r, ck, &cw01, &cw2);
+        // Words: taps 0 and 1 (bytes t0, t0 + step), tap 2 (t0 + 2 step).
         const __m256i ya = _mm256_add_epi32(_mm256_add_epi32(yt0, _mm256_slli_epi32(yt0, 16)),
                                             _mm256_set1_epi32(int32_t(0x80028000u)));
         const __m256i yb = _mm256_add_epi32(yt0, _mm256_set1_epi32(int32_t(0x80808004u)));
@@ -372,20 +394,18 @@ TOVREL_AVX2 int32_t direct(uint8_t *out, int32_t pairs, const uint8_t *row, ptrd
         __m256i ysum = _mm256_setzero_si256(), csum = ysum;
         for (int r = 0; r < N; ++r) { // unrolled: N is fixed
             const uint8_t *s = row + r * pitch;
-            const __m256i hy =
-                taps_in_lane(load2x128(s + 2 * col, s + 2 * (col + q4)), ya, yw01, yb, yt.w2);
-            const __m256i hc =
-                taps_in_lane(load2x128(s + 4 * ccol, s + 4 * (ccol + cq2)), ca, cw01, cb, ct.w2);
-            ysum = _mm256_add_epi32(ysum, _mm256_mullo_epi32(hy, rw[r]));
-            csum = _mm256_add_epi32(csum, _mm256_mullo_epi32(hc, rw[r]));
+            const __m256i win = load2x128(s + 4 * p0, s + 4 * p4);
+            ysum = _mm256_add_epi32(
+                ysum, _mm256_mullo_epi32(taps_in_lane(win, ya, yw01, yb, yw2), rw[r]));
+            csum = _mm256_add_epi32(
+                csum, _mm256_mullo_epi32(taps_in_lane(win, ca, cw01, cb, cw2), rw[r]));
         }
         col += k8, edge += r8;
         if (edge >= x_step) edge -= x_step, ++col;
-        ccol += ck8, cedge += cr8;
-        if (cedge >= x2) cedge -= x2, ++ccol;
-        y = advance(y, by, xs, xs_less1);
-        c = advance(c, cby, cxs, cxs_less1);
+        y = next(y, yk);
+        c = next(c, ck);
 
+        const __m256i mask = _mm256_set1_epi32(0xFF);
         const __m256i ys = _mm256_and_si256(
             _mm256_srli_epi32(_mm256_add_epi32(ysum, _mm256_set1_epi32(1 << (B - 1))), B), mask);
         const __m256i cs = _mm256_and_si256(
