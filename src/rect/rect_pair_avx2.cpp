@@ -188,14 +188,24 @@ TOVREL_AVX2 inline cursor8 cursor_at(int32_t edge, __m256i offsets, int32_t step
     return {_mm256_sub_epi32(q, over), _mm256_sub_epi32(r, _mm256_and_si256(over, xs))};
 }
 
-// Every footprint moved on by `by` units past whole steps (by < step); the
-// base moves as lane 0 does, whole steps included.
-TOVREL_AVX2 inline cursor8 advance(cursor8 c, __m256i by, __m256i xs, __m256i xs_less1) {
-    __m256i r = _mm256_add_epi32(c.r, by);
-    const __m256i wrap = _mm256_cmpgt_epi32(r, xs_less1); // -1: one column further
-    r = _mm256_sub_epi32(r, _mm256_and_si256(wrap, xs));
-    const __m256i q = _mm256_add_epi32(_mm256_sub_epi32(c.q, wrap),
-                                       _mm256_broadcastd_epi32(_mm256_castsi256_si128(wrap)));
+// Cursor steps of eight footprints of `unit` units over columns of `step`
+// units: the next footprints start `by` (below step) plus whole columns
+// further; rest = unit - step.
+struct cursor_step {
+    __m256i by_less_step, step, rest;
+};
+TOVREL_AVX2 inline cursor_step cursor_step_of(int32_t by, int32_t step, int32_t unit) {
+    return {_mm256_set1_epi32(by - step), _mm256_set1_epi32(step), _mm256_set1_epi32(unit - step)};
+}
+
+// Every footprint moved on; the base moves as lane 0 does, whole steps
+// included.
+TOVREL_AVX2 inline cursor8 next(cursor8 c, const cursor_step &k) {
+    const __m256i t = _mm256_add_epi32(c.r, k.by_less_step);
+    const __m256i back = _mm256_srai_epi32(t, 31); // -1: still in column q
+    const __m256i r = _mm256_add_epi32(t, _mm256_and_si256(back, k.step));
+    const __m256i q = _mm256_sub_epi32(_mm256_add_epi32(c.q, back),
+                                       _mm256_broadcastd_epi32(_mm256_castsi256_si128(back)));
     return {q, r};
 }
 
@@ -203,11 +213,11 @@ TOVREL_AVX2 inline cursor8 advance(cursor8 c, __m256i by, __m256i xs, __m256i xs
 struct taps {
     __m256i w0, w1, w2;
 };
-TOVREL_AVX2 inline taps taps_of(__m256i r, __m256i xs, __m256i xs_less1, __m256i unit) {
+TOVREL_AVX2 inline taps taps_of(__m256i r, const cursor_step &k) {
     taps t;
-    t.w0 = _mm256_sub_epi32(xs, r);
-    const __m256i rem = _mm256_sub_epi32(unit, t.w0);
-    t.w1 = _mm256_blendv_epi8(rem, xs, _mm256_cmpgt_epi32(rem, xs_less1));
+    t.w0 = _mm256_sub_epi32(k.step, r);
+    const __m256i rem = _mm256_add_epi32(r, k.rest); // units past column q
+    t.w1 = _mm256_min_epi32(rem, k.step);
     t.w2 = _mm256_sub_epi32(rem, t.w1);
     return t;
 }
@@ -246,11 +256,8 @@ TOVREL_AVX2 void down3(typename K::dst::sample *out, int32_t pairs, const uint32
     const int32_t k8 = 8 * pixel_units / x_step, r8 = 8 * pixel_units % x_step;
     const int32_t k4 = 4 * pixel_units / x_step, r4 = 4 * pixel_units % x_step;
     const int32_t ck8 = 8 * pixel_units / x2, cr8 = 8 * pixel_units % x2;
-    const __m256i xs = _mm256_set1_epi32(x_step), xs_less1 = _mm256_set1_epi32(x_step - 1);
-    const __m256i cxs = _mm256_set1_epi32(x2), cxs_less1 = _mm256_set1_epi32(x2 - 1);
-    const __m256i by = _mm256_set1_epi32(r8), cby = _mm256_set1_epi32(cr8);
-    const __m256i unit = _mm256_set1_epi32(pixel_units);
-    const __m256i cunit = _mm256_set1_epi32(2 * pixel_units);
+    const cursor_step yk = cursor_step_of(r8, x_step, pixel_units);
+    const cursor_step ck = cursor_step_of(cr8, x2, 2 * pixel_units);
     // Eight pixels (luma), and four pairs twice (U lanes 0-3, V lanes 4-7).
     cursor8 y = cursor_at(edge, pixel_offsets, x_step), c = cursor_at(cedge, pair_offsets, x2);
     int32_t q = 0;
@@ -259,17 +266,16 @@ TOVREL_AVX2 void down3(typename K::dst::sample *out, int32_t pairs, const uint32
     for (; q + 4 <= pairs && 2 * col + 40 <= limit; q += 4) {
         const int32_t q4 = k4 + (edge + r4 >= x_step ? 1 : 0); // pixel 4's column, as y.q
         const __m256i idx = _mm256_sub_epi32(y.q, _mm256_and_si256(_mm256_set1_epi32(q4), high));
-        const __m256i ysum =
-            tap3(luma8(buf, col), luma8(buf, col + q4), idx, taps_of(y.r, xs, xs_less1, unit));
+        const __m256i ysum = tap3(luma8(buf, col), luma8(buf, col + q4), idx, taps_of(y.r, yk));
         __m256i u, v;
         chroma8(buf, ccol, &u, &v);
-        const __m256i csum = tap3(u, v, c.q, taps_of(c.r, cxs, cxs_less1, cunit));
+        const __m256i csum = tap3(u, v, c.q, taps_of(c.r, ck));
         col += k8, edge += r8;
         if (edge >= x_step) edge -= x_step, ++col;
         ccol += ck8, cedge += cr8;
         if (cedge >= x2) cedge -= x2, ++ccol;
-        y = advance(y, by, xs, xs_less1);
-        c = advance(c, cby, cxs, cxs_less1);
+        y = next(y, yk);
+        c = next(c, ck);
 
         const __m256i ys = _mm256_and_si256(
             _mm256_srli_epi32(_mm256_add_epi32(ysum, _mm256_set1_epi32(1 << (B - 1))), B), mask);
@@ -309,33 +315,6 @@ TOVREL_AVX2 inline __m256i taps_in_lane(__m256i window, __m256i ctrl_a, __m256i 
                             _mm256_madd_epi16(_mm256_shuffle_epi8(window, ctrl_b), w2));
 }
 
-// Cursor of eight footprints whose columns are `step` units wide, kept as
-// the offset r into each one's first column q (counted from the base, which
-// moves with lane 0): the next footprints start `by` (below step) plus
-// whole columns further. rem is r + unit - step, the units past column q.
-struct cursor_step {
-    __m256i by_less_step, step, rest;
-};
-
-// The three taps of each footprint: w01 the overlaps with columns q and
-// q + 1 as a word pair, w2 with q + 2 (may be 0).
-TOVREL_AVX2 inline void overlaps(__m256i r, const cursor_step &k, __m256i *w01, __m256i *w2) {
-    const __m256i w0 = _mm256_sub_epi32(k.step, r);
-    const __m256i rem = _mm256_add_epi32(r, k.rest);
-    const __m256i w1 = _mm256_min_epi32(rem, k.step);
-    *w01 = _mm256_or_si256(w0, _mm256_slli_epi32(w1, 16));
-    *w2 = _mm256_sub_epi32(rem, w1);
-}
-
-TOVREL_AVX2 inline cursor8 next(cursor8 c, const cursor_step &k) {
-    const __m256i t = _mm256_add_epi32(c.r, k.by_less_step);
-    const __m256i back = _mm256_srai_epi32(t, 31); // -1: still in column q
-    const __m256i r = _mm256_add_epi32(t, _mm256_and_si256(back, k.step));
-    const __m256i q = _mm256_sub_epi32(_mm256_add_epi32(c.q, back),
-                                       _mm256_broadcastd_epi32(_mm256_castsi256_si128(back)));
-    return {q, r};
-}
-
 // Whole YUY2 pairs from N source rows without the line buffer: per row the
 // three taps of each pixel's luma and each pair's chroma are overlap-weighted
 // sums of the row's bytes (below 2^21, by multiply-adds), then times the row
@@ -355,10 +334,8 @@ TOVREL_AVX2 int32_t direct(uint8_t *out, int32_t pairs, const uint8_t *row, ptrd
     const int32_t cedge = x2 - *run_io - ((col & 1) != 0 ? 0 : x_step);
     const int32_t k8 = 8 * pixel_units / x_step, r8 = 8 * pixel_units % x_step;
     const int32_t k4 = 4 * pixel_units / x_step, r4 = 4 * pixel_units % x_step;
-    const cursor_step yk{_mm256_set1_epi32(r8 - x_step), _mm256_set1_epi32(x_step),
-                         _mm256_set1_epi32(pixel_units - x_step)};
-    const cursor_step ck{_mm256_set1_epi32(8 * pixel_units % x2 - x2), _mm256_set1_epi32(x2),
-                         _mm256_set1_epi32(2 * pixel_units - x2)};
+    const cursor_step yk = cursor_step_of(r8, x_step, pixel_units);
+    const cursor_step ck = cursor_step_of(8 * pixel_units % x2, x2, 2 * pixel_units);
     __m256i rw[N];
     for (int r = 0; r < N; ++r) rw[r] = _mm256_set1_epi32(wr[r]);
     // Luma of pixels 0..7 (lane j), chroma U V of pairs 0, 1 | 2, 3; the
@@ -381,9 +358,9 @@ TOVREL_AVX2 int32_t direct(uint8_t *out, int32_t pairs, const uint8_t *row, ptrd
             uv_byte, _mm256_add_epi32(uv_byte, _mm256_set1_epi32(4 * (p0 - p4))), 0xF0);
         const __m256i yt0 = _mm256_add_epi32(_mm256_add_epi32(y.q, y.q), ybase);
         const __m256i ct0 = _mm256_add_epi32(_mm256_slli_epi32(c.q, 2), cbase);
-        __m256i yw01, yw2, cw01, cw2;
-        overlaps(y.r, yk, &yw01, &yw2);
-        overlaps(c.r, ck, &cw01, &cw2);
+        const taps yt = taps_of(y.r, yk), ct = taps_of(c.r, ck);
+        const __m256i yw01 = _mm256_or_si256(yt.w0, _mm256_slli_epi32(yt.w1, 16)), yw2 = yt.w2;
+        const __m256i cw01 = _mm256_or_si256(ct.w0, _mm256_slli_epi32(ct.w1, 16)), cw2 = ct.w2;
         // Words: taps 0 and 1 (bytes t0, t0 + step), tap 2 (t0 + 2 step).
         const __m256i ya = _mm256_add_epi32(_mm256_add_epi32(yt0, _mm256_slli_epi32(yt0, 16)),
                                             _mm256_set1_epi32(int32_t(0x80028000u)));
