@@ -1,6 +1,7 @@
 // The golden corpus: numbered whole operations of map_polygon, map_rectangle
-// and multisrc_map_rectangle, each generated from its number alone, run, and
-// reduced to a CRC of everything it wrote and reported.
+// and multisrc_map_rectangle (first the committed fuzz inputs, then cases
+// generated from their number alone), run, and reduced to a CRC of
+// everything they wrote and reported.
 #pragma once
 
 #include <cstddef>

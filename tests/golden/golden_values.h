@@ -6,10 +6,10 @@
 
 namespace golden {
 
-// The 19147 cases that give the same bytes on every processor.
-inline constexpr uint32_t everywhere_value = 0xab2fd43c;
+// The 19165 cases that give the same bytes on every processor.
+inline constexpr uint32_t everywhere_value = 0x140b6afb;
 
-// The 853 perspective cases drawn by packed members, per kind of
+// The 835 perspective cases drawn by packed members, per kind of
 // approximate reciprocal (rcp_kind()), measured beside `everywhere`.
 struct kind_value {
     uint32_t kind;
@@ -18,7 +18,7 @@ struct kind_value {
     uint32_t value;
 };
 inline constexpr kind_value kind_values[] = {
-    {0x5b35ab1f, "AMD", 0xab2fd43c, 0x99622160},
+    {0x5b35ab1f, "AMD", 0x140b6afb, 0xe0fa7258},
 };
 
 } // namespace golden

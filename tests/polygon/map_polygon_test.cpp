@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstring>
 #include <memory>
 #include <random>
 #include <string>
@@ -13,51 +15,37 @@
 #include "param_names.h"
 #include "polygon/polygon_call.h"
 #include "polygon_probe.h"
+#include "rect/rect_test_util.h"
 
 namespace {
 
+using rect_test::image;
 using tovrel::test::exact_cover;
 using verts = std::vector<map_vertex>;
 
-constexpr uint32_t guard = 0xA5C3E1F7u, texel = 0x80C04020u, background = 0x10305070u;
-constexpr uint16_t alpha_guard = 0xBEEF;
+constexpr uint32_t texel = 0x80C04020u, background = 0x10305070u;
 
-// An RGBQ image with a colour and an alpha plane, inside guard pixels (a row
-// above and below, three columns on the right).
-struct image {
-    int w, h, stride;
-    std::vector<uint32_t> px;
-    std::vector<uint16_t> alpha;
-    size_t guards;
-    image(int w_, int h_, uint32_t fill, uint16_t a = 0)
-        : w(w_), h(h_), stride(w_ + 3), px(static_cast<size_t>(stride * (h_ + 2)), guard),
-          alpha(px.size(), alpha_guard), guards(px.size() - static_cast<size_t>(w * h)) {
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x) at(x, y) = fill, alpha_at(x, y) = a;
-    }
-    size_t index(int x, int y) const { return static_cast<size_t>((y + 1) * stride + x); }
-    uint32_t &at(int x, int y) { return px[index(x, y)]; }
-    uint16_t &alpha_at(int x, int y) { return alpha[index(x, y)]; }
-    int ch(int x, int y, int c) const { return (px[index(x, y)] >> (8 * c)) & 255; }
-    image_descriptor desc(uint32_t alpha_kind = 0, uint8_t mode = 1) {
-        image_descriptor d{};
-        d.width = w, d.height = h, d.format = TOVREL_FORMAT_RGBQ, d.alpha_mode = mode;
-        d.pixels = &px[index(0, 0)], d.pitch = stride * 4, d.alpha_kind = alpha_kind;
-        d.alpha = &alpha[index(0, 0)], d.alpha_pitch = stride * 2;
-        return d;
-    }
-    bool guards_intact() const {
-        return static_cast<size_t>(std::count(px.begin(), px.end(), guard)) == guards &&
-               static_cast<size_t>(std::count(alpha.begin(), alpha.end(), alpha_guard)) == guards;
-    }
-};
-
-image noise(int w, int h, unsigned seed) {
-    image img(w, h, 0);
+// RGBQ pixels as one little-endian word.
+uint32_t pixel(image &im, int x, int y) {
+    uint32_t v;
+    std::memcpy(&v, im.px(x, y), 4);
+    return v;
+}
+void put(image &im, int x, int y, uint32_t v) {
+    std::memcpy(im.px(x, y), &v, 4);
+}
+// An RGBQ image of one colour, with an alpha plane of `alpha` unless -1.
+image uniform(int w, int h, uint32_t colour, int alpha = -1) {
+    image im(w, h, alpha >= 0);
+    for (int i = 0; i < w * h; ++i) put(im, i % w, i / w, colour);
+    im.fill_alpha(uint16_t(std::max(alpha, 0)));
+    return im;
+}
+image noise(int w, int h, unsigned seed, bool alpha = false) {
+    image im(w, h, alpha);
     std::mt19937 rng(seed);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) img.at(x, y) = static_cast<uint32_t>(rng()) & 0x7F7F7F7Fu;
-    return img;
+    im.each_sample([&](uint16_t) { return uint16_t(rng() & 0x7F); });
+    return im;
 }
 
 // The whole destination onto [du, du + su) x [dv, dv + sv) of the source.
@@ -68,17 +56,18 @@ verts rect(float w, float h, float su, float sv, float du = 0, float dv = 0) {
             {du, sv + dv, 1, 0, h}};
 }
 
-void draw(image &dst, image &src, const verts &v, uint32_t flags = 0, image_descriptor dd = {}) {
-    if (!dd.width) dd = dst.desc();
-    const image_descriptor sd = src.desc();
-    map_polygon(&dd, &sd, v.data(), static_cast<int32_t>(v.size()), flags, 0, 1);
+void draw(const image_descriptor &dd, image &src, const verts &v, uint32_t flags = 0) {
+    map_polygon(&dd, &src.desc, v.data(), static_cast<int32_t>(v.size()), flags, 0, 1);
+}
+void draw(image &dst, image &src, const verts &v, uint32_t flags = 0) {
+    draw(dst.desc, src, v, flags);
     EXPECT_TRUE(dst.guards_intact());
 }
 
 // Slot 1 at texel (cu, cv) with 7-bit fractions.
-int bilinear(const image &t, int cu, int cv, int fu, int fv, int c) {
-    const int r0 = (128 - fu) * t.ch(cu, cv, c) + fu * t.ch(cu + 1, cv, c);
-    const int r1 = (128 - fu) * t.ch(cu, cv + 1, c) + fu * t.ch(cu + 1, cv + 1, c);
+int bilinear(image &t, int cu, int cv, int fu, int fv, int c) {
+    const int r0 = (128 - fu) * t.get(cu, cv, c) + fu * t.get(cu + 1, cv, c);
+    const int r1 = (128 - fu) * t.get(cu, cv + 1, c) + fu * t.get(cu + 1, cv + 1, c);
     return ((128 - fv) * r0 + fv * r1 + 8192) >> 14;
 }
 
@@ -87,23 +76,23 @@ int bilinear(const image &t, int cu, int cv, int fu, int fv, int c) {
 // rounded means of neighbours, halving rounded means of 2 x 2 texels.
 TEST(MapPolygon, AxisAlignedRectangles) {
     image small = noise(19, 13, 7), src = noise(32, 24, 5);
-    image copy(19, 13, 0), shift(15, 8, 0), half(16, 12, 0);
+    image copy(19, 13), shift(15, 8), half(16, 12);
     draw(copy, small, rect(19, 13, 19, 13));
     draw(shift, src, rect(15, 8, 15, 8, 0.5f, 0));
     draw(half, src, rect(16, 12, 32, 24));
     for (int y = 0; y < 13; ++y)
         for (int x = 0; x < 19; ++x)
             for (int c = 0; c < 4; ++c) {
-                ASSERT_EQ(copy.ch(x, y, c), bilinear(small, std::min(x, 17), std::min(y, 11),
-                                                     x == 18 ? 127 : 0, y == 12 ? 127 : 0, c))
+                ASSERT_EQ(copy.get(x, y, c), bilinear(small, std::min(x, 17), std::min(y, 11),
+                                                      x == 18 ? 127 : 0, y == 12 ? 127 : 0, c))
                     << x << "," << y;
                 if (x < 15 && y < 8) {
-                    ASSERT_EQ(shift.ch(x, y, c), bilinear(src, x, y, 64, 0, c)) << x << "," << y;
+                    ASSERT_EQ(shift.get(x, y, c), bilinear(src, x, y, 64, 0, c)) << x << "," << y;
                 }
                 if (x < 15 && y < 11) {
-                    const int sum = src.ch(2 * x, 2 * y, c) + src.ch(2 * x + 1, 2 * y, c) +
-                                    src.ch(2 * x, 2 * y + 1, c) + src.ch(2 * x + 1, 2 * y + 1, c);
-                    ASSERT_EQ(half.ch(x, y, c), (sum + 2) >> 2) << x << "," << y;
+                    const int sum = src.get(2 * x, 2 * y, c) + src.get(2 * x + 1, 2 * y, c) +
+                                    src.get(2 * x, 2 * y + 1, c) + src.get(2 * x + 1, 2 * y + 1, c);
+                    ASSERT_EQ(half.get(x, y, c), int(sum + 2) >> 2) << x << "," << y;
                 }
             }
 }
@@ -115,12 +104,10 @@ TEST(MapPolygon, SourceAlphaPlaneComposites) {
     const int as = 3000, ad = 1500;
     for (int mode : {0, 1})
         for (int target : {0, 1, 2}) { // no destination alpha, over alpha, tiled over alpha
-            image src(12, 10, texel, uint16_t(as)), dst(20, 14, background, uint16_t(ad));
-            const image_descriptor sd = src.desc(TOVREL_ALPHA_W12B, uint8_t(mode));
-            const image_descriptor dd = dst.desc(target ? TOVREL_ALPHA_W12B : 0);
-            const verts v = rect(20, 14, 12, 10);
-            map_polygon(&dd, &sd, v.data(), 4, target == 2 ? MAP_TILE : 0, 0, 1);
-            EXPECT_TRUE(dst.guards_intact());
+            image src = uniform(12, 10, texel, as),
+                  dst = uniform(20, 14, background, target ? ad : -1);
+            src.desc.alpha_mode = uint8_t(mode);
+            draw(dst, src, rect(20, 14, 12, 10), target == 2 ? MAP_TILE : 0);
             const int k = 4096 - as, a_over = mode ? as + (k * ad >> 12) : (ad * k >> 12) + as;
             for (int c = 0; c < 4; ++c) {
                 const int S = texel >> (8 * c) & 255, D = background >> (8 * c) & 255;
@@ -130,10 +117,11 @@ TEST(MapPolygon, SourceAlphaPlaneComposites) {
                         ? (mode ? (S * as + D * (k * ad >> 12)) / a_over : ((D * k) >> 12) + S)
                         : (mode ? (S * as + D * k) >> 12 : ((D * k) >> 12) + S);
                 for (int i = 0; i < 20 * 14; ++i)
-                    ASSERT_EQ(dst.ch(i % 20, i / 20, c), want) << mode << target << " " << i;
+                    ASSERT_EQ(dst.get(i % 20, i / 20, c), uint32_t(want))
+                        << mode << target << " " << i;
             }
-            for (int i = 0; i < 20 * 14; ++i)
-                ASSERT_EQ(dst.alpha_at(i % 20, i / 20), target == 2 ? as : target ? a_over : ad);
+            for (int i = 0; target && i < 20 * 14; ++i)
+                ASSERT_EQ(dst.a(i % 20, i / 20), target == 2 ? as : a_over);
         }
 }
 
@@ -159,8 +147,8 @@ TEST_P(Footprint, SlotFollowsTheRatios) {
         p.turned
             ? verts{{100 * p.rh, 0, 1, 0, 100}, {60 * p.rh, 50 * p.rv, 1, 50, 60}, {0, 0, 1, 0, 0}}
             : verts{{100 * p.rh, 0, 1, 100, 0}, {60 * p.rh, 50 * p.rv, 1, 60, 50}, {0, 0, 1, 0, 0}};
-    image dst(128, 128, 0);
-    image_descriptor dd = dst.desc(), sd = dd;
+    image dst(128, 128);
+    image_descriptor dd = dst.desc, sd = dd;
     sd.width = sd.height = 1000;
     auto work = std::make_unique<tovrel::polygon_work>();
     ASSERT_EQ(tovrel::prepare_polygon(*work, {&dd, &sd, v.data(), 3, p.flags, 0, 1}),
@@ -183,21 +171,22 @@ INSTANTIATE_TEST_SUITE_P(
     param_names::printed{});
 
 TEST(MapPolygon, FieldReadTakesOnlyItsLines) {
-    image src(8, 16, 0), dst(8, 8, 0);
+    image src(8, 16), dst(8, 8);
     for (int y = 0; y < 16; ++y)
-        for (int x = 0; x < 8; ++x) src.at(x, y) = y % 2 ? 0x40404040u : 0xC0C0C0C0u;
+        for (int x = 0; x < 8; ++x) put(src, x, y, y % 2 ? 0x40404040u : 0xC0C0C0C0u);
     for (uint32_t field : {MAP_FIELD_TOP, MAP_FIELD_BOTTOM, MAP_FIELD_TOP | MAP_FIELD_BOTTOM}) {
         draw(dst, src, rect(8, 8, 8, 16), field);
         for (int i = 0; i < 64; ++i)
-            ASSERT_EQ(dst.at(i % 8, i / 8), field == MAP_FIELD_BOTTOM ? 0x40404040u : 0xC0C0C0C0u);
+            ASSERT_EQ(pixel(dst, i % 8, i / 8),
+                      field == MAP_FIELD_BOTTOM ? 0x40404040u : 0xC0C0C0C0u);
     }
 }
 
 TEST(MapPolygon, PerspectiveFollowsTheProjectedTexture) {
     // Texel value 4 * column: the output is 4 * (u - 0.5) at each pixel's u,
     // the screen barycentrics weighted by w.
-    image src(64, 4, 0), dst(40, 30, 0);
-    for (int i = 0; i < 256; ++i) src.at(i % 64, i / 64) = static_cast<uint32_t>(4 * (i % 64));
+    image src(64, 4), dst(40, 30);
+    for (int i = 0; i < 256; ++i) put(src, i % 64, i / 64, static_cast<uint32_t>(4 * (i % 64)));
     const verts v = {{1, 1, 1.0f, 2, 2}, {60, 1, 0.25f, 38, 5}, {30, 2, 0.5f, 9, 28}};
     draw(dst, src, v);
     auto edge = [&](int i, double x, double y) {
@@ -211,202 +200,132 @@ TEST(MapPolygon, PerspectiveFollowsTheProjectedTexture) {
             for (int i = 0; i < 3; ++i) l[i] /= sum;
             if (std::min({l[0], l[1], l[2]}) < 0.02) continue; // outside or on an edge
             for (int i = 0; i < 3; ++i) num += l[i] * v[i].u * v[i].w, den += l[i] * v[i].w;
-            ASSERT_NEAR(dst.ch(x, y, 0), 4 * (num / den - 0.5), 2.0) << x << "," << y;
+            ASSERT_NEAR(dst.get(x, y, 0), 4 * (num / den - 0.5), 2.0) << x << "," << y;
         }
 }
 
 const verts slanted = {
     {0, 0, 1, 2.3f, 1}, {4, 0, 1, 21.8f, 5}, {4, 4, 1, 15.2f, 18}, {0, 4, 1, 1.6f, 12}};
 
-// Anti-aliased edges over a background without alpha blend by the area
-// covered; into an alpha plane (transparent) the alpha is the area, the
-// straight colour stays the texel and premultiplied colour is scaled by it.
-// Two tiled halves (mode 2, premultiplied) add up to the same.
-TEST(MapPolygon, EdgeAntiAliasingBlendsByArea) {
-    image src(4, 4, texel);
-    for (int mode : {-1, 1, 0, 2}) { // no destination alpha, straight, premultiplied, tiled
-        image dst(24, 20, mode < 0 ? background : 0, 0);
-        const image_descriptor dd =
-            mode < 0 ? dst.desc() : dst.desc(TOVREL_ALPHA_W12B, uint8_t(mode & 1));
-        if (mode == 2) {
-            draw(dst, src, {slanted[0], slanted[1], slanted[2]}, MAP_EDGE_AA | MAP_TILE, dd);
-            draw(dst, src, {slanted[0], slanted[2], slanted[3]}, MAP_EDGE_AA | MAP_TILE, dd);
-        } else {
-            draw(dst, src, slanted, MAP_EDGE_AA, dd);
-        }
-        for (int i = 0; i < 24 * 20; ++i) {
-            const int x = i % 24, y = i / 24, a = dst.alpha_at(x, y);
-            const double area = exact_cover(slanted, x, y) / 4096.0;
-            if (mode >= 0) {
-                ASSERT_NEAR(a, area * 4096, mode == 2 ? 4 : 3) << x << "," << y;
-            }
-            for (int c = 0; c < 4; ++c) {
-                const int t = src.ch(0, 0, c), want = mode == 1 ? t : (t * a) >> 12;
-                const int under = mode < 0 ? int(background >> (8 * c) & 255) : 0;
-                if (mode < 0 || mode == 2) {
-                    ASSERT_NEAR(dst.ch(x, y, c), t * area + under * (1 - area), mode < 0 ? 1.5 : 2)
-                        << x << "," << y;
-                } else if (a > 0) {
-                    ASSERT_EQ(dst.ch(x, y, c), want) << x << "," << y;
-                }
-            }
-        }
-    }
-}
-
-// A 4:2:2 frame (YUY2 bytes or W210 words, pairs Y0 U Y1 V) and its alpha
-// plane, inside guard samples (a row above and below, a pair on the right).
-struct frame_422 {
-    int w, h, sb, stride; // stride in samples
-    std::vector<uint8_t> px;
-    std::vector<uint16_t> alpha;
-    size_t guards;
-    frame_422(int w_, int h_, int sb_, std::array<int, 3> yuv, uint16_t a = 0)
-        : w(w_), h(h_), sb(sb_), stride(2 * w_ + 4),
-          px(size_t(stride * (h_ + 2) * sb_), uint8_t(0xA7)),
-          alpha(size_t((w_ + 2) * (h_ + 2)), alpha_guard),
-          guards(px.size() - size_t(w * h * 2 * sb)) {
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x) {
-                set(x, y, 0, yuv[0]), set(x, y, 1, yuv[1 + (x & 1)]);
-                alpha[size_t((y + 1) * (w + 2) + x)] = a;
-            }
-    }
-    // Sample k of pixel x: 0 its Y, 1 its chroma (U at even x, V at odd x).
-    size_t at(int x, int y, int k) const { return size_t(((y + 1) * stride + 2 * x + k) * sb); }
-    int get(int x, int y, int k) const {
-        return sb == 1 ? px[at(x, y, k)] : px[at(x, y, k)] | px[at(x, y, k) + 1] << 8;
-    }
-    void set(int x, int y, int k, int v) {
-        px[at(x, y, k)] = uint8_t(v);
-        if (sb == 2) px[at(x, y, k) + 1] = uint8_t(v >> 8);
-    }
-    int alpha_at(int x, int y) const { return alpha[size_t((y + 1) * (w + 2) + x)]; }
-    image_descriptor desc(uint8_t format, uint32_t alpha_kind = 0, uint8_t mode = 1) {
-        image_descriptor d{};
-        d.width = w, d.height = h, d.format = format, d.alpha_mode = mode;
-        d.pixels = &px[at(0, 0, 0)], d.pitch = stride * sb, d.alpha_kind = alpha_kind;
-        d.alpha = &alpha[size_t(w + 2)], d.alpha_pitch = (w + 2) * 2;
-        return d;
-    }
-    bool guards_intact() const {
-        return size_t(std::count(px.begin(), px.end(), uint8_t(0xA7))) >= guards &&
-               size_t(std::count(alpha.begin(), alpha.end(), alpha_guard)) ==
-                   alpha.size() - size_t(w * h);
-    }
-};
-
-// The edge test on 4:2:2 frames, through the writer of every role an
-// opaque texture reaches: no destination alpha, straight, premultiplied,
-// and two tiled halves of each kind. Luma blends by its own pixel's area,
-// U and V by the mean of the pair's two areas; tiled chroma accumulates
-// around its zero (128, 512).
-struct pair_case {
+// Anti-aliased edges through the writer of every role an opaque texture
+// reaches: over a background without alpha they blend by the area covered;
+// into an alpha plane (transparent) the alpha is the area, straight colour
+// stays the texel and premultiplied colour is scaled by it; two tiled
+// halves (premultiplied or straight) add up to the same. In 4:2:2 luma
+// blends by its own pixel's area, U and V by the mean of the pair's two
+// areas, and tiled chroma accumulates around its zero (128, 512).
+struct format_case {
     const char *name;
     uint8_t format;
-    int sb, scale; // sample bytes; 4 for 10-bit values
+    int scale; // 4 for 10-bit values
+    std::array<int, 4> tex, back;
 };
-void PrintTo(const pair_case &c, std::ostream *os) {
+void PrintTo(const format_case &c, std::ostream *os) {
     *os << c.name;
 }
-class PairEdges : public ::testing::TestWithParam<pair_case> {};
+class Edges : public ::testing::TestWithParam<format_case> {};
+const format_case formats[] = {
+    {"rgbq", TOVREL_FORMAT_RGBQ, 1, {0x20, 0x40, 0xC0, 0x80}, {0x70, 0x50, 0x30, 0x10}},
+    {"yuy2", TOVREL_FORMAT_YUY2, 1, {200, 60, 170}, {30, 150, 90}},
+    {"w210", TOVREL_FORMAT_W210, 4, {800, 240, 680}, {120, 600, 360}}};
 
-TEST_P(PairEdges, BlendByArea) {
-    const pair_case p = GetParam();
-    const int k = p.scale, zero = 128 * k;
-    const std::array<int, 3> tex{200 * k, 60 * k, 170 * k}, back{30 * k, 150 * k, 90 * k};
-    frame_422 src(4, 4, p.sb, tex);
+// A w x h image of the case's format whose every pixel (4:2:2: every pair,
+// Y U V) holds `v`.
+image filled(const format_case &p, const std::array<int, 4> &v, int w, int h, bool alpha) {
+    image im(w, h, alpha, p.format);
+    const int n = p.format == TOVREL_FORMAT_RGBQ ? 4 : 3;
+    for (int i = 0; i < w * h * n; ++i)
+        im.set(i / n % w, i / n / w, i % n, uint32_t(v[size_t(i % n)]));
+    return im;
+}
+
+TEST_P(Edges, BlendByArea) {
+    const format_case &p = GetParam();
+    const bool pairs = p.format != TOVREL_FORMAT_RGBQ;
+    const int k = p.scale, zero = pairs ? 128 * k : 0, components = pairs ? 3 : 4;
+    image src = filled(p, p.tex, 4, 4, false);
     for (int mode : {-1, 1, 0, 2, 3}) { // none, straight, premul, tiled premul, tiled straight
         const bool tiled = mode >= 2;
-        frame_422 dst(24, 20, p.sb, mode < 0 ? back : std::array{0, zero, zero}, 0);
-        const image_descriptor sd = src.desc(p.format),
-                               dd = mode < 0 ? dst.desc(p.format)
-                                             : dst.desc(p.format, TOVREL_ALPHA_W12B,
-                                                        uint8_t(mode == 1 || mode == 3));
-        auto call = [&](const verts &v) {
-            map_polygon(&dd, &sd, v.data(), int32_t(v.size()),
-                        MAP_EDGE_AA | (tiled ? MAP_TILE : 0u), 0, 1);
-        };
+        image dst =
+            filled(p, mode < 0 ? p.back : std::array{0, zero, zero, zero}, 24, 20, mode >= 0);
+        dst.desc.alpha_mode =
+            mode == 1 || mode == 3 ? TOVREL_ALPHA_STRAIGHT : TOVREL_ALPHA_PREMULTIPLIED;
+        const uint32_t flags = MAP_EDGE_AA | (tiled ? MAP_TILE : 0u);
         if (tiled) {
-            call({slanted[0], slanted[1], slanted[2]});
-            call({slanted[0], slanted[2], slanted[3]});
+            draw(dst, src, {slanted[0], slanted[1], slanted[2]}, flags);
+            draw(dst, src, {slanted[0], slanted[2], slanted[3]}, flags);
         } else {
-            call(slanted);
+            draw(dst, src, slanted, flags);
         }
-        ASSERT_TRUE(dst.guards_intact());
-        const double tol = (tiled ? 2.0 : 1.5) * k;
         for (int i = 0; i < 24 * 20; ++i) {
-            const int x = i % 24, y = i / 24, x0 = x & ~1, a = dst.alpha_at(x, y);
+            const int x = i % 24, y = i / 24, x0 = x & ~1;
+            const int a = mode >= 0 ? dst.a(x, y) : 0;
             const double area = exact_cover(slanted, x, y) / 4096.0;
-            const double pair_area =
-                (exact_cover(slanted, x0, y) + exact_cover(slanted, x0 + 1, y)) / 8192.0;
-            const int ty = tex[0], tc = tex[1 + (x & 1)];
-            const int both = std::min(dst.alpha_at(x0, y), dst.alpha_at(x0 + 1, y));
-            const std::string at = std::to_string(x) + "," + std::to_string(y);
+            const std::string at =
+                std::to_string(x) + "," + std::to_string(y) + " mode " + std::to_string(mode);
             if (mode >= 0) {
                 ASSERT_NEAR(a, area * 4096, tiled ? 4 : 3) << at;
             }
-            if (mode < 0) {
-                const int by = back[0], bc = back[1 + (x & 1)];
-                ASSERT_NEAR(dst.get(x, y, 0), ty * area + by * (1 - area), tol) << at;
-                ASSERT_NEAR(dst.get(x, y, 1), tc * pair_area + bc * (1 - pair_area), tol) << at;
-            } else if (mode == 2) {
-                ASSERT_NEAR(dst.get(x, y, 0), ty * area, tol) << at;
-                ASSERT_NEAR(dst.get(x, y, 1), zero + (tc - zero) * pair_area, tol) << at;
-            } else if (mode == 0) {
-                if (a > 0) {
-                    ASSERT_EQ(dst.get(x, y, 0), (ty * a) >> 12) << at;
-                }
-                if (both > 0) {
-                    const int sum = dst.alpha_at(x0, y) + dst.alpha_at(x0 + 1, y);
-                    ASSERT_EQ(dst.get(x, y, 1), (tc * sum) >> 13) << at;
-                }
-            } else {
-                if (a > 0) {
-                    ASSERT_EQ(dst.get(x, y, 0), ty) << at;
-                }
-                if (both > 0) {
-                    ASSERT_EQ(dst.get(x, y, 1), tc) << at;
+            for (int c = 0; c < components; ++c) {
+                const bool chroma = pairs && c > 0;
+                const double cover =
+                    chroma
+                        ? (exact_cover(slanted, x0, y) + exact_cover(slanted, x0 + 1, y)) / 8192.0
+                        : area;
+                const int t = p.tex[size_t(c)], z = chroma ? zero : 0;
+                const int a0 = mode < 0 ? 0 : dst.a(x0, y), a1 = mode < 0 ? 0 : dst.a(x0 + 1, y);
+                const int sum = chroma ? a0 + a1 : 2 * a;
+                const bool covered = chroma ? std::min(a0, a1) > 0 : a > 0;
+                const int64_t got = dst.get(x, y, c);
+                if (mode < 0) {
+                    ASSERT_NEAR(got, t * cover + p.back[size_t(c)] * (1 - cover), 1.5 * k)
+                        << at << " c " << c;
+                } else if (mode == 2) {
+                    ASSERT_NEAR(got, z + (t - z) * cover, 2.0 * k) << at << " c " << c;
+                } else if (mode == 0 && covered) {
+                    ASSERT_EQ(got, (t * sum) >> 13) << at << " c " << c;
+                } else if (covered) {
+                    ASSERT_EQ(got, t) << at << " c " << c;
                 }
             }
         }
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Formats, Edges, ::testing::ValuesIn(formats), param_names::printed{});
 
 // Pairs F and G through each writer role a source alpha plane reaches:
 // an opaque plane (4096) lays the texture's samples over the destination
 // exactly (destination alpha becomes 4096), a transparent one (0) leaves
 // it as it was (tiling adds and is left out there).
-TEST_P(PairEdges, SourceAlphaPlane) {
-    const pair_case p = GetParam();
-    const int k = p.scale, zero = 128 * k;
-    const std::array<int, 3> tex{200 * k, 60 * k, 170 * k}, back{30 * k, 150 * k, 90 * k};
+class PairAlpha : public ::testing::TestWithParam<format_case> {};
+
+TEST_P(PairAlpha, OpaqueOrTransparentPlane) {
+    const format_case &p = GetParam();
+    const int zero = 128 * p.scale;
     for (int as : {0, 4096})
         for (int mode : {0, 1})
             for (int target : {0, 1, 2}) { // no destination alpha, over alpha, tiled over alpha
                 if (as == 0 && target == 2) continue;
-                frame_422 src(8, 6, p.sb, tex, uint16_t(as));
-                frame_422 dst(8, 6, p.sb, target == 2 ? std::array{0, zero, zero} : back,
-                              target == 1 ? 1500 : 0);
-                const image_descriptor sd = src.desc(p.format, TOVREL_ALPHA_W12B, uint8_t(mode)),
-                                       dd = dst.desc(p.format, target ? TOVREL_ALPHA_W12B : 0);
-                const verts v = rect(8, 6, 8, 6);
-                map_polygon(&dd, &sd, v.data(), 4, target == 2 ? MAP_TILE : 0, 0, 1);
-                ASSERT_TRUE(dst.guards_intact());
-                const std::array<int, 3> &want = as ? tex : back;
-                for (int i = 0; i < 8 * 6; ++i) {
-                    const int x = i % 8, y = i / 8;
-                    ASSERT_EQ(dst.get(x, y, 0), want[0]) << as << mode << target << " " << i;
-                    ASSERT_EQ(dst.get(x, y, 1), want[1 + (x & 1)]) << as << mode << target;
-                    if (target) ASSERT_EQ(dst.alpha_at(x, y), as ? 4096 : 1500);
+                image src = filled(p, p.tex, 8, 6, true),
+                      dst = filled(p, target == 2 ? std::array{0, zero, zero, 0} : p.back, 8, 6,
+                                   target != 0);
+                src.fill_alpha(uint16_t(as));
+                dst.fill_alpha(1500);
+                src.desc.alpha_mode = uint8_t(mode);
+                draw(dst, src, rect(8, 6, 8, 6), target == 2 ? MAP_TILE : 0);
+                const std::array<int, 4> &want = as ? p.tex : p.back;
+                for (int i = 0; i < 8 * 6 * 3; ++i) {
+                    const int x = i / 3 % 8, y = i / 24, c = i % 3;
+                    ASSERT_EQ(dst.get(x, y, c), uint32_t(want[size_t(c)]))
+                        << as << mode << target << " " << i;
+                    if (target) ASSERT_EQ(dst.a(x, y), as ? 4096 : 1500);
                 }
             }
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, PairEdges,
-                         ::testing::Values(pair_case{"yuy2", TOVREL_FORMAT_YUY2, 1, 1},
-                                           pair_case{"w210", TOVREL_FORMAT_W210, 2, 4}),
-                         [](const auto &i) { return std::string(i.param.name); });
+INSTANTIATE_TEST_SUITE_P(Formats, PairAlpha, ::testing::Values(formats[1], formats[2]),
+                         param_names::printed{});
 
 // S16X4A / S16X4: the destination format picks the pairs and writers. A
 // uniform texture mapped 1:1 (slot 1, exact) over a uniform destination:
@@ -457,11 +376,6 @@ INSTANTIATE_TEST_SUITE_P(
                       s16x4_row{"plain_plain", s16x4, s16x4, 0, {700, -300, 4095, 2048}}),
     [](const auto &i) { return std::string(i.param.name); });
 
-std::string reports;
-void TOVREL_CALL capture(const char *line, void *) {
-    reports += line;
-}
-
 enum class bend {
     none,
     flat,
@@ -493,10 +407,10 @@ class Refusal : public ::testing::TestWithParam<refusal> {};
 
 TEST_P(Refusal, ReportsOnceAndLeavesTheDestination) {
     const refusal &p = GetParam();
-    image src = noise(8, 8, 3), dst(16, 16, background, 77);
-    image_descriptor dd = dst.desc(p.dst_alpha), sd = src.desc(p.src_alpha);
-    dd.format = p.dst_format;
-    sd.format = p.src_format;
+    image src = noise(8, 8, 3, true), dst = uniform(16, 16, background, 77);
+    image_descriptor dd = dst.desc, sd = src.desc;
+    dd.format = p.dst_format, dd.alpha_kind = p.dst_alpha;
+    sd.format = p.src_format, sd.alpha_kind = p.src_alpha;
     verts v = p.change == bend::flat ? rect(16, 0.2f, 8, 8) : rect(16, 16, 8, 8);
     if (p.change == bend::too_many) v.resize(31, v[0]);
     if (p.change == bend::nan) v[2].u = NAN;
@@ -509,15 +423,13 @@ TEST_P(Refusal, ReportsOnceAndLeavesTheDestination) {
     if (p.change == bend::wide) dd.width = 8193;
     if (p.change == bend::odd_source) sd.width = 7;
     if (p.change == bend::odd_pitch) sd.pitch -= 2;
-    reports.clear();
-    tovrel_set_report_sink(capture, nullptr);
+    rect_test::report_capture reports;
     map_polygon(&dd, &sd, v.data(), static_cast<int32_t>(v.size()), p.flags, 0,
                 p.change == bend::step0 ? 0 : 1);
-    tovrel_set_report_sink(nullptr, nullptr);
-    EXPECT_EQ(reports, p.message);
+    EXPECT_EQ(reports.all(), p.message);
     EXPECT_TRUE(dst.guards_intact());
     for (int i = 0; i < 256; ++i)
-        ASSERT_TRUE(dst.at(i % 16, i / 16) == background && dst.alpha_at(i % 16, i / 16) == 77);
+        ASSERT_TRUE(pixel(dst, i % 16, i / 16) == background && dst.a(i % 16, i / 16) == 77);
 }
 
 constexpr uint8_t rgbq = 1, yuy2 = 2, word = 3, w210 = 6;

@@ -6,7 +6,6 @@
 #include <tuple>
 
 #include "rect/rect_exact_ratio.h"
-#include "rect/rect_map.h"
 #include "rect/rect_pair.h"
 #include "rect_test_util.h"
 
@@ -195,38 +194,6 @@ TEST(ExactRatio, SelectionNeedsEveryCondition) {
     EXPECT_EQ(with([](rect_choice &d) { d.dst_column = 1; }), none);
     EXPECT_EQ(taken(TOVREL_FORMAT_YUY2, aligned(5462, 10920)), yuy2[x4_3].row1);
     EXPECT_EQ(taken(TOVREL_FORMAT_YUY2, aligned(5462, 10928)), none);
-}
-
-// A scale of 1.7778 both ways on an aligned YUY2 rectangle: 64 pixels wide
-// (two 16/9 groups) takes the 16/9 kernels for its whole one- and two-row
-// lines, 62 pixels wide the general ones, and the two agree within one.
-TEST(ExactRatio, ScaleOf1_7778TakesTheGroupsOnlyWhenWhole) {
-    std::mt19937 rng(rect_test::test_seed());
-    rect_test::image src(40, 8, false, TOVREL_FORMAT_YUY2);
-    src.randomize(rng);
-    std::vector<rect_test::image> out;
-    for (int32_t px : {64, 62}) {
-        out.emplace_back(68, 8, false, TOVREL_FORMAT_YUY2);
-        const float scale = 1.7778f;
-        const rect_coords c{2, 0, 2 + float(px), 8, 4, 0, 4 + px / scale, 8 / scale};
-        rect_geometry g;
-        ASSERT_EQ(rect_setup(out.back().desc, src.desc, c, 0, &g), rect_setup_status::draw);
-        ASSERT_EQ(g.x_step, 7282);
-        const rect_choice choice{rect_isa::c,   g.x_step, g.y_step,     g.first_column_run,
-                                 g.first_width, g.width,  g.src_column, g.dst_column};
-        rect_kernel_set set;
-        const char *missing = nullptr;
-        ASSERT_TRUE(rect_op_kernels(rect_op::yuy2, choice, &set, &missing));
-        const bool exact = set.slots[rect_role_row1] == rect_exact_ratio_yuy2[x16_9].row1;
-        EXPECT_EQ(exact, px == 64);
-        EXPECT_EQ(set.slots[rect_role_row2] == rect_exact_ratio_yuy2[x16_9].row2, px == 64);
-        rect_map_rectangle(rect_isa::c, &out.back().desc, c, &src.desc, 0, 0, 1);
-    }
-    for (int32_t i = 0; i < 62 * 8 * 3; ++i) {
-        const int32_t x = 2 + i / 3 % 62, y = i / 186, ch = i % 3;
-        ASSERT_LE(std::abs(int32_t(out[0].get(x, y, ch)) - int32_t(out[1].get(x, y, ch))), 1)
-            << x << "," << y << " component " << ch;
-    }
 }
 
 } // namespace

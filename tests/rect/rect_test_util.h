@@ -9,14 +9,8 @@
 
 #include <tovrel.h>
 
+#include "fuzz/scene.h"
 #include "param_names.h"
-
-#if defined(_WIN32)
-#include <windows.h>
-#else
-#include <sys/mman.h>
-#include <unistd.h>
-#endif
 
 namespace rect_test {
 
@@ -26,9 +20,6 @@ constexpr int32_t guard_bytes = 64;
 // An image (RGBQ, YUY2, W210 or yuvq) with an optional w12b plane; guard
 // bytes after each line and around the whole. Lines of the 4:2:2 formats
 // start on whole pairs.
-inline int32_t bytes_per_pixel(uint8_t format) {
-    return format == TOVREL_FORMAT_YUY2 ? 2 : 4;
-}
 struct image {
     int32_t w, h, bpp, pitch, alpha_pitch;
     std::vector<uint8_t> bytes;
@@ -37,7 +28,7 @@ struct image {
 
     image(int32_t width, int32_t height, bool with_alpha = false,
           uint8_t format = TOVREL_FORMAT_RGBQ)
-        : w(width), h(height), bpp(bytes_per_pixel(format)),
+        : w(width), h(height), bpp(tovrel_fuzz::bytes_per_pixel(format)),
           pitch(format == TOVREL_FORMAT_RGBQ ? width * 4 + 12 : (width * bpp + 15) / 8 * 8 + 8),
           alpha_pitch(width * 2 + 6), bytes(size_t(pitch) * height + 2 * guard_bytes, guard_byte),
           alpha(with_alpha ? size_t(alpha_pitch / 2) * height + guard_bytes : 0, 0xA5A5) {
@@ -126,43 +117,7 @@ struct image {
 };
 
 // `size` bytes followed by an inaccessible page: any read past them faults.
-class fenced_buffer {
-public:
-    explicit fenced_buffer(size_t size) : size_(size) {
-#if defined(_WIN32)
-        SYSTEM_INFO info;
-        GetSystemInfo(&info);
-        page_ = info.dwPageSize;
-        span_ = (size + page_ - 1) / page_ * page_ + page_;
-        base_ = static_cast<uint8_t *>(
-            VirtualAlloc(nullptr, span_, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
-        DWORD old;
-        VirtualProtect(base_ + span_ - page_, page_, PAGE_NOACCESS, &old);
-#else
-        page_ = size_t(sysconf(_SC_PAGESIZE));
-        span_ = (size + page_ - 1) / page_ * page_ + page_;
-        base_ = static_cast<uint8_t *>(
-            mmap(nullptr, span_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-        mprotect(base_ + span_ - page_, page_, PROT_NONE);
-#endif
-    }
-    ~fenced_buffer() {
-#if defined(_WIN32)
-        VirtualFree(base_, 0, MEM_RELEASE);
-#else
-        munmap(base_, span_);
-#endif
-    }
-    fenced_buffer(const fenced_buffer &) = delete;
-    fenced_buffer &operator=(const fenced_buffer &) = delete;
-    uint8_t *data() {
-        return base_ + span_ - page_ - size_;
-    }
-
-private:
-    size_t size_, page_, span_;
-    uint8_t *base_;
-};
+using fenced_buffer = tovrel_fuzz::guard_buffer;
 
 // Collects report lines while alive.
 struct report_capture {

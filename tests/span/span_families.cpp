@@ -73,118 +73,89 @@ family with_alpha(family f, const char *name, std::vector<tables> (*implementati
     return f;
 }
 
+// The dispatched (SSE2) tables and the scalar statements of a family.
+template <const persp_renderer_table &P, const affine_renderer_table &A,
+          const persp_renderer_table &PC, const affine_renderer_table &AC>
+std::vector<tables> sse2_and_c() {
+    return {{"sse2", &P, &A}, {"c", &PC, &AC}};
+}
+
+std::vector<tables> rgbq_tables() {
+    std::vector<tables> v = sse2_and_c<rgbq_persp_span_renderers, rgbq_affine_span_renderers,
+                                       rgbq_persp_span_renderers_c, rgbq_affine_span_renderers_c>();
+    if (rgbq_avx2_supported())
+        v.push_back({"avx2", &rgbq_persp_span_renderers_avx2, &rgbq_affine_span_renderers_avx2});
+    return v;
+}
+
+int64_t rgbq_normalise(int, bool packed, int64_t r, int64_t total, bool) {
+    if (packed && total == 49152) return (((r + 24576) >> 10) * 1365) >> 16; // 65536 / 48
+    return (r + total / 2) / total;
+}
+std::vector<uint64_t> rgbq_uniform(int, std::mt19937 &rng) {
+    return {0xFFFFFFFFu, 0u, 0x01FE807Fu, rng() + 0ull, rng() + 0ull};
+}
+
+// Arithmetic shifts, division toward zero for totals with a factor 3, a
+// logical shift of the 32-bit sum in slots 15 and 20. Uniform texels keep
+// their value where the sum neither wraps nor is negative in those two
+// slots: components in [0, 4095].
+int64_t s16x4_normalise(int slot, bool, int64_t r, int64_t total, bool) {
+    const int shift = __builtin_ctzll(uint64_t(total));
+    if (slot == 15 || slot == 20) return uint32_t(r + total / 2) >> shift;
+    if (total % 3) return (r + total / 2) >> shift;
+    return (r + total / 2) / total;
+}
+std::vector<uint64_t> s16x4_uniform(int, std::mt19937 &rng) {
+    return {0u, 0x0FFF0FFF0FFF0FFFull, ((uint64_t(rng()) << 32) | rng()) & 0x0FFF0FFF0FFF0FFFull};
+}
+
+// Packed slots weigh partial sums shifted right by the slot's pre-shift
+// (exact for 5000, a multiple of 8) against T >> p; a T >> p of 6 * 2^s
+// shifts by s and multiplies high by 10923. Uniform: every value below the
+// slot's stated limit, and 4096 (an opaque alpha plane) in every slot,
+// pre-shifted or not.
+int64_t word_normalise(int slot, bool packed, int64_t r, int64_t total, bool) {
+    if (!packed) return (r + total / 2) / total;
+    const int p =
+        std::array{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 1, 1, 2, 3}[size_t(slot)];
+    const int64_t t = total >> p;
+    if (!(t & (t - 1))) return ((r >> p) + t / 2) / t;
+    const int s = __builtin_ctzll(uint64_t(t)) - 1;
+    return ((((r >> p) + t / 2) >> s) * 10923) >> 16;
+}
+std::vector<uint64_t> word_uniform(int slot, std::mt19937 &rng) {
+    const uint32_t limit = word_sample_limit[slot];
+    return {0, 1, 4096, limit - 1, rng() % limit};
+}
+
 } // namespace
 
 const std::vector<family> &family_list() {
     static const std::vector<family> list = [] {
+        // Columns: name, bytes per texel, 4:2:2 pairs, bytes per sample, the
+        // implementations, the packed slots, the single texel's samples, the
+        // normalisation, the uniform texels. W210: 10-bit samples (larger
+        // words overflow the reciprocal forms).
+        // clang-format off
         std::vector<family> list = {
-            {"rgbq",
-             4,
-             false,
-             1,
-             [] {
-                 std::vector<tables> v = {
-                     {"sse2", &rgbq_persp_span_renderers, &rgbq_affine_span_renderers},
-                     {"c", &rgbq_persp_span_renderers_c, &rgbq_affine_span_renderers_c}};
-                 if (rgbq_avx2_supported())
-                     v.push_back({"avx2", &rgbq_persp_span_renderers_avx2,
-                                  &rgbq_affine_span_renderers_avx2});
-                 return v;
-             },
-             rgbq_slot_is_packed,
-             {255, 1, 100, 37},
-             [](int, bool packed, int64_t r, int64_t total, bool) -> int64_t {
-                 if (packed && total == 49152)
-                     return (((r + 24576) >> 10) * 1365) >> 16; // 65536 / 48
-                 return (r + total / 2) / total;
-             },
-             [](int, std::mt19937 &rng) {
-                 return std::vector<uint64_t>{0xFFFFFFFFu, 0u, 0x01FE807Fu, rng() + 0ull,
-                                              rng() + 0ull};
-             }},
-            {"yuy2",
-             2,
-             true,
-             1,
-             [] {
-                 return std::vector<tables>{
-                     {"sse2", &yuy2_persp_span_renderers, &yuy2_affine_span_renderers},
-                     {"c", &yuy2_persp_span_renderers_c, &yuy2_affine_span_renderers_c}};
-             },
-             yuy2_slot_is_packed,
-             {255, 100, 0, 0},
-             pair_normalise<true>,
-             pair_uniform<8>},
-            // 10-bit samples: larger words overflow the reciprocal forms.
-            {"w210",
-             4,
-             true,
-             2,
-             [] {
-                 return std::vector<tables>{
-                     {"sse2", &w210_persp_span_renderers, &w210_affine_span_renderers},
-                     {"c", &w210_persp_span_renderers_c, &w210_affine_span_renderers_c}};
-             },
-             w210_slot_is_packed,
-             {1023, 401, 0, 0},
-             pair_normalise<false>,
-             pair_uniform<10>},
-            // Arithmetic shifts, division toward zero for totals with a factor 3,
-            // a logical shift of the 32-bit sum in slots 15 and 20. Uniform
-            // texels keep their value where the sum neither wraps nor is
-            // negative in those two slots: components in [0, 4095].
-            {"s16x4",
-             8,
-             false,
-             2,
-             [] {
-                 return std::vector<tables>{
-                     {"sse2", &s16x4_persp_span_renderers, &s16x4_affine_span_renderers},
-                     {"c", &s16x4_persp_span_renderers_c, &s16x4_affine_span_renderers_c}};
-             },
-             [](int) { return false; },
-             {32767, -32768, -300, 1},
-             [](int slot, bool, int64_t r, int64_t total, bool) -> int64_t {
-                 const int shift = __builtin_ctzll(uint64_t(total));
-                 if (slot == 15 || slot == 20) return uint32_t(r + total / 2) >> shift;
-                 if (total % 3) return (r + total / 2) >> shift;
-                 return (r + total / 2) / total;
-             },
-             [](int, std::mt19937 &rng) {
-                 return std::vector<uint64_t>{0u, 0x0FFF0FFF0FFF0FFFull,
-                                              ((uint64_t(rng()) << 32) | rng()) &
-                                                  0x0FFF0FFF0FFF0FFFull};
-             }},
-            // Packed slots weigh partial sums shifted right by the slot's
-            // pre-shift (exact for 5000, a multiple of 8) against T >> p; a
-            // T >> p of 6 * 2^s shifts by s and multiplies high by 10923.
-            // Uniform: every value below the slot's stated limit, and 4096 (an
-            // opaque alpha plane) in every slot, pre-shifted or not.
-            {"word",
-             2,
-             false,
-             2,
-             [] {
-                 return std::vector<tables>{
-                     {"sse2", &word_persp_span_renderers, &word_affine_span_renderers},
-                     {"c", &word_persp_span_renderers_c, &word_affine_span_renderers_c}};
-             },
-             word_slot_is_packed,
-             {5000, 0, 0, 0},
-             [](int slot, bool packed, int64_t r, int64_t total, bool) -> int64_t {
-                 if (!packed) return (r + total / 2) / total;
-                 const int p = std::array{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2,
-                                          0, 0, 0, 0, 2, 0, 1, 1, 2, 3}[size_t(slot)];
-                 const int64_t t = total >> p;
-                 if (!(t & (t - 1))) return ((r >> p) + t / 2) / t;
-                 const int s = __builtin_ctzll(uint64_t(t)) - 1;
-                 return ((((r >> p) + t / 2) >> s) * 10923) >> 16;
-             },
-             [](int slot, std::mt19937 &rng) {
-                 const uint32_t limit = word_sample_limit[slot];
-                 return std::vector<uint64_t>{0, 1, 4096, limit - 1, rng() % limit};
-             }},
+            {"rgbq", 4, false, 1, rgbq_tables, rgbq_slot_is_packed, {255, 1, 100, 37},
+             rgbq_normalise, rgbq_uniform},
+            {"yuy2", 2, true, 1, sse2_and_c<yuy2_persp_span_renderers, yuy2_affine_span_renderers,
+             yuy2_persp_span_renderers_c, yuy2_affine_span_renderers_c>, yuy2_slot_is_packed,
+             {255, 100, 0, 0}, pair_normalise<true>, pair_uniform<8>},
+            {"w210", 4, true, 2, sse2_and_c<w210_persp_span_renderers, w210_affine_span_renderers,
+             w210_persp_span_renderers_c, w210_affine_span_renderers_c>, w210_slot_is_packed,
+             {1023, 401, 0, 0}, pair_normalise<false>, pair_uniform<10>},
+            {"s16x4", 8, false, 2, sse2_and_c<s16x4_persp_span_renderers,
+             s16x4_affine_span_renderers, s16x4_persp_span_renderers_c,
+             s16x4_affine_span_renderers_c>, [](int) { return false; }, {32767, -32768, -300, 1},
+             s16x4_normalise, s16x4_uniform},
+            {"word", 2, false, 2, sse2_and_c<word_persp_span_renderers, word_affine_span_renderers,
+             word_persp_span_renderers_c, word_affine_span_renderers_c>, word_slot_is_packed,
+             {5000, 0, 0, 0}, word_normalise, word_uniform},
         };
+        // clang-format on
         list.push_back(with_alpha(list[0], "rgbq_alpha", [] {
             std::vector<tables> v = {pair_tables("e", rgbq_alpha_span_renderers()),
                                      pair_tables("c", rgbq_alpha_span_renderers_c()),

@@ -105,12 +105,18 @@ TEST_P(Slot, SingleTexelGivesFootprintWeight) {
                                 const bool in_pair = dr == 0 && (pair == 0 || pair == -1);
                                 const uint8_t *out = line.store.data() + line.guard * f.unit;
                                 const int64_t wy = slot ? wu(dc) * wv : here;
-                                ASSERT_EQ(sample(out, sb, 0), want(wy, value[0], false))
-                                    << impl.name << " persp " << persp << " f " << fu << ", " << fv
-                                    << " at " << dc << ", " << dr << " col " << col;
+                                const auto where = [&] {
+                                    return std::string(impl.name) + " persp " +
+                                           std::to_string(persp) + " f " + std::to_string(fu) +
+                                           ", " + std::to_string(fv) + " at " + std::to_string(dc) +
+                                           ", " + std::to_string(dr) + " col " +
+                                           std::to_string(col);
+                                };
+                                ASSERT_EQ(sample(out, sb, 0), want(wy, value[0], false)) << where();
                                 if (!f.pairs) {
                                     for (int c = 1; c < n; ++c)
-                                        ASSERT_EQ(sample(out, sb, c), want(wy, value[c], false));
+                                        ASSERT_EQ(sample(out, sb, c), want(wy, value[c], false))
+                                            << where();
                                     ASSERT_TRUE(line.untouched_outside(0, 1));
                                     continue;
                                 }
@@ -119,11 +125,9 @@ TEST_P(Slot, SingleTexelGivesFootprintWeight) {
                                 const int32_t u = sample(out, sb, 1),
                                               v = sample(out + f.unit, sb, 1);
                                 ASSERT_EQ(u, is_u ? want(wc, value[1], true) : 0)
-                                    << impl.name << " U persp " << persp << " f " << fu << ", "
-                                    << fv << " at " << dc << ", " << dr << " col " << col;
+                                    << "U " << where();
                                 ASSERT_EQ(v, is_u ? 0 : want(wc, value[1], true))
-                                    << impl.name << " V persp " << persp << " f " << fu << ", "
-                                    << fv << " at " << dc << ", " << dr << " col " << col;
+                                    << "V " << where();
                                 ASSERT_TRUE(line.untouched_outside(0, 1));
                             }
                     }
