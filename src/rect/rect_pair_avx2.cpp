@@ -169,14 +169,14 @@ TOVREL_AVX2 inline void chroma8(const uint32_t *buf, int32_t p, __m256i *u, __m2
 
 // Eight footprints of `unit` units (4096 for a pixel, 8192 for a pair) over
 // columns of `step` (unit / 2 < step < unit): q the first column of each,
-// counted from a base column, and r the footprint's offset into it.
+// and r the footprint's offset into it.
 struct cursor8 {
     __m256i q, r;
 };
 
 // The footprints starting at edge + lane offsets (below 2^15) from the
-// start of the base column.
-TOVREL_AVX2 inline cursor8 cursor_at(int32_t edge, __m256i offsets, int32_t step) {
+// start of column `base`.
+TOVREL_AVX2 inline cursor8 cursor_at(int32_t base, int32_t edge, __m256i offsets, int32_t step) {
     const __m256i xs = _mm256_set1_epi32(step);
     const __m256i u = _mm256_add_epi32(_mm256_set1_epi32(edge), offsets);
     // u / step as a float product is within 2^-22 of the quotient (below
@@ -185,28 +185,28 @@ TOVREL_AVX2 inline cursor8 cursor_at(int32_t edge, __m256i offsets, int32_t step
         _mm256_mul_ps(_mm256_cvtepi32_ps(u), _mm256_set1_ps(1.0f / float(step))));
     const __m256i r = _mm256_sub_epi32(u, _mm256_mullo_epi32(q, xs));
     const __m256i over = _mm256_cmpgt_epi32(r, _mm256_set1_epi32(step - 1));
-    return {_mm256_sub_epi32(q, over), _mm256_sub_epi32(r, _mm256_and_si256(over, xs))};
+    return {_mm256_add_epi32(_mm256_sub_epi32(q, over), _mm256_set1_epi32(base)),
+            _mm256_sub_epi32(r, _mm256_and_si256(over, xs))};
 }
 
 // Cursor steps of eight footprints of `unit` units over columns of `step`
-// units: the next footprints start `by` (below step) plus whole columns
-// further; rest = unit - step.
+// units, 32768 units (eight pixels) a step: whole columns and `by` units
+// (below step) further; rest = unit - step.
 struct cursor_step {
-    __m256i by_less_step, step, rest;
+    __m256i by_less_step, step, rest, whole_and_one;
 };
-TOVREL_AVX2 inline cursor_step cursor_step_of(int32_t by, int32_t step, int32_t unit) {
-    return {_mm256_set1_epi32(by - step), _mm256_set1_epi32(step), _mm256_set1_epi32(unit - step)};
+TOVREL_AVX2 inline cursor_step cursor_step_of(int32_t step, int32_t unit) {
+    constexpr int32_t units = 8 * pixel_units;
+    return {_mm256_set1_epi32(units % step - step), _mm256_set1_epi32(step),
+            _mm256_set1_epi32(unit - step), _mm256_set1_epi32(units / step + 1)};
 }
 
-// Every footprint moved on; the base moves as lane 0 does, whole steps
-// included.
+// Every footprint moved on (q absolute).
 TOVREL_AVX2 inline cursor8 next(cursor8 c, const cursor_step &k) {
     const __m256i t = _mm256_add_epi32(c.r, k.by_less_step);
-    const __m256i back = _mm256_srai_epi32(t, 31); // -1: still in column q
+    const __m256i back = _mm256_srai_epi32(t, 31); // -1: one column less
     const __m256i r = _mm256_add_epi32(t, _mm256_and_si256(back, k.step));
-    const __m256i q = _mm256_sub_epi32(_mm256_add_epi32(c.q, back),
-                                       _mm256_broadcastd_epi32(_mm256_castsi256_si128(back)));
-    return {q, r};
+    return {_mm256_add_epi32(_mm256_add_epi32(c.q, back), k.whole_and_one), r};
 }
 
 // Units of columns q, q + 1 and q + 2 in each footprint (w2 may be 0).
@@ -256,20 +256,25 @@ TOVREL_AVX2 void down3(typename K::dst::sample *out, int32_t pairs, const uint32
     const int32_t k8 = 8 * pixel_units / x_step, r8 = 8 * pixel_units % x_step;
     const int32_t k4 = 4 * pixel_units / x_step, r4 = 4 * pixel_units % x_step;
     const int32_t ck8 = 8 * pixel_units / x2, cr8 = 8 * pixel_units % x2;
-    const cursor_step yk = cursor_step_of(r8, x_step, pixel_units);
-    const cursor_step ck = cursor_step_of(cr8, x2, 2 * pixel_units);
-    // Eight pixels (luma), and four pairs twice (U lanes 0-3, V lanes 4-7).
-    cursor8 y = cursor_at(edge, pixel_offsets, x_step), c = cursor_at(cedge, pair_offsets, x2);
+    const cursor_step yk = cursor_step_of(x_step, pixel_units);
+    const cursor_step ck = cursor_step_of(x2, 2 * pixel_units);
+    // Eight pixels (luma), and four pairs twice (U lanes 0-3, V lanes 4-7);
+    // tap3 takes their columns from the windows' first.
+    cursor8 y = cursor_at(col, edge, pixel_offsets, x_step),
+            c = cursor_at(ccol, cedge, pair_offsets, x2);
     int32_t q = 0;
     // Four pairs a step while every window (luma to 2 col + 29, chroma to
     // 2 col + 33) stays inside the buffer.
     for (; q + 4 <= pairs && 2 * col + 40 <= limit; q += 4) {
         const int32_t q4 = k4 + (edge + r4 >= x_step ? 1 : 0); // pixel 4's column, as y.q
-        const __m256i idx = _mm256_sub_epi32(y.q, _mm256_and_si256(_mm256_set1_epi32(q4), high));
+        const __m256i idx =
+            _mm256_sub_epi32(y.q, _mm256_add_epi32(_mm256_set1_epi32(col),
+                                                   _mm256_and_si256(_mm256_set1_epi32(q4), high)));
         const __m256i ysum = tap3(luma8(buf, col), luma8(buf, col + q4), idx, taps_of(y.r, yk));
         __m256i u, v;
         chroma8(buf, ccol, &u, &v);
-        const __m256i csum = tap3(u, v, c.q, taps_of(c.r, ck));
+        const __m256i csum =
+            tap3(u, v, _mm256_sub_epi32(c.q, _mm256_set1_epi32(ccol)), taps_of(c.r, ck));
         col += k8, edge += r8;
         if (edge >= x_step) edge -= x_step, ++col;
         ccol += ck8, cedge += cr8;
@@ -334,30 +339,31 @@ TOVREL_AVX2 int32_t direct(uint8_t *out, int32_t pairs, const uint8_t *row, ptrd
     const int32_t cedge = x2 - *run_io - ((col & 1) != 0 ? 0 : x_step);
     const int32_t k8 = 8 * pixel_units / x_step, r8 = 8 * pixel_units % x_step;
     const int32_t k4 = 4 * pixel_units / x_step, r4 = 4 * pixel_units % x_step;
-    const cursor_step yk = cursor_step_of(r8, x_step, pixel_units);
-    const cursor_step ck = cursor_step_of(8 * pixel_units % x2, x2, 2 * pixel_units);
+    const cursor_step yk = cursor_step_of(x_step, pixel_units);
+    const cursor_step ck = cursor_step_of(x2, 2 * pixel_units);
     __m256i rw[N];
     for (int r = 0; r < N; ++r) rw[r] = _mm256_set1_epi32(wr[r]);
-    // Luma of pixels 0..7 (lane j), chroma U V of pairs 0, 1 | 2, 3; the
-    // chroma base is the source pair of the base column.
-    cursor8 y = cursor_at(edge, _mm256_setr_epi32(0, 4096, 8192, 12288, 16384, 20480, 24576, 28672),
+    // Luma of pixels 0..7 (lane j), chroma U V of pairs 0, 1 | 2, 3 (the
+    // source pair of pixel 0, 4 is that of its column).
+    cursor8 y = cursor_at(col, edge,
+                          _mm256_setr_epi32(0, 4096, 8192, 12288, 16384, 20480, 24576, 28672),
                           x_step),
-            c = cursor_at(cedge, _mm256_setr_epi32(0, 0, 8192, 8192, 16384, 16384, 24576, 24576),
-                          x2);
+            c = cursor_at(col >> 1, cedge,
+                          _mm256_setr_epi32(0, 0, 8192, 8192, 16384, 16384, 24576, 24576), x2);
     const __m256i uv_byte = _mm256_setr_epi32(1, 3, 1, 3, 1, 3, 1, 3);
     int32_t q = 0;
     // The windows end before byte 2 col + 32, inside the row's pairs.
     for (; q + 4 <= pairs && 2 * col + 32 <= 4 * row_pairs; q += 4) {
         const int32_t c4 = col + k4 + (edge + r4 >= x_step ? 1 : 0); // pixel 4's column
         const int32_t p0 = col >> 1, p4 = c4 >> 1;
-        // Window bytes of the base column (luma) and of the base pair
-        // (chroma) in each lane: lane 1's base is 2 p4 - 2 p0 columns on.
-        const __m256i ybase = _mm256_blend_epi32(_mm256_set1_epi32(2 * (col - 2 * p0)),
-                                                 _mm256_set1_epi32(2 * (col - 2 * p4)), 0xF0);
-        const __m256i cbase = _mm256_blend_epi32(
-            uv_byte, _mm256_add_epi32(uv_byte, _mm256_set1_epi32(4 * (p0 - p4))), 0xF0);
-        const __m256i yt0 = _mm256_add_epi32(_mm256_add_epi32(y.q, y.q), ybase);
-        const __m256i ct0 = _mm256_add_epi32(_mm256_slli_epi32(c.q, 2), cbase);
+        // Bytes of tap 0 in each lane's window, from the source pair of the
+        // lane's first pixel (lane element 0): 2 per column for luma, 4 per
+        // pair (+1 U, +3 V) for chroma.
+        const __m256i cfirst = _mm256_shuffle_epi32(c.q, 0);
+        const __m256i yd = _mm256_sub_epi32(y.q, _mm256_add_epi32(cfirst, cfirst));
+        const __m256i yt0 = _mm256_add_epi32(yd, yd);
+        const __m256i ct0 =
+            _mm256_add_epi32(_mm256_slli_epi32(_mm256_sub_epi32(c.q, cfirst), 2), uv_byte);
         const taps yt = taps_of(y.r, yk), ct = taps_of(c.r, ck);
         const __m256i yw01 = _mm256_or_si256(yt.w0, _mm256_slli_epi32(yt.w1, 16)), yw2 = yt.w2;
         const __m256i cw01 = _mm256_or_si256(ct.w0, _mm256_slli_epi32(ct.w1, 16)), cw2 = ct.w2;
