@@ -335,10 +335,8 @@ TOVREL_AVX2 int32_t direct(uint8_t *out, int32_t pairs, const uint8_t *row, ptrd
                            int32_t x_step) {
     constexpr int B = yuy2_format::bits;
     const int32_t x2 = 2 * x_step;
-    int32_t col = *i_io, edge = x_step - *run_io;
+    const int32_t col = *i_io, edge = x_step - *run_io;
     const int32_t cedge = x2 - *run_io - ((col & 1) != 0 ? 0 : x_step);
-    const int32_t k8 = 8 * pixel_units / x_step, r8 = 8 * pixel_units % x_step;
-    const int32_t k4 = 4 * pixel_units / x_step, r4 = 4 * pixel_units % x_step;
     const cursor_step yk = cursor_step_of(x_step, pixel_units);
     const cursor_step ck = cursor_step_of(x2, 2 * pixel_units);
     __m256i rw[N];
@@ -352,10 +350,11 @@ TOVREL_AVX2 int32_t direct(uint8_t *out, int32_t pairs, const uint8_t *row, ptrd
                           _mm256_setr_epi32(0, 0, 8192, 8192, 16384, 16384, 24576, 24576), x2);
     const __m256i uv_byte = _mm256_setr_epi32(1, 3, 1, 3, 1, 3, 1, 3);
     int32_t q = 0;
-    // The windows end before byte 2 col + 32, inside the row's pairs.
-    for (; q + 4 <= pairs && 2 * col + 32 <= 4 * row_pairs; q += 4) {
-        const int32_t c4 = col + k4 + (edge + r4 >= x_step ? 1 : 0); // pixel 4's column
-        const int32_t p0 = col >> 1, p4 = c4 >> 1;
+    for (; q + 4 <= pairs; q += 4) {
+        // The lanes' first source pairs; lane 1's window ends the furthest.
+        const int32_t p0 = _mm256_cvtsi256_si32(c.q);
+        const int32_t p4 = _mm_cvtsi128_si32(_mm256_extracti128_si256(c.q, 1));
+        if (4 * p4 + 16 > 4 * row_pairs) break;
         // Bytes of tap 0 in each lane's window, from the source pair of the
         // lane's first pixel (lane element 0): 2 per column for luma, 4 per
         // pair (+1 U, +3 V) for chroma.
@@ -383,23 +382,24 @@ TOVREL_AVX2 int32_t direct(uint8_t *out, int32_t pairs, const uint8_t *row, ptrd
             csum = _mm256_add_epi32(
                 csum, _mm256_mullo_epi32(taps_in_lane(win, ca, cw01, cb, cw2), rw[r]));
         }
-        col += k8, edge += r8;
-        if (edge >= x_step) edge -= x_step, ++col;
         y = next(y, yk);
         c = next(c, ck);
 
-        const __m256i mask = _mm256_set1_epi32(0xFF);
-        const __m256i ys = _mm256_and_si256(
-            _mm256_srli_epi32(_mm256_add_epi32(ysum, _mm256_set1_epi32(1 << (B - 1))), B), mask);
-        const __m256i cs = _mm256_and_si256(
-            _mm256_srli_epi32(_mm256_add_epi32(csum, _mm256_set1_epi32(1 << B)), B + 1), mask);
-        // Per pixel its luma and the chroma it carries: Y0 U0 Y1 V0 ...
+        // Luma (below 2^9) and chroma (below 2^8) per pixel as Y0 U0 Y1 V0
+        // ...; the low bytes of the words picked are the samples, truncated.
+        const __m256i ys =
+            _mm256_srli_epi32(_mm256_add_epi32(ysum, _mm256_set1_epi32(1 << (B - 1))), B);
+        const __m256i cs =
+            _mm256_srli_epi32(_mm256_add_epi32(csum, _mm256_set1_epi32(1 << B)), B + 1);
         const __m256i w = _mm256_or_si256(ys, _mm256_slli_epi32(cs, 16));
-        const __m256i b = _mm256_permute4x64_epi64(_mm256_packus_epi16(w, w), 0x08);
+        const __m256i low_bytes =
+            _mm256_setr_epi8(0, 2, 4, 6, 8, 10, 12, 14, -1, -1, -1, -1, -1, -1, -1, -1, 0, 2, 4, 6,
+                             8, 10, 12, 14, -1, -1, -1, -1, -1, -1, -1, -1);
+        const __m256i b = _mm256_permute4x64_epi64(_mm256_shuffle_epi8(w, low_bytes), 0x08);
         _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 4 * q), _mm256_castsi256_si128(b));
     }
-    *i_io = col;
-    *run_io = x_step - edge;
+    *i_io = _mm256_cvtsi256_si32(y.q);
+    *run_io = x_step - _mm256_cvtsi256_si32(y.r);
     return q;
 }
 
