@@ -379,8 +379,12 @@ void bm_opencv_422(benchmark::State &state, const warp_case &c, const frame_422 
     image dst(c.dw * f.bytes / 4, c.dh);
     double m[9];
     bench::to_opencv(c.map, m);
+    // The box's own pixel (0, 0) is frame pixel (box[0], box[1]).
+    m[2] += m[0] * c.box[0] + m[1] * c.box[1];
+    m[5] += m[3] * c.box[0] + m[4] * c.box[1];
     const cv::Mat s(c.sh, c.sw, f.cv_type, src.pixels, size_t(src.pitch));
-    cv::Mat d(c.dh, c.dw, f.cv_type, dst.pixels, size_t(dst.pitch));
+    cv::Mat d = cv::Mat(c.dh, c.dw, f.cv_type, dst.pixels,
+                        size_t(dst.pitch))(cv::Rect(c.box[0], c.box[1], c.box[2], c.box[3]));
     const cv::Mat h(2, 3, CV_64F, m);
     auto run = [&] {
         cv::warpAffine(s, d, h, d.size(), cv::INTER_LINEAR | cv::WARP_INVERSE_MAP,
@@ -431,22 +435,23 @@ void register_all() {
             [f](benchmark::State &s, const warp_case &c) { bm_opencv_422(s, c, *f); });
     }
 
+    // A workload on another texture format, into the same format, beside
+    // OpenCV on the matching type.
+    auto add_format = [](const warp_case &base, const char *name, uint8_t format) {
+        warp_case w = base;
+        w.name = name;
+        add(w, "tovrel",
+            [format](benchmark::State &s, const warp_case &c) { bm_tovrel(s, c, 0, format); });
+        add(w, "cv_warpAffine",
+            [format](benchmark::State &s, const warp_case &c) { bm_opencv(s, c, format); });
+    };
+
     // 1, signed: S16X4A into S16X4A (the texture laid over the frame,
     // pair I) beside OpenCV on CV_16SC4.
-    warp_case w1s = w1;
-    w1s.name = "w1_s16x4a_affine_1080p";
-    add(w1s, "tovrel",
-        [](benchmark::State &s, const warp_case &c) { bm_tovrel(s, c, 0, TOVREL_FORMAT_S16X4A); });
-    add(w1s, "cv_warpAffine",
-        [](benchmark::State &s, const warp_case &c) { bm_opencv(s, c, TOVREL_FORMAT_S16X4A); });
+    add_format(w1, "w1_s16x4a_affine_1080p", TOVREL_FORMAT_S16X4A);
 
     // 1, word: word into word beside OpenCV on CV_16UC1.
-    warp_case w1w = w1;
-    w1w.name = "w1_word_affine_1080p";
-    add(w1w, "tovrel",
-        [](benchmark::State &s, const warp_case &c) { bm_tovrel(s, c, 0, TOVREL_FORMAT_WORD); });
-    add(w1w, "cv_warpAffine",
-        [](benchmark::State &s, const warp_case &c) { bm_opencv(s, c, TOVREL_FORMAT_WORD); });
+    add_format(w1, "w1_word_affine_1080p", TOVREL_FORMAT_WORD);
 
     // 1, overlay: RGBQ + alpha over an RGBQ frame beside pixman OVER of the
     // premultiplied texture; the straight form has no peer.
@@ -495,6 +500,17 @@ void register_all() {
     add(w9, "tovrel", plain);
     add(w9, "cv_warpAffine", cv);
     add(w9, "pixman_box", px_box);
+
+    // 9 on YUY2 frames (4.0 x 4, slot 19).
+    warp_case w9y = w9;
+    w9y.name = "w9_pip_yuy2_1080p";
+    add(w9y, "tovrel",
+        [](benchmark::State &s, const warp_case &c) { bm_tovrel_422(s, c, yuy2_frame); });
+    add(w9y, "cv_warpAffine",
+        [](benchmark::State &s, const warp_case &c) { bm_opencv_422(s, c, yuy2_frame); });
+
+    // 9 on S16X4A (4.0 x 4, slot 19) beside OpenCV on CV_16SC4.
+    add_format(w9, "w9_pip_s16x4a_1080p", TOVREL_FORMAT_S16X4A);
 
     // 7: workload 1 at 3840x2160.
     add(rotated_case("w7_affine_2160p", 3840, 2160, 10.0, 1.05), "tovrel", plain);

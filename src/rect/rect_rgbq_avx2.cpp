@@ -17,36 +17,53 @@ namespace {
 
 #define TOVREL_AVX2 __attribute__((target("avx2")))
 
-// Columns c of destination pixels a (low half) and b (high half).
-TOVREL_AVX2 inline __m256i column_pair(const uint32_t *v, int32_t a, int32_t b) {
-    const __m128i lo = _mm_load_si128(reinterpret_cast<const __m128i *>(v + 4 * a));
-    const __m128i hi = _mm_load_si128(reinterpret_cast<const __m128i *>(v + 4 * b));
+// The column at byte offset a of v for the low half, b for the high half.
+TOVREL_AVX2 inline __m256i column_pair(const uint8_t *v, uint32_t a, uint32_t b) {
+    const __m128i lo = _mm_load_si128(reinterpret_cast<const __m128i *>(v + a));
+    const __m128i hi = _mm_load_si128(reinterpret_cast<const __m128i *>(v + b));
     return _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
 }
 
 // Pixel pair K (pixels 2K, 2K + 1) of eight, whose taps are kept with the
 // even pixels in the low lane and the odd ones in the high lane (pixel 2K in
 // element K of each lane order: 0 2 4 6 | 1 3 5 7), so that an in-lane
-// broadcast picks a pair's weights. With w0 + w1 + w2 = 4096 the three-tap
-// sum v0 w0 + v1 w1 + v2 w2 is 4096 v1 + w0 (v0 - v1) + w2 (v2 - v1): the
-// same integer below 2^31, computed modulo 2^32 with two multiplies.
-// Returns the sums (Raw), or (sum + 2^22) >> 23.
-template <int K, bool Raw>
-TOVREL_AVX2 inline __m256i pixel_pair(const uint32_t *v, const int32_t *cols, __m256i w0,
-                                      __m256i w2) {
+// broadcast picks a pair's weights. Adjacent: the high lane's taps are the
+// three columns after the low lane's first (see adjacent_min_step), so each
+// tap is one unaligned load; otherwise every pixel's columns are its own.
+// The three-tap sum v0 w0 + v1 w1 + v2 w2 is taken modulo 2^32 (for RGBQ,
+// v below 2^19 and weights adding up to 4096, it is below 2^31). Returns the
+// sums (Raw), or (sum + 2^22) >> 23.
+template <int K, bool Raw, bool Adjacent>
+TOVREL_AVX2 inline __m256i pixel_pair(const uint8_t *v, const uint32_t *offsets, __m256i w0,
+                                      __m256i w1, __m256i w2) {
     constexpr int pick = K * 0x55; // element K of each lane, everywhere in it
-    const int32_t a = cols[K], b = cols[4 + K];
-    const __m256i v0 = column_pair(v, a, b);
-    const __m256i v1 = column_pair(v, a + 1, b + 1);
-    const __m256i v2 = column_pair(v, a + 2, b + 2);
-    __m256i s = _mm256_slli_epi32(v1, 12);
-    s = _mm256_add_epi32(
-        s, _mm256_mullo_epi32(_mm256_sub_epi32(v0, v1), _mm256_shuffle_epi32(w0, pick)));
-    s = _mm256_add_epi32(
-        s, _mm256_mullo_epi32(_mm256_sub_epi32(v2, v1), _mm256_shuffle_epi32(w2, pick)));
+    const uint32_t a = offsets[K], b = offsets[4 + K];
+    __m256i v0, v1, v2;
+    if constexpr (Adjacent) {
+        v0 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(v + a));
+        v1 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(v + a + 16));
+        v2 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(v + a + 32));
+    } else {
+        v0 = column_pair(v, a, b);
+        v1 = column_pair(v, a + 16, b + 16);
+        v2 = column_pair(v, a + 32, b + 32);
+    }
+    __m256i s = _mm256_mullo_epi32(v0, _mm256_shuffle_epi32(w0, pick));
+    s = _mm256_add_epi32(s, _mm256_mullo_epi32(v1, _mm256_shuffle_epi32(w1, pick)));
+    s = _mm256_add_epi32(s, _mm256_mullo_epi32(v2, _mm256_shuffle_epi32(w2, pick)));
     if constexpr (Raw) return s;
     return _mm256_srli_epi32(_mm256_add_epi32(s, _mm256_set1_epi32(1 << 22)), 23);
 }
+
+// From this step on, an odd pixel fits the columns c + 1 .. c + 3 after its
+// even neighbour's first column c. A pixel with run r moves on two columns
+// when 4096 - r >= x_step, leaving the next pixel a run of
+// 2 x_step - 4096 + r > 2 x_step - 4096; that pixel has a third tap only
+// when its run is below 4096 - x_step, impossible once 3 x_step >= 8192.
+// So the odd pixel starts at c + 1 (three taps at most), or at c + 2 with
+// two taps.
+inline constexpr int32_t adjacent_min_step = 2731;
+static_assert(3 * adjacent_min_step >= 8192 && 3 * (adjacent_min_step - 1) < 8192);
 
 // Where the pass puts a group of eight pixels: RGBQ bytes, or (pair
 // kernels) their sums, four per pixel.
@@ -80,59 +97,82 @@ struct sums_group {
     }
 };
 
-template <class Out>
+template <class Out, bool Adjacent>
 TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int32_t *run_io,
                                      int32_t x_step) {
-    alignas(32) int32_t cols[8];
-    // Left edge of the next pixel in units from the start of column `col`,
-    // in [0, 3 x_step) between groups (x_step >= 2048).
-    int32_t col = 0, edge = x_step - *run_io;
+    alignas(32) uint32_t offsets[8]; // byte offsets of the pixels' first columns in v
+    const uint8_t *bytes = reinterpret_cast<const uint8_t *>(v);
+    // Left edge of pixel j in units from the start of column 0: e0 + 4096 j,
+    // as a column q and an offset r in it (0 <= r < x_step). The eight
+    // pixels of a group are held with the even ones in the low lane and the
+    // odd ones in the high lane (pixel 7 last); from group to group each
+    // edge moves on 32768 units, a whole columns and b units more.
+    const int32_t e0 = x_step - *run_io;
+    alignas(32) int32_t q0[8], r0[8];
+    for (int k = 0; k < 8; ++k) {
+        const int32_t pixel = k < 4 ? 2 * k : 2 * (k - 4) + 1;
+        q0[k] = (e0 + pixel * pixel_units) / x_step;
+        r0[k] = (e0 + pixel * pixel_units) % x_step;
+    }
+    __m256i q = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(q0));
+    __m256i r = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(r0));
+    const __m256i a = _mm256_set1_epi32(8 * pixel_units / x_step);
+    const __m256i b = _mm256_set1_epi32(8 * pixel_units % x_step);
     const __m256i xs = _mm256_set1_epi32(x_step);
     const __m256i xs_less1 = _mm256_set1_epi32(x_step - 1);
     const __m256i units = _mm256_set1_epi32(pixel_units);
-    // Even pixels in the low lane, odd ones in the high lane; pixel 7 last.
-    const __m256i lane_units = _mm256_setr_epi32(0, 8192, 16384, 24576, 4096, 12288, 20480, 28672);
-    const __m256 inv = _mm256_set1_ps(1.0f / float(x_step));
     int32_t j = 0;
     for (; j + 8 <= m; j += 8) {
-        // Left edges u < 2^16 of eight pixels. q = u / x_step (below 32) as
-        // a float product is off by at most 2^-18, far below 1/x_step, so its
-        // truncation can only be one low, at exact multiples: corrected on
-        // the remainder.
-        const __m256i u = _mm256_add_epi32(_mm256_set1_epi32(edge), lane_units);
-        __m256i q = _mm256_cvttps_epi32(_mm256_mul_ps(_mm256_cvtepi32_ps(u), inv));
-        __m256i r = _mm256_sub_epi32(u, _mm256_mullo_epi32(q, xs));
-        const __m256i over = _mm256_cmpgt_epi32(r, xs_less1); // r >= x_step
-        q = _mm256_sub_epi32(q, over);
-        r = _mm256_sub_epi32(r, _mm256_and_si256(over, xs));
         // Taps as in the SSE2 pass: the rest of column q (run), then either
         // the remainder in column q + 1, or all of q + 1 and the remainder in
         // q + 2 when the remainder reaches x_step.
         const __m256i W0 = _mm256_sub_epi32(xs, r);
         const __m256i rem = _mm256_sub_epi32(units, W0);
-        const __m256i two = _mm256_cmpgt_epi32(rem, xs_less1);
-        const __m256i W1 = _mm256_blendv_epi8(rem, xs, two);
+        const __m256i W1 = _mm256_min_epi32(rem, xs);
         const __m256i W2 = _mm256_sub_epi32(rem, W1);
-        _mm256_store_si256(reinterpret_cast<__m256i *>(cols),
-                           _mm256_add_epi32(q, _mm256_set1_epi32(col)));
-        // Pixel 8 starts 4096 past pixel 7's edge: r7 + 4096 from its column.
-        edge = _mm256_extract_epi32(r, 7) + pixel_units;
-        col = cols[7];
-        out(j, pixel_pair<0, Out::raw>(v, cols, W0, W2), pixel_pair<1, Out::raw>(v, cols, W0, W2),
-            pixel_pair<2, Out::raw>(v, cols, W0, W2), pixel_pair<3, Out::raw>(v, cols, W0, W2));
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(offsets), _mm256_slli_epi32(q, 4));
+        __m256i A0 = W0, A1 = W1, A2 = W2;
+        if constexpr (Adjacent) {
+            // An odd pixel two columns after its even neighbour (whose
+            // second tap is a whole column) has no third tap: its weights
+            // move up one column, (0, W0, W1).
+            const __m256i two = _mm256_cmpeq_epi32(W1, xs);
+            const __m256i late = _mm256_and_si256(_mm256_permute2x128_si256(two, two, 0x00),
+                                                  _mm256_setr_epi32(0, 0, 0, 0, -1, -1, -1, -1));
+            A0 = _mm256_andnot_si256(late, W0);
+            A1 = _mm256_blendv_epi8(W1, W0, late);
+            A2 = _mm256_blendv_epi8(W2, W1, late);
+        }
+        out(j, pixel_pair<0, Out::raw, Adjacent>(bytes, offsets, A0, A1, A2),
+            pixel_pair<1, Out::raw, Adjacent>(bytes, offsets, A0, A1, A2),
+            pixel_pair<2, Out::raw, Adjacent>(bytes, offsets, A0, A1, A2),
+            pixel_pair<3, Out::raw, Adjacent>(bytes, offsets, A0, A1, A2));
+        // The next group: r + b is below 2 x_step, so one carry at most.
+        const __m256i moved = _mm256_add_epi32(r, b);
+        const __m256i carry = _mm256_cmpgt_epi32(moved, xs_less1);
+        q = _mm256_sub_epi32(_mm256_add_epi32(q, a), carry);
+        r = _mm256_sub_epi32(moved, _mm256_and_si256(carry, xs));
     }
-    while (edge >= x_step) {
-        edge -= x_step;
-        ++col;
-    }
-    *run_io = x_step - edge;
+    // The next pixel's left edge: its column and the run left in it.
+    const int32_t edge = e0 + j * pixel_units;
+    int32_t col = edge / x_step;
+    *run_io = x_step - edge % x_step;
     if (j < m) col += out.tail(j, m, v + 4 * col, run_io, x_step);
     return col;
 }
 
 TOVREL_AVX2 int32_t rgbq_hpass_down3_avx2(uint8_t *dst, int32_t m, const uint32_t *v,
                                           int32_t *run_io, int32_t x_step) {
-    return hpass_down3_avx2(rgbq_group{dst}, m, v, run_io, x_step);
+    return x_step >= adjacent_min_step
+               ? hpass_down3_avx2<rgbq_group, true>(rgbq_group{dst}, m, v, run_io, x_step)
+               : hpass_down3_avx2<rgbq_group, false>(rgbq_group{dst}, m, v, run_io, x_step);
+}
+
+// Eight columns of a row with the even ones in the low lane, so that
+// in-lane unpacking gives the columns in order, two per vector.
+TOVREL_AVX2 inline __m256i columns(const uint8_t *p) {
+    return _mm256_permutevar8x32_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)),
+                                       _mm256_setr_epi32(0, 2, 4, 6, 1, 3, 5, 7));
 }
 
 // Vertical sums of eight columns per step, as the SSE2 vsum: per column and
@@ -147,12 +187,19 @@ TOVREL_AVX2 int32_t vsum_pass_avx2(uint32_t *v, const uint8_t *r0, ptrdiff_t pit
     const __m256i w2z = _mm256_set1_epi32(w2);
     const uint8_t *r1 = Rows >= 2 ? r0 + pitch : r0;
     const uint8_t *r2 = Rows == 3 ? r1 + pitch : r0;
+    // The next line reads one or two rows after these: each 64 bytes of
+    // both is asked for once, at alternate steps. Past the image's last row
+    // these addresses lie outside it: formed in integers, and prefetches do
+    // not fault.
+    const uint8_t *ahead = byte_offset(r0, Rows * pitch);
     int32_t i = 0;
     for (; i + 8 <= cols; i += 8) {
-        const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(r0 + 4 * i));
-        const __m256i b =
-            Rows >= 2 ? _mm256_loadu_si256(reinterpret_cast<const __m256i *>(r1 + 4 * i)) : zero;
-        // In-lane unpacking: s0 holds columns 0 | 4, s1 1 | 5, s2 2 | 6, s3 3 | 7.
+        _mm_prefetch(
+            reinterpret_cast<const char *>(byte_offset(ahead, (i & 8 ? pitch : 0) + 4 * i)),
+            _MM_HINT_T0);
+        const __m256i a = columns(r0 + 4 * i);
+        const __m256i b = Rows >= 2 ? columns(r1 + 4 * i) : zero;
+        // In-lane unpacking: s0 holds columns 0 | 1, s1 2 | 3, s2 4 | 5, s3 6 | 7.
         const __m256i lo = _mm256_unpacklo_epi8(a, b);
         const __m256i hi = _mm256_unpackhi_epi8(a, b);
         __m256i s0 = _mm256_madd_epi16(_mm256_unpacklo_epi8(lo, zero), w01);
@@ -160,7 +207,7 @@ TOVREL_AVX2 int32_t vsum_pass_avx2(uint32_t *v, const uint8_t *r0, ptrdiff_t pit
         __m256i s2 = _mm256_madd_epi16(_mm256_unpacklo_epi8(hi, zero), w01);
         __m256i s3 = _mm256_madd_epi16(_mm256_unpackhi_epi8(hi, zero), w01);
         if constexpr (Rows == 3) {
-            const __m256i c = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(r2 + 4 * i));
+            const __m256i c = columns(r2 + 4 * i);
             const __m256i clo = _mm256_unpacklo_epi8(c, zero);
             const __m256i chi = _mm256_unpackhi_epi8(c, zero);
             s0 = _mm256_add_epi32(s0, _mm256_madd_epi16(_mm256_unpacklo_epi16(clo, zero), w2z));
@@ -168,9 +215,7 @@ TOVREL_AVX2 int32_t vsum_pass_avx2(uint32_t *v, const uint8_t *r0, ptrdiff_t pit
             s2 = _mm256_add_epi32(s2, _mm256_madd_epi16(_mm256_unpacklo_epi16(chi, zero), w2z));
             s3 = _mm256_add_epi32(s3, _mm256_madd_epi16(_mm256_unpackhi_epi16(chi, zero), w2z));
         }
-        __m256i o[4] = {
-            _mm256_permute2x128_si256(s0, s1, 0x20), _mm256_permute2x128_si256(s2, s3, 0x20),
-            _mm256_permute2x128_si256(s0, s1, 0x31), _mm256_permute2x128_si256(s2, s3, 0x31)};
+        __m256i o[4] = {s0, s1, s2, s3};
         __m256i *q = reinterpret_cast<__m256i *>(v + 4 * i);
         for (int k = 0; k < 4; ++k) {
             if constexpr (Add) o[k] = _mm256_add_epi32(o[k], _mm256_load_si256(q + k));
@@ -249,7 +294,9 @@ TOVREL_AVX2 int32_t halve2_avx2(uint8_t *dst, int32_t count, const uint8_t *src,
 
 int32_t pair_hpass_down3_avx2(uint32_t *sums, int32_t m, const uint32_t *v, int32_t *run,
                               int32_t x_step) {
-    return hpass_down3_avx2(sums_group{sums}, m, v, run, x_step);
+    return x_step >= adjacent_min_step
+               ? hpass_down3_avx2<sums_group, true>(sums_group{sums}, m, v, run, x_step)
+               : hpass_down3_avx2<sums_group, false>(sums_group{sums}, m, v, run, x_step);
 }
 
 void rgbq_run_avx2(uint8_t *dst, int32_t count, rect_cursor *cur, const rect_rows &rows,

@@ -25,14 +25,11 @@ struct isa_sse2 {
 // (keep after the walk)
 #include "span/pair_packed_kernel.h"
 
+// Every slot has a SIMD member of its own kind.
 template <int Slot>
-struct yuy2_sse2_slot
-    : std::conditional_t<pair_kinds<true>[Slot] == member_kind::packed,
-                         pair_packed_members<yuy2_traits, Slot>, yuy2_member<Slot>> {};
+struct yuy2_sse2_slot : pair_packed_members<yuy2_traits, Slot, pair_kinds<true>[Slot]> {};
 template <int Slot>
-struct w210_sse2_slot
-    : std::conditional_t<pair_kinds<false>[Slot] == member_kind::packed,
-                         pair_packed_members<w210_traits, Slot>, w210_member<Slot>> {};
+struct w210_sse2_slot : pair_packed_members<w210_traits, Slot, pair_kinds<false>[Slot]> {};
 
 static_assert(members_complete<yuy2_sse2_slot>() && members_complete<w210_sse2_slot>());
 

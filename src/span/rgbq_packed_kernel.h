@@ -181,6 +181,9 @@ struct exact_walk {
         : u_step(k.u_step), v_step(k.v_step), w_step(k.w_step), u_base(k.u_base), v_base(k.v_base),
           w_base(k.w_base), u_max(k.u_max), v_max(k.v_max), x(static_cast<uint32_t>(x0)) {}
 
+    // Skips one pixel.
+    void advance() { ++x; }
+
     template <class D>
     void at(typename D::vd xd, __m128i &iu, __m128i &iv) const {
         typename D::vd u = D::add(D::mul(xd, D::set1(u_step)), D::set1(u_base));
@@ -531,23 +534,27 @@ constexpr bool reciprocal_exact(int32_t d, int32_t m) {
 // multiply-high by k where k != 0, packuswb.
 //  - Packed kind: rgbq_packed_scale (pmulhw by K saturates and rounds as
 //    stated for those members).
-//  - Scalar kind: the exact (R + T/2) / T. T = 2^s * d with d = 1, 3 or
+//  - Scalar kind (exact_scale_8bit, any 8-bit family): the exact
+//    (R + T/2) / T. T = 2^s * d with d = 1, 3 or
 //    9: R + T/2 >= 0 shifted by s is at most 255.5 * d < 2300 (no
 //    saturation), the multiply by ceil(65536 / d) divides by d exactly,
 //    and the quotient is at most 255.
+template <int Slot>
+constexpr packed_scale exact_scale_8bit() {
+    constexpr int32_t t = footprint<Slot>::total_scalar;
+    constexpr int shift = __builtin_ctz(t);
+    constexpr int32_t d = t >> shift;
+    static_assert(d == 1 || d == 3 || d == 9);
+    constexpr int32_t m = (65536 + d - 1) / d;
+    static_assert(d == 1 || reciprocal_exact(d, m));
+    return {t / 2, shift, d == 1 ? 0 : m};
+}
 template <int Slot, member_kind Kind>
 constexpr packed_scale rgbq_scale() {
-    if constexpr (Kind == member_kind::packed) {
+    if constexpr (Kind == member_kind::packed)
         return rgbq_packed_scale<Slot>();
-    } else {
-        constexpr int32_t t = footprint<Slot>::total_scalar;
-        constexpr int shift = __builtin_ctz(t);
-        constexpr int32_t d = t >> shift;
-        static_assert(d == 1 || d == 3 || d == 9);
-        constexpr int32_t m = (65536 + d - 1) / d;
-        static_assert(d == 1 || reciprocal_exact(d, m));
-        return {t / 2, shift, d == 1 ? 0 : m};
-    }
+    else
+        return exact_scale_8bit<Slot>();
 }
 
 // Pixels 4 * G .. 4 * G + 3 of a prepared group: 16 result bytes.

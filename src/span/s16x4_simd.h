@@ -1,6 +1,7 @@
-// SSE2 forms of the small S16X4A / S16X4 footprints (slots 1, 2, 11, 12),
-// pair H (Over false) and pair I (Over true). Each matches the scalar member
-// of s16x4_traits.h bit for bit.
+// SSE2 forms of the S16X4A / S16X4 footprints whose weights total a power
+// of two (every whole-height slot but 3, 13 and 18), pair H (Over false)
+// and pair I (Over true). Each matches the scalar member of s16x4_traits.h
+// bit for bit.
 #pragma once
 
 #include "span/span_renderer.h"
@@ -15,7 +16,7 @@ struct s16x4_sse2_member {
 };
 
 inline constexpr bool s16x4_has_sse2(int slot) {
-    return slot == 1 || slot == 2 || slot == 11 || slot == 12;
+    return slot > 0 && slot != 3 && slot != 13 && slot != 18 && (slot - 1) / 5 != 1;
 }
 
 } // namespace tovrel::span

@@ -1,5 +1,5 @@
-// SSE2 members of the S16X4A / S16X4 tables for the small whole-height
-// footprints whose total is a power of two (slots 1, 2, 11, 12). Each
+// SSE2 members of the S16X4A / S16X4 tables for the whole-height
+// footprints whose total is a power of two (s16x4_has_sse2). Each
 // matches the scalar member of s16x4_traits.h bit for bit:
 // the same double-precision position per pixel, and the weighted sum
 // formed as the sum over texels of (column weight * row weight) * texel,
@@ -49,7 +49,7 @@ void render(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *te
     using fp = footprint<Slot>;
     constexpr int W = fp::width, H = fp::rows;
     constexpr int32_t total = fp::total_scalar;
-    static_assert(!fp::point && !fp::one_and_half && (total & (total - 1)) == 0 && total < 262144);
+    static_assert(!fp::point && !fp::one_and_half && (total & (total - 1)) == 0);
     constexpr int shift = __builtin_ctz(total);
     uint8_t *out = static_cast<uint8_t *>(line->pixels);
     const texture_ref &t = *texture;
@@ -70,7 +70,11 @@ void render(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *te
                     r, weigh_pair(p + 8 * c, col(c) * wr, single ? 0 : col(c + 1) * wr, single));
             }
         }
-        r = _mm_srai_epi32(_mm_add_epi32(r, _mm_set1_epi32(total / 2)), shift);
+        // s16x4_normalise: a logical shift for slots 15 and 20, else an
+        // arithmetic one. Either result fits int16: totals up to 2^15 never
+        // wrap (a weighted mean), larger ones shift by 16 or more.
+        r = _mm_add_epi32(r, _mm_set1_epi32(total / 2));
+        r = Slot == 15 || Slot == 20 ? _mm_srli_epi32(r, shift) : _mm_srai_epi32(r, shift);
         uint8_t *dst = out + static_cast<ptrdiff_t>(x) * 8;
         if constexpr (Over) r = lay_over(dst, r);
         _mm_storel_epi64(reinterpret_cast<__m128i *>(dst), _mm_packs_epi32(r, r));
@@ -96,13 +100,21 @@ void s16x4_sse2_member<Slot, Over>::affine(const span_rows *line, int32_t x0, in
     render<Slot, Over, projection::affine>(line, x0, x1, texture, k);
 }
 
-template struct s16x4_sse2_member<1, false>;
-template struct s16x4_sse2_member<1, true>;
-template struct s16x4_sse2_member<2, false>;
-template struct s16x4_sse2_member<2, true>;
-template struct s16x4_sse2_member<11, false>;
-template struct s16x4_sse2_member<11, true>;
-template struct s16x4_sse2_member<12, false>;
-template struct s16x4_sse2_member<12, true>;
+#define TOVREL_S16X4_SLOT(s)                                                                       \
+    template struct s16x4_sse2_member<s, false>;                                                   \
+    template struct s16x4_sse2_member<s, true>;
+TOVREL_S16X4_SLOT(1)
+TOVREL_S16X4_SLOT(2)
+TOVREL_S16X4_SLOT(4)
+TOVREL_S16X4_SLOT(5)
+TOVREL_S16X4_SLOT(11)
+TOVREL_S16X4_SLOT(12)
+TOVREL_S16X4_SLOT(14)
+TOVREL_S16X4_SLOT(15)
+TOVREL_S16X4_SLOT(16)
+TOVREL_S16X4_SLOT(17)
+TOVREL_S16X4_SLOT(19)
+TOVREL_S16X4_SLOT(20)
+#undef TOVREL_S16X4_SLOT
 
 } // namespace tovrel::span

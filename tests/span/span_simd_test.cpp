@@ -98,10 +98,19 @@ TEST_P(PackedSimd, WorstCases) {
     // Fractions 0 and 127, the last dropped bit, both sides of one half
     // (and fv = 64, 65 of the exact 1.5-row weights); spans of 1 to 17
     // pixels cover every tail of 4- and 8-pixel groups. Random texels,
-    // the largest sums (every byte 255), and bytes of 0 or 255.
-    for (int fill = 0; fill < 3; ++fill) {
+    // the largest sums (every byte 255), bytes of 0 or 255, and every
+    // 16-bit word at -32768 or 32767 (the largest signed sums).
+    for (int fill = 0; fill < 5; ++fill) {
         t.randomise(rng);
-        for (uint8_t &b : t.bytes) b = fill == 0 ? b : fill == 1 || (b & 1) ? 0xFF : 0;
+        for (size_t i = 0; i < t.bytes.size(); ++i) {
+            uint8_t &b = t.bytes[i];
+            const bool odd = i & 1;
+            b = fill == 0              ? b
+                : fill == 3            ? (odd ? 0x80 : 0x00)
+                : fill == 4            ? (odd ? 0x7F : 0xFF)
+                : fill == 1 || (b & 1) ? 0xFF
+                                       : 0;
+        }
         for (int32_t fu : {0, 511, 512, 32767, 32768, 65535})
             for (int32_t fv : {0, 511, 32767, 32768, 33279, 33791, 65535})
                 for (int32_t len : {1, 3, 4, 5, 9, 15, 17}) {
