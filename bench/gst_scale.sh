@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Frame rate of a gst-launch-1.0 pipeline of 300 frames 1920x1080 scaled to
 # 1280x720, one thread each: tovrelscale against videoscale method=bilinear
-# and, where present, videoconvertscale method=bilinear. The net figure
-# takes off the same pipeline without a scaler (source and sink alone).
+# and, where present, videoconvertscale method=bilinear, by the least CPU
+# time of a few runs. The net figure takes off the same pipeline without a
+# scaler (source and sink alone).
 #
 # Writes the figures into docs/benchmarks.md (section "In a GStreamer
 # pipeline") unless --no-doc.
@@ -30,16 +31,19 @@ gst-inspect-1.0 tovrelscale >/dev/null 2>&1 ||
 
 calc() { awk "BEGIN { print $* }"; }
 
+# Least CPU time (user + system of gst-launch-1.0 and its threads) of the
+# runs: on a shared machine the wall time also counts the waits for a core.
 best_seconds() { # pipeline description
-  local best="" start end t
+  local best="" t err
+  err=$(mktemp)
   for _ in $(seq "$runs"); do
-    start=$(date +%s.%N)
     # shellcheck disable=SC2086
-    gst-launch-1.0 -q $1 >/dev/null || { echo "failed: gst-launch-1.0 $1" >&2; exit 1; }
-    end=$(date +%s.%N)
-    t=$(calc "$end - $start")
+    t=$( { TIMEFORMAT='%3U %3S'; time gst-launch-1.0 -q $1 >/dev/null 2>"$err"; } 2>&1) ||
+      { cat "$err" >&2; echo "failed: gst-launch-1.0 $1" >&2; exit 1; }
+    t=$(calc "${t% *} + ${t#* }")
     if [ -z "$best" ] || [ "$(calc "($t < $best)")" = 1 ]; then best=$t; fi
   done
+  rm -f "$err"
   echo "$best"
 }
 
@@ -77,7 +81,7 @@ section="<!-- written by bench/gst_scale.sh -->
 
 \`gst-launch-1.0 $source ! SCALER ! $sink\`,
 $frames frames $format 1920x1080 -> 1280x720, one thread each. Frames per second from
-the least wall time of $runs runs; the net figures take off the same pipeline
+the least CPU time (user + system) of $runs runs; the net figures take off the same pipeline
 without a scaler ($(printf '%.2f' "$base") s for the source and sink alone). tovrelscale
 net frames per second / videoscale's: ${ratio}.
 Measured $(date -u '+%Y-%m-%d %H:%M UTC'), tovrel commit $(git -C "$root" rev-parse --short HEAD),

@@ -169,14 +169,14 @@ TOVREL_AVX2 inline void chroma8(const uint32_t *buf, int32_t p, __m256i *u, __m2
 
 // Eight footprints of `unit` units (4096 for a pixel, 8192 for a pair) over
 // columns of `step` (unit / 2 < step < unit): q the first column of each,
-// counted from a base column, and r the footprint's offset into it.
+// and r the footprint's offset into it.
 struct cursor8 {
     __m256i q, r;
 };
 
 // The footprints starting at edge + lane offsets (below 2^15) from the
-// start of the base column.
-TOVREL_AVX2 inline cursor8 cursor_at(int32_t edge, __m256i offsets, int32_t step) {
+// start of column `base`.
+TOVREL_AVX2 inline cursor8 cursor_at(int32_t base, int32_t edge, __m256i offsets, int32_t step) {
     const __m256i xs = _mm256_set1_epi32(step);
     const __m256i u = _mm256_add_epi32(_mm256_set1_epi32(edge), offsets);
     // u / step as a float product is within 2^-22 of the quotient (below
@@ -185,29 +185,39 @@ TOVREL_AVX2 inline cursor8 cursor_at(int32_t edge, __m256i offsets, int32_t step
         _mm256_mul_ps(_mm256_cvtepi32_ps(u), _mm256_set1_ps(1.0f / float(step))));
     const __m256i r = _mm256_sub_epi32(u, _mm256_mullo_epi32(q, xs));
     const __m256i over = _mm256_cmpgt_epi32(r, _mm256_set1_epi32(step - 1));
-    return {_mm256_sub_epi32(q, over), _mm256_sub_epi32(r, _mm256_and_si256(over, xs))};
+    return {_mm256_add_epi32(_mm256_sub_epi32(q, over), _mm256_set1_epi32(base)),
+            _mm256_sub_epi32(r, _mm256_and_si256(over, xs))};
 }
 
-// Every footprint moved on by `by` units past whole steps (by < step); the
-// base moves as lane 0 does, whole steps included.
-TOVREL_AVX2 inline cursor8 advance(cursor8 c, __m256i by, __m256i xs, __m256i xs_less1) {
-    __m256i r = _mm256_add_epi32(c.r, by);
-    const __m256i wrap = _mm256_cmpgt_epi32(r, xs_less1); // -1: one column further
-    r = _mm256_sub_epi32(r, _mm256_and_si256(wrap, xs));
-    const __m256i q = _mm256_add_epi32(_mm256_sub_epi32(c.q, wrap),
-                                       _mm256_broadcastd_epi32(_mm256_castsi256_si128(wrap)));
-    return {q, r};
+// Cursor steps of eight footprints of `unit` units over columns of `step`
+// units, 32768 units (eight pixels) a step: whole columns and `by` units
+// (below step) further; rest = unit - step.
+struct cursor_step {
+    __m256i by_less_step, step, rest, whole_and_one;
+};
+TOVREL_AVX2 inline cursor_step cursor_step_of(int32_t step, int32_t unit) {
+    constexpr int32_t units = 8 * pixel_units;
+    return {_mm256_set1_epi32(units % step - step), _mm256_set1_epi32(step),
+            _mm256_set1_epi32(unit - step), _mm256_set1_epi32(units / step + 1)};
+}
+
+// Every footprint moved on (q absolute).
+TOVREL_AVX2 inline cursor8 next(cursor8 c, const cursor_step &k) {
+    const __m256i t = _mm256_add_epi32(c.r, k.by_less_step);
+    const __m256i back = _mm256_srai_epi32(t, 31); // -1: one column less
+    const __m256i r = _mm256_add_epi32(t, _mm256_and_si256(back, k.step));
+    return {_mm256_add_epi32(_mm256_add_epi32(c.q, back), k.whole_and_one), r};
 }
 
 // Units of columns q, q + 1 and q + 2 in each footprint (w2 may be 0).
 struct taps {
     __m256i w0, w1, w2;
 };
-TOVREL_AVX2 inline taps taps_of(__m256i r, __m256i xs, __m256i xs_less1, __m256i unit) {
+TOVREL_AVX2 inline taps taps_of(__m256i r, const cursor_step &k) {
     taps t;
-    t.w0 = _mm256_sub_epi32(xs, r);
-    const __m256i rem = _mm256_sub_epi32(unit, t.w0);
-    t.w1 = _mm256_blendv_epi8(rem, xs, _mm256_cmpgt_epi32(rem, xs_less1));
+    t.w0 = _mm256_sub_epi32(k.step, r);
+    const __m256i rem = _mm256_add_epi32(r, k.rest); // units past column q
+    t.w1 = _mm256_min_epi32(rem, k.step);
     t.w2 = _mm256_sub_epi32(rem, t.w1);
     return t;
 }
@@ -246,30 +256,31 @@ TOVREL_AVX2 void down3(typename K::dst::sample *out, int32_t pairs, const uint32
     const int32_t k8 = 8 * pixel_units / x_step, r8 = 8 * pixel_units % x_step;
     const int32_t k4 = 4 * pixel_units / x_step, r4 = 4 * pixel_units % x_step;
     const int32_t ck8 = 8 * pixel_units / x2, cr8 = 8 * pixel_units % x2;
-    const __m256i xs = _mm256_set1_epi32(x_step), xs_less1 = _mm256_set1_epi32(x_step - 1);
-    const __m256i cxs = _mm256_set1_epi32(x2), cxs_less1 = _mm256_set1_epi32(x2 - 1);
-    const __m256i by = _mm256_set1_epi32(r8), cby = _mm256_set1_epi32(cr8);
-    const __m256i unit = _mm256_set1_epi32(pixel_units);
-    const __m256i cunit = _mm256_set1_epi32(2 * pixel_units);
-    // Eight pixels (luma), and four pairs twice (U lanes 0-3, V lanes 4-7).
-    cursor8 y = cursor_at(edge, pixel_offsets, x_step), c = cursor_at(cedge, pair_offsets, x2);
+    const cursor_step yk = cursor_step_of(x_step, pixel_units);
+    const cursor_step ck = cursor_step_of(x2, 2 * pixel_units);
+    // Eight pixels (luma), and four pairs twice (U lanes 0-3, V lanes 4-7);
+    // tap3 takes their columns from the windows' first.
+    cursor8 y = cursor_at(col, edge, pixel_offsets, x_step),
+            c = cursor_at(ccol, cedge, pair_offsets, x2);
     int32_t q = 0;
     // Four pairs a step while every window (luma to 2 col + 29, chroma to
     // 2 col + 33) stays inside the buffer.
     for (; q + 4 <= pairs && 2 * col + 40 <= limit; q += 4) {
         const int32_t q4 = k4 + (edge + r4 >= x_step ? 1 : 0); // pixel 4's column, as y.q
-        const __m256i idx = _mm256_sub_epi32(y.q, _mm256_and_si256(_mm256_set1_epi32(q4), high));
-        const __m256i ysum =
-            tap3(luma8(buf, col), luma8(buf, col + q4), idx, taps_of(y.r, xs, xs_less1, unit));
+        const __m256i idx =
+            _mm256_sub_epi32(y.q, _mm256_add_epi32(_mm256_set1_epi32(col),
+                                                   _mm256_and_si256(_mm256_set1_epi32(q4), high)));
+        const __m256i ysum = tap3(luma8(buf, col), luma8(buf, col + q4), idx, taps_of(y.r, yk));
         __m256i u, v;
         chroma8(buf, ccol, &u, &v);
-        const __m256i csum = tap3(u, v, c.q, taps_of(c.r, cxs, cxs_less1, cunit));
+        const __m256i csum =
+            tap3(u, v, _mm256_sub_epi32(c.q, _mm256_set1_epi32(ccol)), taps_of(c.r, ck));
         col += k8, edge += r8;
         if (edge >= x_step) edge -= x_step, ++col;
         ccol += ck8, cedge += cr8;
         if (cedge >= x2) cedge -= x2, ++ccol;
-        y = advance(y, by, xs, xs_less1);
-        c = advance(c, cby, cxs, cxs_less1);
+        y = next(y, yk);
+        c = next(c, ck);
 
         const __m256i ys = _mm256_and_si256(
             _mm256_srli_epi32(_mm256_add_epi32(ysum, _mm256_set1_epi32(1 << (B - 1))), B), mask);
@@ -290,6 +301,106 @@ TOVREL_AVX2 void down3(typename K::dst::sample *out, int32_t pairs, const uint32
     *i_io = col;
     *run_io = x_step - edge;
     pair_whole_c<K>(out + 4 * q, pairs - q, buf, i_io, run_io, x_step);
+}
+
+// Sixteen bytes at a and sixteen at b as the two lanes of a vector.
+TOVREL_AVX2 inline __m256i load2x128(const uint8_t *a, const uint8_t *b) {
+    return _mm256_inserti128_si256(
+        _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a))),
+        _mm_loadu_si128(reinterpret_cast<const __m128i *>(b)), 1);
+}
+
+// Three taps of 16-bit words picked in lane from a 16-byte window per lane:
+// ctrl_a puts the bytes of taps 0 and 1 of each 32-bit lane into its two
+// words (high bytes zero), ctrl_b tap 2 into its low word; w01 and w2 hold
+// the overlaps (below 2^15) as word pairs. Exact: below 2^31 for bytes.
+TOVREL_AVX2 inline __m256i taps_in_lane(__m256i window, __m256i ctrl_a, __m256i w01, __m256i ctrl_b,
+                                        __m256i w2) {
+    return _mm256_add_epi32(_mm256_madd_epi16(_mm256_shuffle_epi8(window, ctrl_a), w01),
+                            _mm256_madd_epi16(_mm256_shuffle_epi8(window, ctrl_b), w2));
+}
+
+// Whole YUY2 pairs from N source rows without the line buffer: per row the
+// three taps of each pixel's luma and each pair's chroma are overlap-weighted
+// sums of the row's bytes (below 2^21, by multiply-adds), then times the row
+// weight, added over the rows. The same sums modulo 2^32 as the walk's
+// column sums times overlaps, in the other order. Per group of four
+// destination pairs, lane 0 (pixels 0-3, pairs 0-1) and lane 1 (pixels 4-7,
+// pairs 2-3) each read the 16 bytes from the source pair that holds their
+// first column: x_step >= 2731 keeps every tap of weight above 0 inside
+// them (a tap of weight 0 may pick any byte).
+template <int N>
+TOVREL_AVX2 int32_t direct(uint8_t *out, int32_t pairs, const uint8_t *row, ptrdiff_t pitch,
+                           const int32_t *wr, int32_t row_pairs, int32_t *i_io, int32_t *run_io,
+                           int32_t x_step) {
+    constexpr int B = yuy2_format::bits;
+    const int32_t x2 = 2 * x_step;
+    const int32_t col = *i_io, edge = x_step - *run_io;
+    const int32_t cedge = x2 - *run_io - ((col & 1) != 0 ? 0 : x_step);
+    const cursor_step yk = cursor_step_of(x_step, pixel_units);
+    const cursor_step ck = cursor_step_of(x2, 2 * pixel_units);
+    __m256i rw[N];
+    for (int r = 0; r < N; ++r) rw[r] = _mm256_set1_epi32(wr[r]);
+    // Luma of pixels 0..7 (lane j), chroma U V of pairs 0, 1 | 2, 3 (the
+    // source pair of pixel 0, 4 is that of its column).
+    cursor8 y = cursor_at(col, edge,
+                          _mm256_setr_epi32(0, 4096, 8192, 12288, 16384, 20480, 24576, 28672),
+                          x_step),
+            c = cursor_at(col >> 1, cedge,
+                          _mm256_setr_epi32(0, 0, 8192, 8192, 16384, 16384, 24576, 24576), x2);
+    const __m256i uv_byte = _mm256_setr_epi32(1, 3, 1, 3, 1, 3, 1, 3);
+    int32_t q = 0;
+    for (; q + 4 <= pairs; q += 4) {
+        // The lanes' first source pairs; lane 1's window ends the furthest.
+        const int32_t p0 = _mm256_cvtsi256_si32(c.q);
+        const int32_t p4 = _mm_cvtsi128_si32(_mm256_extracti128_si256(c.q, 1));
+        if (4 * p4 + 16 > 4 * row_pairs) break;
+        // Bytes of tap 0 in each lane's window, from the source pair of the
+        // lane's first pixel (lane element 0): 2 per column for luma, 4 per
+        // pair (+1 U, +3 V) for chroma.
+        const __m256i cfirst = _mm256_shuffle_epi32(c.q, 0);
+        const __m256i yd = _mm256_sub_epi32(y.q, _mm256_add_epi32(cfirst, cfirst));
+        const __m256i yt0 = _mm256_add_epi32(yd, yd);
+        const __m256i ct0 =
+            _mm256_add_epi32(_mm256_slli_epi32(_mm256_sub_epi32(c.q, cfirst), 2), uv_byte);
+        const taps yt = taps_of(y.r, yk), ct = taps_of(c.r, ck);
+        const __m256i yw01 = _mm256_or_si256(yt.w0, _mm256_slli_epi32(yt.w1, 16)), yw2 = yt.w2;
+        const __m256i cw01 = _mm256_or_si256(ct.w0, _mm256_slli_epi32(ct.w1, 16)), cw2 = ct.w2;
+        // Words: taps 0 and 1 (bytes t0, t0 + step), tap 2 (t0 + 2 step).
+        const __m256i ya = _mm256_add_epi32(_mm256_add_epi32(yt0, _mm256_slli_epi32(yt0, 16)),
+                                            _mm256_set1_epi32(int32_t(0x80028000u)));
+        const __m256i yb = _mm256_add_epi32(yt0, _mm256_set1_epi32(int32_t(0x80808004u)));
+        const __m256i ca = _mm256_add_epi32(_mm256_add_epi32(ct0, _mm256_slli_epi32(ct0, 16)),
+                                            _mm256_set1_epi32(int32_t(0x80048000u)));
+        const __m256i cb = _mm256_add_epi32(ct0, _mm256_set1_epi32(int32_t(0x80808008u)));
+        __m256i ysum = _mm256_setzero_si256(), csum = ysum;
+        for (int r = 0; r < N; ++r) { // unrolled: N is fixed
+            const uint8_t *s = row + r * pitch;
+            const __m256i win = load2x128(s + 4 * p0, s + 4 * p4);
+            ysum = _mm256_add_epi32(
+                ysum, _mm256_mullo_epi32(taps_in_lane(win, ya, yw01, yb, yw2), rw[r]));
+            csum = _mm256_add_epi32(
+                csum, _mm256_mullo_epi32(taps_in_lane(win, ca, cw01, cb, cw2), rw[r]));
+        }
+        y = next(y, yk);
+        c = next(c, ck);
+
+        // Luma (below 2^9) and chroma (below 2^8) per pixel as Y0 U0 Y1 V0
+        // ...; the low bytes of the words picked are the samples, truncated.
+        const __m256i ys =
+            _mm256_srli_epi32(_mm256_add_epi32(ysum, _mm256_set1_epi32(1 << (B - 1))), B);
+        const __m256i cs =
+            _mm256_srli_epi32(_mm256_add_epi32(csum, _mm256_set1_epi32(1 << B)), B + 1);
+        const __m256i w = _mm256_or_si256(ys, _mm256_slli_epi32(cs, 16));
+        const __m256i low_bytes =
+            _mm256_setr_epi8(0, 2, 4, 6, 8, 10, 12, 14, -1, -1, -1, -1, -1, -1, -1, -1, 0, 2, 4, 6,
+                             8, 10, 12, 14, -1, -1, -1, -1, -1, -1, -1, -1);
+        const __m256i b = _mm256_permute4x64_epi64(_mm256_shuffle_epi8(w, low_bytes), 0x08);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 4 * q), _mm256_castsi256_si128(b));
+    }
+    *i_io = _mm256_cvtsi256_si32(y.q);
+    *run_io = x_step - _mm256_cvtsi256_si32(y.r);
+    return q;
 }
 
 } // namespace
@@ -348,6 +459,14 @@ template <class K>
 void pair_down3_avx2(typename K::dst::sample *out, int32_t pairs, const uint32_t *buf, int32_t *i,
                      int32_t *run, int32_t x_step, int32_t limit) {
     down3<K>(out, pairs, buf, i, run, x_step, limit);
+}
+
+int32_t pair_direct_avx2(uint8_t *out, int32_t pairs, const uint8_t *row, ptrdiff_t pitch,
+                         const int32_t *w, int32_t rows, int32_t row_pairs, int32_t *i,
+                         int32_t *run, int32_t x_step) {
+    if (rows == 1) return direct<1>(out, pairs, row, pitch, w, row_pairs, i, run, x_step);
+    if (rows == 2) return direct<2>(out, pairs, row, pitch, w, row_pairs, i, run, x_step);
+    return direct<3>(out, pairs, row, pitch, w, row_pairs, i, run, x_step);
 }
 
 #define TOVREL_PAIR_AVX2(S, D)                                                                     \

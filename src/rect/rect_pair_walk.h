@@ -212,6 +212,19 @@ void pair_down3_avx2(typename K::dst::sample *out, int32_t pairs, const uint32_t
                      int32_t *run, int32_t x_step, int32_t limit);
 #endif
 
+#if defined(__SSE2__)
+// Whole YUY2 pairs for pair_direct_min_step <= x_step < 4096 read straight
+// from the line's `rows` (1..3) source rows of weights w[0..rows-1], pitch
+// apart, without the line buffer: the same samples and cursor as vblend_c
+// then pair_whole_c over the row's pixels (buffer pixel i is row pixel i).
+// Stops before its windows would pass the row's first row_pairs pairs;
+// returns the pairs written (a multiple of 4).
+inline constexpr int32_t pair_direct_min_step = 2731; // two pairs read at most four source pairs
+int32_t pair_direct_avx2(uint8_t *out, int32_t pairs, const uint8_t *row, ptrdiff_t pitch,
+                         const int32_t *w, int32_t rows, int32_t row_pairs, int32_t *i,
+                         int32_t *run, int32_t x_step);
+#endif
+
 struct vblend_set {
     vblend_fn one, two, three, many;
     vblend_fn of(const rect_rows &rows) const {
@@ -273,6 +286,24 @@ inline void pair_whole_c(typename K::dst::sample *out, int32_t pairs, const uint
     *run = col.run;
 }
 
+// A line whose buffer is blended in two parts: the first pairs before the
+// walk, the rest from pair p on (fill) once its whole pairs are drawn from
+// the source rows (pair_direct_avx2).
+struct pending_rows {
+    uint32_t *buf;
+    const uint8_t *row; // pair-aligned first source row
+    const uint16_t *alpha;
+    rect_rows rows;
+    vblend_fn blend;
+    int32_t pairs;      // pairs of each row the line reads
+    int32_t weights[3]; // row weights, first to last
+    int32_t count;      // rows with weight: 1..3
+    int32_t pixel_bytes;
+    void fill(int32_t p) const {
+        blend(buf + 4 * p, row + 2 * p * pixel_bytes, alpha, 0, 2 * (pairs - p), rows);
+    }
+};
+
 // The line operations of one pair kernel for area_walk (Step: a fixed
 // x_step, else 0).
 template <class K, class P, int32_t Step = 0, int Simd = 0>
@@ -293,6 +324,10 @@ struct pair_line {
     int32_t odd;  // the current pixel is the second of its pair
     pair_column<K> col;
     int32_t x_step_arg;
+    // Set while the line buffer holds only its first pairs (YUY2 in AVX2:
+    // the whole pairs come from the source rows, the buffer's rest is
+    // blended after them).
+    const pending_rows *pending = nullptr;
     int32_t x_step() const { return Step != 0 ? Step : x_step_arg; }
     // The open pair: chroma sums, covered weight k (2^bits per pixel), the
     // old-chroma weights rest and total of the straight rules, pixels
@@ -449,6 +484,19 @@ struct pair_line {
     void run(int32_t n) {
         if (odd && n > 0) pixel(pixel_units, full_weight, false), --n;
 #if defined(__SSE2__)
+        if constexpr (Simd == 2 && K::source == src_kind::yuy2 && !K::quad) {
+            if (pending != nullptr) {
+                const pending_rows &p = *pending;
+                if (n >= 2) {
+                    const int32_t done = pair_direct_avx2(reinterpret_cast<uint8_t *>(pair), n / 2,
+                                                          p.row, p.rows.pitch, p.weights, p.count,
+                                                          p.pairs, &col.i, &col.run, x_step());
+                    n -= whole_pairs_written(2 * done);
+                }
+                p.fill(col.i >> 1);
+                pending = nullptr;
+            }
+        }
         if constexpr (Simd && !K::quad) {
             if (x_step() == pixel_units / 2 && col.run == pixel_units / 2 && (col.i & 1) == 0) {
                 // Halving on pair boundaries: a destination pair is two
@@ -527,12 +575,39 @@ void pair_walk_line(uint8_t *dst, uint16_t *dst_alpha, int32_t first_width, int3
     const uint8_t *row = src - first * K::src_pixel_bytes;
     alignas(32) uint32_t buf[line_buffer_lanes + line_buffer_slack];
     const vblend_fn blend = Shape == 1 ? V.one : Shape == 2 ? V.two : V.of(rows);
-    blend(buf, row, src_alpha, first, count, rows);
-
     const int32_t odd = int32_t((reinterpret_cast<uintptr_t>(dst) / D::pixel_bytes) & 1);
     auto *d = reinterpret_cast<typename D::sample *>(dst) - 2 * odd;
     pair_line<K, P, Step, Simd> ops{
         d, dst_alpha, odd, {buf, K::quad ? 0 : first, first_column_run}, x_step};
+#if defined(__SSE2__)
+    if constexpr (Simd == 2 && K::source == src_kind::yuy2 && !K::quad) {
+        // Long whole lines of at most three rows: the walk's first pixels
+        // read at most the first 8 columns, so 8 pairs are blended now and
+        // the rest after the whole pairs (run).
+        constexpr int32_t head = 8;
+        const int32_t pairs = (first + count + 1) >> 1;
+        if (line_weight == rect_whole_line && x_step >= pair_direct_min_step &&
+            x_step < pixel_units && rows.middle <= 1 && pairs > 4 * head &&
+            width >= 2 * head * pixel_units) {
+            pending_rows p{buf,
+                           row,
+                           src_alpha,
+                           rows,
+                           blend,
+                           pairs,
+                           {rows.first_weight},
+                           1,
+                           K::src_pixel_bytes};
+            if (rows.middle == 1) p.weights[p.count++] = rows.middle_weight;
+            if (rows.last_weight != 0) p.weights[p.count++] = rows.last_weight;
+            blend(buf, row, src_alpha, first, 2 * head - first, rows);
+            ops.pending = &p;
+            area_walk(ops, first_width, line_weight, width);
+            return;
+        }
+    }
+#endif
+    blend(buf, row, src_alpha, first, count, rows);
     area_walk(ops, first_width, line_weight, width);
 }
 

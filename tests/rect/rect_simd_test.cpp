@@ -246,6 +246,56 @@ TEST(RectPairSimd, WholePairsMatchScalarStatement) {
     check_down3<w210_format>("w210 three taps", rng);
 }
 
+// YUY2 lines of three-tap steps in AVX2 (whole pairs straight from the
+// source rows, the buffer blended around them) against the scalar set:
+// every kind without source alpha, one to three rows, random and extreme
+// samples, the source rows exactly as long as the line reads.
+TEST(RectPairKernels, Avx2ThreeTapLinesMatchScalar) {
+    using namespace tovrel;
+    if (!rect_isa_supported(rect_isa::avx2)) GTEST_SKIP() << "no AVX2";
+    const uint32_t seed = rect_test::test_seed();
+    std::printf("RectPairKernels.Avx2ThreeTapLinesMatchScalar seed %u\n", seed);
+    SCOPED_TRACE(seed);
+    std::mt19937 rng(seed);
+    for (int iter = 0; iter < 1200; ++iter) {
+        const int32_t index = iter % 6; // pair_plain .. pair_to_alpha_premul_tile
+        const int32_t x_step = iter % 5 == 0   ? 2731
+                               : iter % 5 == 1 ? 4095
+                                               : 2341 + int32_t(rng() % 1755);
+        const int32_t run = 1 + int32_t(rng() % x_step), rows = 1 + iter % 3;
+        const int32_t first_width = rng() % 2 ? 4096 : 1 + int32_t(rng() % 4096);
+        const int32_t width = first_width + 4096 * int32_t(rng() % 300) + int32_t(rng() % 4096);
+        const int32_t w0 = rows == 1 ? 2048 : iter % 7 == 0 ? 1 : 1 + int32_t(rng() % 1023);
+        const int32_t wm = rows == 3 ? 2048 - w0 - int32_t(rng() % (2048 - w0)) : 0;
+        const int32_t dst_odd = int32_t(rng() % 2), src_odd = int32_t(rng() % 2);
+        const int32_t pixels = src_odd + 2 + (width - run + x_step - 1) / x_step,
+                      pitch = pixels * 2 + 2;
+        const bool bright = iter % 4 == 0;
+        std::vector<uint8_t> src(size_t(rows * pitch)), dst_a(size_t(width / 2048 + 80));
+        std::vector<uint16_t> da_a(dst_a.size() / 2);
+        for (auto &b : src) b = bright ? 255 : uint8_t(rng());
+        for (auto &b : dst_a) b = uint8_t(rng());
+        for (auto &a : da_a) a = uint16_t(rng() % 4097);
+        std::vector<uint8_t> dst_b = dst_a;
+        std::vector<uint16_t> da_b = da_a;
+        auto call = [&](rect_isa isa, std::vector<uint8_t> &d, std::vector<uint16_t> &da) {
+            rect_kernel_set set{};
+            const rect_choice choice{isa, x_step, 1365, run, first_width, width, 0, 0};
+            ASSERT_TRUE(
+                rect_pair_kernels(TOVREL_FORMAT_YUY2, TOVREL_FORMAT_YUY2, index, choice, &set));
+            const int32_t last = rows == 1 ? 0 : 2048 - w0 - wm;
+            set.slots[size_t(rect_slot(2048, rows - 2 > 0 ? 1 : 0, last))](
+                d.data() + 32 + 2 * dst_odd, da.data() + 8, first_width, 2048, width,
+                src.data() + 2 * src_odd, pitch, nullptr, 0, x_step, wm, run, w0, rows == 3 ? 1 : 0,
+                last);
+        };
+        call(rect_isa::c, dst_a, da_a);
+        call(rect_isa::avx2, dst_b, da_b);
+        ASSERT_EQ(dst_a, dst_b) << "iteration " << iter << " step " << x_step << " rows " << rows;
+        ASSERT_EQ(da_a, da_b) << "iteration " << iter;
+    }
+}
+
 // The kernels for a fixed step against the general walk of the same set:
 // the aligned 1:1 copy of the YUY2 and W210 one-row kernels (against the
 // any-row kernel), and the 1:1 tiled yuvq kernels (against the set chosen
