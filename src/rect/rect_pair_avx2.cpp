@@ -9,12 +9,11 @@
 
 #include <immintrin.h>
 
+#include "rect/rect_cursor_avx2.h"
 #include "rect/rect_pair_walk.h"
 
 namespace tovrel::rect {
 namespace {
-
-#define TOVREL_AVX2 __attribute__((target("avx2")))
 
 template <class T>
 TOVREL_AVX2 inline __m256i load256(const T *p) {
@@ -167,13 +166,6 @@ TOVREL_AVX2 inline void chroma8(const uint32_t *buf, int32_t p, __m256i *u, __m2
         _mm256_castps_si256(_mm256_shuffle_ps(s0, s1, _MM_SHUFFLE(3, 1, 3, 1))), order);
 }
 
-// Eight footprints of `unit` units (4096 for a pixel, 8192 for a pair) over
-// columns of `step` (unit / 2 < step < unit): q the first column of each,
-// and r the footprint's offset into it.
-struct cursor8 {
-    __m256i q, r;
-};
-
 // The footprints starting at edge + lane offsets (below 2^15) from the
 // start of column `base`.
 TOVREL_AVX2 inline cursor8 cursor_at(int32_t base, int32_t edge, __m256i offsets, int32_t step) {
@@ -187,39 +179,6 @@ TOVREL_AVX2 inline cursor8 cursor_at(int32_t base, int32_t edge, __m256i offsets
     const __m256i over = _mm256_cmpgt_epi32(r, _mm256_set1_epi32(step - 1));
     return {_mm256_add_epi32(_mm256_sub_epi32(q, over), _mm256_set1_epi32(base)),
             _mm256_sub_epi32(r, _mm256_and_si256(over, xs))};
-}
-
-// Cursor steps of eight footprints of `unit` units over columns of `step`
-// units, 32768 units (eight pixels) a step: whole columns and `by` units
-// (below step) further; rest = unit - step.
-struct cursor_step {
-    __m256i by_less_step, step, rest, whole_and_one;
-};
-TOVREL_AVX2 inline cursor_step cursor_step_of(int32_t step, int32_t unit) {
-    constexpr int32_t units = 8 * pixel_units;
-    return {_mm256_set1_epi32(units % step - step), _mm256_set1_epi32(step),
-            _mm256_set1_epi32(unit - step), _mm256_set1_epi32(units / step + 1)};
-}
-
-// Every footprint moved on (q absolute).
-TOVREL_AVX2 inline cursor8 next(cursor8 c, const cursor_step &k) {
-    const __m256i t = _mm256_add_epi32(c.r, k.by_less_step);
-    const __m256i back = _mm256_srai_epi32(t, 31); // -1: one column less
-    const __m256i r = _mm256_add_epi32(t, _mm256_and_si256(back, k.step));
-    return {_mm256_add_epi32(_mm256_add_epi32(c.q, back), k.whole_and_one), r};
-}
-
-// Units of columns q, q + 1 and q + 2 in each footprint (w2 may be 0).
-struct taps {
-    __m256i w0, w1, w2;
-};
-TOVREL_AVX2 inline taps taps_of(__m256i r, const cursor_step &k) {
-    taps t;
-    t.w0 = _mm256_sub_epi32(k.step, r);
-    const __m256i rem = _mm256_add_epi32(r, k.rest); // units past column q
-    t.w1 = _mm256_min_epi32(rem, k.step);
-    t.w2 = _mm256_sub_epi32(rem, t.w1);
-    return t;
 }
 
 // Sum of the three taps: lanes 0-3 pick from window lo, lanes 4-7 from hi,

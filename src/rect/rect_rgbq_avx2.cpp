@@ -9,13 +9,12 @@
 
 #include <immintrin.h>
 
+#include "rect/rect_cursor_avx2.h"
 #include "rect/rect_rgbq.h"
 #include "rect/rect_rgbq_simd.h"
 
 namespace tovrel::rect {
 namespace {
-
-#define TOVREL_AVX2 __attribute__((target("avx2")))
 
 // The column at byte offset a of v for the low half, b for the high half.
 TOVREL_AVX2 inline __m256i column_pair(const uint8_t *v, uint32_t a, uint32_t b) {
@@ -106,37 +105,31 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int3
     // as a column q and an offset r in it (0 <= r < x_step). The eight
     // pixels of a group are held with the even ones in the low lane and the
     // odd ones in the high lane (pixel 7 last); from group to group each
-    // edge moves on 32768 units, a whole columns and b units more.
+    // edge moves on 32768 units (cursor8's next).
     const int32_t e0 = x_step - *run_io;
     alignas(32) int32_t q0[8], r0[8];
-    for (int k = 0; k < 8; ++k) {
-        const int32_t pixel = k < 4 ? 2 * k : 2 * (k - 4) + 1;
-        q0[k] = (e0 + pixel * pixel_units) / x_step;
-        r0[k] = (e0 + pixel * pixel_units) % x_step;
+    for (int lane = 0; lane < 8; ++lane) {
+        const int32_t pixel = lane < 4 ? 2 * lane : 2 * (lane - 4) + 1;
+        q0[lane] = (e0 + pixel * pixel_units) / x_step;
+        r0[lane] = (e0 + pixel * pixel_units) % x_step;
     }
-    __m256i q = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(q0));
-    __m256i r = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(r0));
-    const __m256i a = _mm256_set1_epi32(8 * pixel_units / x_step);
-    const __m256i b = _mm256_set1_epi32(8 * pixel_units % x_step);
-    const __m256i xs = _mm256_set1_epi32(x_step);
-    const __m256i xs_less1 = _mm256_set1_epi32(x_step - 1);
-    const __m256i units = _mm256_set1_epi32(pixel_units);
+    cursor8 c{_mm256_loadu_si256(reinterpret_cast<const __m256i *>(q0)),
+              _mm256_loadu_si256(reinterpret_cast<const __m256i *>(r0))};
+    const cursor_step k = cursor_step_of(x_step, pixel_units);
     int32_t j = 0;
     for (; j + 8 <= m; j += 8) {
         // Taps as in the SSE2 pass: the rest of column q (run), then either
         // the remainder in column q + 1, or all of q + 1 and the remainder in
         // q + 2 when the remainder reaches x_step.
-        const __m256i W0 = _mm256_sub_epi32(xs, r);
-        const __m256i rem = _mm256_sub_epi32(units, W0);
-        const __m256i W1 = _mm256_min_epi32(rem, xs);
-        const __m256i W2 = _mm256_sub_epi32(rem, W1);
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(offsets), _mm256_slli_epi32(q, 4));
+        const taps t = taps_of(c.r, k);
+        const __m256i W0 = t.w0, W1 = t.w1, W2 = t.w2;
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(offsets), _mm256_slli_epi32(c.q, 4));
         __m256i A0 = W0, A1 = W1, A2 = W2;
         if constexpr (Adjacent) {
             // An odd pixel two columns after its even neighbour (whose
             // second tap is a whole column) has no third tap: its weights
             // move up one column, (0, W0, W1).
-            const __m256i two = _mm256_cmpeq_epi32(W1, xs);
+            const __m256i two = _mm256_cmpeq_epi32(W1, k.step);
             const __m256i late = _mm256_and_si256(_mm256_permute2x128_si256(two, two, 0x00),
                                                   _mm256_setr_epi32(0, 0, 0, 0, -1, -1, -1, -1));
             A0 = _mm256_andnot_si256(late, W0);
@@ -147,11 +140,7 @@ TOVREL_AVX2 int32_t hpass_down3_avx2(Out out, int32_t m, const uint32_t *v, int3
             pixel_pair<1, Out::raw, Adjacent>(bytes, offsets, A0, A1, A2),
             pixel_pair<2, Out::raw, Adjacent>(bytes, offsets, A0, A1, A2),
             pixel_pair<3, Out::raw, Adjacent>(bytes, offsets, A0, A1, A2));
-        // The next group: r + b is below 2 x_step, so one carry at most.
-        const __m256i moved = _mm256_add_epi32(r, b);
-        const __m256i carry = _mm256_cmpgt_epi32(moved, xs_less1);
-        q = _mm256_sub_epi32(_mm256_add_epi32(q, a), carry);
-        r = _mm256_sub_epi32(moved, _mm256_and_si256(carry, xs));
+        c = next(c, k); // the next group
     }
     // The next pixel's left edge: its column and the run left in it.
     const int32_t edge = e0 + j * pixel_units;
