@@ -161,13 +161,18 @@ struct pair_packed {
         }
         const __m128i zero = _mm_setzero_si128();
         __m128i luma = zero, chroma = zero, luma_hi = zero, chroma_hi = zero;
+        // The chroma word of each column (Y U or Y V) in both words of its
+        // lane, so that one multiply-add weighs it by both chroma masks.
+        auto chroma_words = [](__m128i x) {
+            const __m128i uv = _mm_srli_epi32(x, 16);
+            return _mm_or_si128(uv, _mm_slli_epi32(uv, 16));
+        };
         // Words x of chunk C (one row or a sum of rows) under row weight wr.
         auto add = [&]<int C>(std::integral_constant<int, C>, __m128i x, __m128i wr) {
             luma = _mm_add_epi32(luma, _mm_madd_epi16(x, _mm_mullo_epi16(wl[C], wr)));
             if constexpr (Chroma) {
-                const __m128i uv = _mm_srli_epi32(x, 16);
-                const __m128i spread = _mm_or_si128(uv, _mm_slli_epi32(uv, 16));
-                chroma = _mm_add_epi32(chroma, _mm_madd_epi16(spread, _mm_mullo_epi16(wc[C], wr)));
+                chroma = _mm_add_epi32(chroma,
+                                       _mm_madd_epi16(chroma_words(x), _mm_mullo_epi16(wc[C], wr)));
             }
         };
         auto each_chunk = [&](auto f) {
@@ -204,9 +209,7 @@ struct pair_packed {
                     const __m128i x = chunk<C>(row, parity);
                     pl = _mm_add_epi32(pl, _mm_madd_epi16(x, wl[C]));
                     if constexpr (Chroma) {
-                        const __m128i uv = _mm_srli_epi32(x, 16);
-                        const __m128i spread = _mm_or_si128(uv, _mm_slli_epi32(uv, 16));
-                        pc = _mm_add_epi32(pc, _mm_madd_epi16(spread, wc[C]));
+                        pc = _mm_add_epi32(pc, _mm_madd_epi16(chroma_words(x), wc[C]));
                     }
                 });
                 // Row weight in the low word of each int32 lane, 0 in the
