@@ -27,9 +27,10 @@ struct isa_sse2 {
 
 // Every slot has a SIMD member of its own kind.
 template <int Slot>
-struct yuy2_sse2_slot : pair_packed_members<yuy2_traits, Slot, pair_kinds<true>[Slot]> {};
+struct yuy2_sse2_slot : pair_packed_members<isa_sse2, yuy2_traits, Slot, pair_kinds<true>[Slot]> {};
 template <int Slot>
-struct w210_sse2_slot : pair_packed_members<w210_traits, Slot, pair_kinds<false>[Slot]> {};
+struct w210_sse2_slot
+    : pair_packed_members<isa_sse2, w210_traits, Slot, pair_kinds<false>[Slot]> {};
 
 static_assert(members_complete<yuy2_sse2_slot>() && members_complete<w210_sse2_slot>());
 
