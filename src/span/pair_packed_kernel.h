@@ -523,6 +523,16 @@ struct pair_wide {
             for (int k = 0; k < N; ++k) pos[k] = {iu[i + 4 * k], iv[i + 4 * k]};
             return simd::template lane_sums<N, Chroma>(t, pos);
         };
+        // The next destination line reads about one footprint height lower
+        // (the footprint follows the vertical ratio): the rows below this
+        // footprint, at two pixels of the group, are requested now; they are
+        // first touches, which the hardware prefetchers do not foresee on a
+        // slanted walk. A prefetch never faults.
+        for (int i : {2 * N - 1, 4 * N - 1}) {
+            const texel_origin o = locate<Kind, Traits::unit_shift>(t, iu[i], iv[i]);
+            for (int r = footprint<Slot>::rows + 1; r <= 2 * footprint<Slot>::rows + 1; ++r)
+                _mm_prefetch(reinterpret_cast<const char *>(o.p + r * o.row_bytes), _MM_HINT_T0);
+        }
         const auto p0 = sums(0, std::true_type{}), p2 = sums(2, std::true_type{});
         const auto y1 = sums(1, std::false_type{}).luma, y3 = sums(3, std::false_type{}).luma;
         const auto y0 = p0.luma, y2 = p2.luma, c0 = p0.chroma, c2 = p2.chroma;
