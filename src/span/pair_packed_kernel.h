@@ -185,15 +185,6 @@ inline pair_vec<N> per_pixel(F f) {
     else
         return two_pixels::join(f(0), f(1));
 }
-// The int32 lanes f(0) .. f(n - 1) of a register of L (lanes4, lanes8).
-template <class L, class F>
-inline typename L::vi lanes_of(F f) {
-    if constexpr (L::n == 4)
-        return _mm_setr_epi32(f(0), f(1), f(2), f(3));
-    else
-        return _mm256_setr_epi32(f(0), f(1), f(2), f(3), f(4), f(5), f(6), f(7));
-}
-
 template <class Traits, int Slot, member_kind Kind = member_kind::packed>
 struct pair_packed {
     using fp = footprint<Slot>;
@@ -585,6 +576,79 @@ struct pair_one_column {
         v = static_cast<int32_t>(((x >> 3 * w) & m) | ((y >> 3 * w) & m) << 16);
     }
 
+    // One pixel's taps as a qword [Y U Y V] of pair words at p (AVX2):
+    // two pixels a, b in a register's low and high qwords, 8-bit samples
+    // in the low bytes of their qword.
+    static __m128i two_qwords(const uint8_t *a, const uint8_t *b) {
+        if constexpr (sb == 1) {
+            int32_t x, y;
+            __builtin_memcpy(&x, a, 4);
+            __builtin_memcpy(&y, b, 4);
+            return _mm_insert_epi32(_mm_cvtsi32_si128(x), y, 2);
+        } else {
+            return _mm_castpd_si128(
+                _mm_loadh_pd(_mm_castsi128_pd(load64(a)), reinterpret_cast<const double *>(b)));
+        }
+    }
+    // pshufb indices (the same in both 128-bit lanes): dword `dword` takes
+    // the word pair (sample s0 of qword q0, sample s1 of qword q1); the
+    // other bytes are zero. 8-bit samples are zero-extended.
+    struct pick {
+        int dword, q0, s0, q1, s1;
+    };
+    static constexpr std::array<int8_t, 32> shuffle_of(std::initializer_list<pick> picks) {
+        std::array<int8_t, 32> m{};
+        for (int8_t &b : m) b = -1;
+        for (int lane = 0; lane < 32; lane += 16)
+            for (const pick &p : picks)
+                for (int k = 0; k < sb; ++k) {
+                    m[size_t(lane + 4 * p.dword + k)] = int8_t(8 * p.q0 + p.s0 * sb + k);
+                    m[size_t(lane + 4 * p.dword + 2 + k)] = int8_t(8 * p.q1 + p.s1 * sb + k);
+                }
+        return m;
+    }
+    // Luma: Y (samples 0, 2) of qwords 0, 1 to dwords 0, 1 or 2, 3.
+    alignas(32) static constexpr std::array<int8_t, 32> luma_low = shuffle_of({{0, 0, 0, 0, 2},
+                                                                               {1, 1, 0, 1, 2}});
+    alignas(32) static constexpr std::array<int8_t, 32> luma_high = shuffle_of({{2, 0, 0, 0, 2},
+                                                                                {3, 1, 0, 1, 2}});
+    // Chroma: (U of qword 0, U of qword 1), (V, V) to dwords 0, 1 or 2, 3.
+    alignas(32) static constexpr std::array<int8_t, 32> chroma_low = shuffle_of({{0, 0, 1, 1, 1},
+                                                                                 {1, 0, 3, 1, 3}});
+    alignas(32) static constexpr std::array<int8_t, 32> chroma_high = shuffle_of({{2, 0, 1, 1, 1},
+                                                                                  {3, 0, 3, 1, 3}});
+    static __m256i shuffled(__m256i x, const std::array<int8_t, 32> &m) {
+        return _mm256_shuffle_epi8(x,
+                                   _mm256_load_si256(reinterpret_cast<const __m256i *>(m.data())));
+    }
+    // Lane i: words (Y of the column at at(i), Y of the next column).
+    template <class L, class At>
+    __attribute__((always_inline)) static typename L::vi luma_lanes(At at) {
+        if constexpr (L::n == 4) {
+            return _mm_setr_epi32(luma_taps(at(0)), luma_taps(at(1)), luma_taps(at(2)),
+                                  luma_taps(at(3)));
+        } else {
+            // Pixels 0, 1 | 4, 5 to dwords 0, 1 of each lane, 2, 3 | 6, 7 to 2, 3.
+            const __m256i a = two_pixels::join(two_qwords(at(0), at(1)), two_qwords(at(4), at(5)));
+            const __m256i b = two_pixels::join(two_qwords(at(2), at(3)), two_qwords(at(6), at(7)));
+            return _mm256_or_si256(shuffled(a, luma_low), shuffled(b, luma_high));
+        }
+    }
+    // Lanes 2m, 2m + 1: words (U of pair a(2m), U of pair b(2m)) and the
+    // same of V, the chroma of pixel 2m.
+    template <class L, class At, class Bt>
+    __attribute__((always_inline)) static typename L::vi chroma_lanes(At a, Bt b) {
+        if constexpr (L::n == 4) {
+            int32_t uv[4];
+            for (int i = 0; i < 4; i += 2) chroma_taps(a(i), b(i), uv[i], uv[i + 1]);
+            return _mm_setr_epi32(uv[0], uv[1], uv[2], uv[3]);
+        } else {
+            const __m256i c = two_pixels::join(two_qwords(a(0), b(0)), two_qwords(a(4), b(4)));
+            const __m256i d = two_pixels::join(two_qwords(a(2), b(2)), two_qwords(a(6), b(6)));
+            return _mm256_or_si256(shuffled(c, chroma_low), shuffled(d, chroma_high));
+        }
+    }
+
     // Pixels 0 .. L::n - 1 at positions (iu, iv), pixel 0 even.
     template <class L>
     static void pairs(uint8_t *dst, const texture_ref &t, typename L::vi iu, typename L::vi iv) {
@@ -648,14 +712,11 @@ struct pair_one_column {
                 else
                     return j * rb;
             };
-            const V y = lanes_of<L>([&](int i) { return luma_taps(texel[i] + row(i)); });
+            const V y = luma_lanes<L>([&](int i) { return texel[i] + row(i); });
             luma = add32(luma, L::madd16(y, L::mullo16(wu, w)));
-            // Lanes 2m, 2m + 1: U and V of pixel 2m's pair.
-            int32_t uv[n];
-            for (int i = 0; i < n; i += 2)
-                chroma_taps(pair[i] + row(i), second[i] + row(i), uv[i], uv[i + 1]);
-            chroma = add32(chroma, L::madd16(lanes_of<L>([&](int i) { return uv[i]; }),
-                                             L::mullo16(wc, dup_even32(w))));
+            const V uv = chroma_lanes<L>([&](int i) { return pair[i] + row(i); },
+                                         [&](int i) { return second[i] + row(i); });
+            chroma = add32(chroma, L::madd16(uv, L::mullo16(wc, dup_even32(w))));
         }
         store_pairs<Traits, Slot, member_kind::packed>(dst, luma, chroma);
     }
