@@ -766,9 +766,38 @@ struct pair_packed_sampler {
 // and the last pixels go through the sampler one pixel at a time.
 template <class Isa, class Traits, int Slot, member_kind Kind = member_kind::packed>
 struct pair_packed_span {
+    static constexpr int unit = 2 * sizeof(typename Traits::sample); // one column
+    static constexpr bool whole_pairs =
+        Kind == member_kind::packed && Slot != 0 && footprint<Slot>::width == 1;
+    static constexpr bool wide_pairs =
+        !whole_pairs && Slot != 0 && !pair_packed<Traits, Slot, Kind>::split_rows;
+
     template <projection P>
     static void run(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
                     const span_coefficients &k);
+
+    // Whole groups of L::n pixels (pixel 0 even) while n allows, dst and
+    // n moved past them. Everything a group calls is inlined here, the
+    // walk included, so that its position stays in registers from group
+    // to group.
+    template <class L, class Walk>
+    __attribute__((flatten)) static void groups(Walk &walk, uint8_t *&dst, int64_t &n,
+                                                const texture_ref &t) {
+        Walk w = walk;
+        alignas(32) int32_t iu[L::n], iv[L::n];
+        for (; n >= L::n; n -= L::n, dst += L::n * unit) {
+            typename L::vi u, v;
+            w.template next<L>(u, v);
+            if constexpr (whole_pairs) {
+                pair_one_column<Traits, Slot>::template pairs<L>(dst, t, u, v);
+            } else {
+                L::store(iu, u);
+                L::store(iv, v);
+                pair_wide<Traits, Slot, Kind>::template pairs<L::n / 4>(dst, t, iu, iv);
+            }
+        }
+        walk = w;
+    }
 };
 
 template <class Isa, class Traits, int Slot, member_kind Kind>
@@ -777,11 +806,8 @@ void pair_packed_span<Isa, Traits, Slot, Kind>::run(const span_rows *line, int32
                                                     const texture_ref *texture,
                                                     const span_coefficients &k) {
     using sampler = pair_packed_sampler<Traits, Slot, Kind>;
-    constexpr int sb = sampler::sample_bytes, unit = 2 * sb;
+    constexpr int sb = sampler::sample_bytes;
     constexpr bool packed = Kind == member_kind::packed;
-    constexpr bool whole_pairs = packed && Slot != 0 && footprint<Slot>::width == 1;
-    constexpr bool wide_pairs =
-        !whole_pairs && Slot != 0 && !pair_packed<Traits, Slot, Kind>::split_rows;
     const texture_ref &t = *texture;
     using walk_type = std::conditional_t<packed, walk<P>, exact_walk<P>>;
     walk_type w(k, x0);
@@ -792,12 +818,12 @@ void pair_packed_span<Isa, Traits, Slot, Kind>::run(const span_rows *line, int32
         if constexpr (!packed) return;
         n = 1;
     }
-    alignas(32) int32_t iu[8], iv[8];
-    auto next = [&]<class L>(L) {
-        typename L::vi u, v;
-        w.template next<L>(u, v);
-        L::store(iu, u);
-        L::store(iv, v);
+    alignas(16) int32_t iu[4], iv[4];
+    auto next_four = [&] {
+        __m128i u, v;
+        w.template next<lanes4>(u, v);
+        _mm_store_si128(reinterpret_cast<__m128i *>(iu), u);
+        _mm_store_si128(reinterpret_cast<__m128i *>(iv), v);
     };
     if (x0 & 1) {
         // Lane 0 of a copy of the walk is pixel x0's position.
@@ -809,26 +835,12 @@ void pair_packed_span<Isa, Traits, Slot, Kind>::run(const span_rows *line, int32
         dst += unit;
         --n;
     }
-    // 4 * N pixels a step (N = 2 only under AVX2).
-    auto groups = [&]<class L>(L) {
-        constexpr int N = L::n / 4;
-        for (; n >= L::n; n -= L::n, dst += L::n * unit) {
-            if constexpr (whole_pairs) {
-                typename L::vi u, v;
-                w.template next<L>(u, v);
-                pair_one_column<Traits, Slot>::template pairs<L>(dst, t, u, v);
-            } else {
-                next(L{});
-                pair_wide<Traits, Slot, Kind>::template pairs<N>(dst, t, iu, iv);
-            }
-        }
-    };
-    if constexpr (whole_pairs || wide_pairs) {
-        if constexpr (Isa::avx2) groups(lanes8{});
-        groups(lanes4{});
-    }
+    // Eight pixels a step under AVX2 (the last 7 or fewer through the
+    // sampler), four under SSE2.
+    if constexpr (whole_pairs || wide_pairs)
+        groups<std::conditional_t<Isa::avx2, lanes8, lanes4>>(w, dst, n, t);
     for (; n >= 2; dst += 4 * unit) {
-        next(lanes4{});
+        next_four();
         sampler::luma_chroma(dst, t, {iu[0], iv[0]});
         sampler::luma(dst + 2 * sb, t, {iu[1], iv[1]});
         if (n >= 4) {
@@ -840,7 +852,7 @@ void pair_packed_span<Isa, Traits, Slot, Kind>::run(const span_rows *line, int32
         n -= 4;
     }
     if (n == 1) {
-        next(lanes4{});
+        next_four();
         sampler::luma_chroma(dst, t, {iu[0], iv[0]});
     }
 }
