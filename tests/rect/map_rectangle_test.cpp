@@ -100,29 +100,6 @@ TEST(RectDraw, KernelCallsStayInsideTheImages) {
     }
 }
 
-TEST(MapRectangle, ClippedSourceStarts) {
-    image src(4, 4), dst(6, 6);
-    for (int i = 0; i < 16; ++i) src.px(i % 4, i / 4)[0] = uint8_t(10 * (i / 4) + i % 4 + 1);
-    dst.fill(255);
-    map_rectangle(&dst.desc, 0, 0, 6, 6, &src.desc, -2, -2, 4, 4, 0, 0, 1);
-    for (int y = 0; y < 6; ++y) {
-        EXPECT_EQ(dst.px(0, y)[0], 255); // left of the source's edge: untouched
-        EXPECT_EQ(dst.px(1, y)[0], 255);
-        for (int x = 2; x < 6; ++x) // above the source: line 0 repeated
-            EXPECT_EQ(dst.px(x, y)[0], src.px(x - 2, y < 2 ? 0 : y - 2)[0]) << x << "," << y;
-    }
-    // Destination partly outside: cut at 0 and at width/height.
-    dst.fill(0);
-    map_rectangle(&dst.desc, -1, 4, 3, 8, &src.desc, 0, 0, 4, 4, 0, 0, 1);
-    EXPECT_EQ(dst.px(0, 4)[0], src.px(1, 0)[0]);
-    EXPECT_EQ(dst.px(2, 5)[0], src.px(3, 1)[0]);
-    EXPECT_EQ(dst.px(3, 5)[0], 0);
-    // A source start past the last line holds that line.
-    map_rectangle(&dst.desc, 0, 0, 2, 6, &src.desc, 0, 9, 2, 15, 0, 0, 1);
-    for (int y = 0; y < 6; ++y) EXPECT_EQ(dst.px(1, y)[0], src.px(1, 3)[0]);
-    EXPECT_TRUE(dst.guards_intact());
-}
-
 struct field_case {
     uint32_t flags;
     int line;     // destination frame line checked
@@ -161,16 +138,6 @@ INSTANTIATE_TEST_SUITE_P(
                       field_case{RECT_SRC_FIELD_TOP | RECT_SRC_FIELD_BOTTOM, 0, 0, 2, 1536},
                       field_case{RECT_SRC_FIELD_BOTTOM, 0, 1, 1, 2048}),
     param_names::printed{});
-
-TEST(MapRectangle, LinePhaseCountsAddressedLines) {
-    image src(1, 1), dst(1, 12);
-    src.fill(200);
-    map_rectangle(&dst.desc, 0, 0, 1, 12, &src.desc, 0, 0, 1, 1, 0, 1, 2);
-    for (int y = 0; y < 12; ++y) EXPECT_EQ(dst.px(0, y)[0], y % 2 == 1 ? 200 : 0) << y;
-    dst.fill(0); // field lines 1, 4 of the top field: frame lines 2, 8
-    map_rectangle(&dst.desc, 0, 0, 1, 12, &src.desc, 0, 0, 1, 1, RECT_DST_FIELD_TOP, -2, 3);
-    for (int y = 0; y < 12; ++y) EXPECT_EQ(dst.px(0, y)[0], y == 2 || y == 8 ? 200 : 0) << y;
-}
 
 // The selection table: whose alpha_mode decides, and the refusals. Columns:
 // source format, alpha kind and mode; destination format, alpha kind and

@@ -177,11 +177,4 @@ const std::vector<family> &family_list() {
     return list;
 }
 
-std::vector<family> pair_families() {
-    std::vector<family> pairs;
-    for (const family &f : family_list())
-        if (f.pairs) pairs.push_back(f);
-    return pairs;
-}
-
 } // namespace span_test

@@ -1,11 +1,9 @@
 // Properties of every slot of every renderer family in every
 // implementation: footprint weights and normalisation on single-texel
-// textures, uniform textures, the 4:2:2 pair walk, clamping and span
-// bounds; the benchmark entry points.
+// textures, uniform textures and span bounds; the benchmark entry points.
 #include <gtest/gtest.h>
 #include <xmmintrin.h>
 
-#include <limits>
 #include <tuple>
 
 #include "diag/span_benchmark.h"
@@ -168,71 +166,10 @@ TEST_P(Slot, UniformTextureAndSpanBounds) {
     }
 }
 
-// The U and V of a pair come from the even pixel's position alone: they
-// do not change with the odd pixel's position, and equal those a one-pixel
-// span at the even pixel writes.
-class PairSlot : public Slot {};
-
-TEST_P(PairSlot, ChromaFollowsTheEvenPixel) {
-    const family &f = Slot::f();
-    std::mt19937 rng(test_seed() + 7);
-    texture t = f.make_texture(30, 20, 4);
-    t.randomise(rng);
-    if (f.sample_bytes == 2)
-        for (size_t i = 1; i < t.bytes.size(); i += 2) t.bytes[i] &= 3; // 10-bit words
-    for (const tables &impl : f.implementations())
-        for (bool persp : {false, true}) {
-            std::vector<uint8_t> chroma;
-            for (float du : {0.0f, 70000.0f, -123456.0f, 300000.0f}) {
-                span_args a = span_args(6, du ? 8 : 7, slot_shape(Slot::slot()), t)
-                                  .steps(du, du * 0.5f, persp ? 0.01f : 0)
-                                  .bases(11 * 65536.0f - 6 * du, 9 * 65536.0f - 3 * du,
-                                         persp ? 1 - 0.06f : 1);
-                guarded_line line = f.line(12);
-                impl.run(Slot::slot(), persp, line, t, a);
-                const uint8_t *pair = line.store.data() + (line.guard + 6) * f.unit;
-                std::vector<uint8_t> uv(pair + f.unit / 2, pair + f.unit);
-                uv.insert(uv.end(), pair + f.unit * 3 / 2, pair + 2 * f.unit);
-                if (chroma.empty()) chroma = uv;
-                ASSERT_EQ(uv, chroma) << impl.name << " persp " << persp << " du " << du;
-            }
-        }
-}
-
-// Below 0 samples as 0, beyond the limit as the limit, NaN as 0 (exact
-// positions from the affine member: w = 1 is inexact through the
-// approximate reciprocal).
-TEST_P(Slot, Clamps) {
-    const family &f = Slot::f();
-    std::mt19937 rng(test_seed());
-    texture t = f.make_texture(20, 16, 0);
-    t.randomise(rng);
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    for (const tables &impl : f.implementations())
-        for (bool persp : {false, true}) {
-            const span_args a(4, 5, slot_shape(Slot::slot()), t);
-            auto sample = [&](float u, float v, bool p) {
-                guarded_line line = f.line(8);
-                impl.run(Slot::slot(), p, line, t, span_args(a).bases(u, v, 1));
-                return line.store;
-            };
-            const auto origin = sample(0, 0, false);
-            EXPECT_EQ(sample(-3e5f, -1e30f, persp), origin) << impl.name << persp;
-            EXPECT_EQ(sample(nan, nan, persp), origin) << impl.name << persp;
-            EXPECT_EQ(sample(1e12f, 1e12f, persp), sample(a.u_max, a.v_max, false)) << impl.name;
-            EXPECT_EQ(sample(-1, a.v_max * 4, persp), sample(0, a.v_max, false)) << impl.name;
-        }
-}
-
 INSTANTIATE_TEST_SUITE_P(AllSlots, Slot,
                          testing::Combine(testing::ValuesIn(family_list()),
                                           testing::Range(0, footprint_count)),
                          param_names::printed{});
-INSTANTIATE_TEST_SUITE_P(AllSlots, PairSlot,
-                         testing::Combine(testing::ValuesIn(pair_families()),
-                                          testing::Range(0, footprint_count)),
-                         param_names::printed{});
-
 // The benchmark entry points print their label and produce what the
 // dispatched table's member of their slot produces.
 TEST(SpanBenchmark, PrintsLabelAndRunsTheSlotsRenderer) {

@@ -198,8 +198,7 @@ inline void PrintTo(const family &f, std::ostream *os) {
     *os << f.name;
 }
 
-// Every family, and the 4:2:2 ones alone.
+// Every family.
 const std::vector<family> &family_list();
-std::vector<family> pair_families();
 
 } // namespace span_test
