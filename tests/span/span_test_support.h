@@ -171,12 +171,9 @@ struct family {
     int sample_bytes; // 1 or 2
     std::vector<tables> (*implementations)();
     bool (*packed)(int slot);
-    // Samples of the single-texel test: four components, or 4:2:2 Y and
-    // its chroma sample.
-    std::array<int32_t, 4> single;
-    // The result for a weighted sum r of weights totalling `total` that
-    // does not wrap (chroma: of a 4:2:2 pair).
-    int64_t (*normalise)(int slot, bool packed, int64_t r, int64_t total, bool chroma);
+    // The texel's first sample (RGBQ's first channel, 4:2:2 Y) in the
+    // single-texel test.
+    int32_t single;
     // Texels (4:2:2: pairs Y0 U Y1 V with Y0 = Y1) that a slot keeps.
     std::vector<uint64_t> (*uniform)(int slot, std::mt19937 &rng);
     // A colour family with a w12b alpha plane (pairs E, F, G): textures
