@@ -269,16 +269,6 @@ TOVREL_AVX2 inline __m256i load2x128(const uint8_t *a, const uint8_t *b) {
         _mm_loadu_si128(reinterpret_cast<const __m128i *>(b)), 1);
 }
 
-// Three taps of 16-bit words picked in lane from a 16-byte window per lane:
-// ctrl_a puts the bytes of taps 0 and 1 of each 32-bit lane into its two
-// words (high bytes zero), ctrl_b tap 2 into its low word; w01 and w2 hold
-// the overlaps (below 2^15) as word pairs. Exact: below 2^31 for bytes.
-TOVREL_AVX2 inline __m256i taps_in_lane(__m256i window, __m256i ctrl_a, __m256i w01, __m256i ctrl_b,
-                                        __m256i w2) {
-    return _mm256_add_epi32(_mm256_madd_epi16(_mm256_shuffle_epi8(window, ctrl_a), w01),
-                            _mm256_madd_epi16(_mm256_shuffle_epi8(window, ctrl_b), w2));
-}
-
 // Whole YUY2 pairs from N source rows without the line buffer: per row the
 // three taps of each pixel's luma and each pair's chroma are overlap-weighted
 // sums of the row's bytes (below 2^21, by multiply-adds), then times the row
@@ -288,78 +278,113 @@ TOVREL_AVX2 inline __m256i taps_in_lane(__m256i window, __m256i ctrl_a, __m256i 
 // pairs 2-3) each read the 16 bytes from the source pair that holds their
 // first column: x_step >= 2731 keeps every tap of weight above 0 inside
 // them (a tap of weight 0 may pick any byte).
+//
+// The two footprint cursors share one vector of 16-bit lanes laid out as the
+// sums come out of the multiply-adds: [luma of pixels 0-3, chroma U0 V0 U1
+// V1 | luma of pixels 4-7, chroma U2 V2 U3 V3]. Steps are below 2^13 and
+// offsets below the step; columns are kept modulo 2^16, which is enough for
+// their differences (a tap's byte in its window, 0..15).
 template <int N>
 TOVREL_AVX2 int32_t direct(uint8_t *out, int32_t pairs, const uint8_t *row, ptrdiff_t pitch,
                            const int32_t *wr, int32_t row_pairs, int32_t *i_io, int32_t *run_io,
                            int32_t x_step) {
     constexpr int B = yuy2_format::bits;
+    constexpr int32_t units = 8 * pixel_units; // eight pixels a step
     const int32_t x2 = 2 * x_step;
     const int32_t col = *i_io, edge = x_step - *run_io;
     const int32_t cedge = x2 - *run_io - ((col & 1) != 0 ? 0 : x_step);
-    const cursor_step yk = cursor_step_of(x_step, pixel_units);
-    const cursor_step ck = cursor_step_of(x2, 2 * pixel_units);
+    const cursor8 y = cursor_at(col, edge,
+                                _mm256_setr_epi32(0, 4096, 8192, 12288, 16384, 20480, 24576, 28672),
+                                x_step),
+                  c = cursor_at(col >> 1, cedge,
+                                _mm256_setr_epi32(0, 0, 8192, 8192, 16384, 16384, 24576, 24576),
+                                x2);
+    const __m256i low16 = _mm256_set1_epi32(0xFFFF);
+    __m256i q = _mm256_packus_epi32(_mm256_and_si256(y.q, low16), _mm256_and_si256(c.q, low16));
+    __m256i r = _mm256_packus_epi32(y.r, c.r);
+    // Per lane: luma words 0-3, chroma words 4-7 of each half.
+    auto lanes = [](int32_t luma, int32_t chroma) __attribute__((target("avx2"))) {
+        const auto l = int16_t(luma), h = int16_t(chroma);
+        return _mm256_setr_epi16(l, l, l, l, h, h, h, h, l, l, l, l, h, h, h, h);
+    };
+    const __m256i step = lanes(x_step, x2),
+                  rest = lanes(pixel_units - x_step, 2 * pixel_units - x2);
+    const __m256i by_less_step = lanes(units % x_step - x_step, units % x2 - x2);
+    const __m256i whole_and_one = lanes(units / x_step + 1, units / x2 + 1);
+    // Tap 0's byte in the window: 2 per column from the window's first pair
+    // for luma, 4 per pair (+1 U, +3 V) for chroma; taps 1 and 2 are one and
+    // two columns on. 0x8000 zeroes the high byte of each word picked.
+    const __m256i per_column = lanes(2, 4);
+    const __m256i first_pair = _mm256_setr_epi8(8, 9, 8, 9, 8, 9, 8, 9, 8, 9, 8, 9, 8, 9, 8, 9, 8,
+                                                9, 8, 9, 8, 9, 8, 9, 8, 9, 8, 9, 8, 9, 8, 9);
+    const __m256i uv = _mm256_setr_epi16(0, 0, 0, 0, 1, 3, 1, 3, 0, 0, 0, 0, 1, 3, 1, 3);
+    const __m256i tap0 = _mm256_add_epi16(uv, _mm256_set1_epi16(int16_t(0x8000)));
+    const __m256i tap1 = _mm256_add_epi16(tap0, per_column);
+    const __m256i tap2 = _mm256_add_epi16(tap1, per_column);
+    // Tap 2 of luma pixel j and of chroma sum j side by side in word pair j.
+    const __m256i side_by_side =
+        _mm256_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15, 0, 1, 8, 9, 2, 3, 10,
+                         11, 4, 5, 12, 13, 6, 7, 14, 15);
+    const __m256i zero = _mm256_setzero_si256();
     __m256i rw[N];
-    for (int r = 0; r < N; ++r) rw[r] = _mm256_set1_epi32(wr[r]);
-    // Luma of pixels 0..7 (lane j), chroma U V of pairs 0, 1 | 2, 3 (the
-    // source pair of pixel 0, 4 is that of its column).
-    cursor8 y = cursor_at(col, edge,
-                          _mm256_setr_epi32(0, 4096, 8192, 12288, 16384, 20480, 24576, 28672),
-                          x_step),
-            c = cursor_at(col >> 1, cedge,
-                          _mm256_setr_epi32(0, 0, 8192, 8192, 16384, 16384, 24576, 24576), x2);
-    const __m256i uv_byte = _mm256_setr_epi32(1, 3, 1, 3, 1, 3, 1, 3);
-    int32_t q = 0;
-    for (; q + 4 <= pairs; q += 4) {
-        // The lanes' first source pairs; lane 1's window ends the furthest.
-        const int32_t p0 = _mm256_cvtsi256_si32(c.q);
-        const int32_t p4 = _mm_cvtsi128_si32(_mm256_extracti128_si256(c.q, 1));
-        if (4 * p4 + 16 > 4 * row_pairs) break;
-        // Bytes of tap 0 in each lane's window, from the source pair of the
-        // lane's first pixel (lane element 0): 2 per column for luma, 4 per
-        // pair (+1 U, +3 V) for chroma.
-        const __m256i cfirst = _mm256_shuffle_epi32(c.q, 0);
-        const __m256i yd = _mm256_sub_epi32(y.q, _mm256_add_epi32(cfirst, cfirst));
-        const __m256i yt0 = _mm256_add_epi32(yd, yd);
-        const __m256i ct0 =
-            _mm256_add_epi32(_mm256_slli_epi32(_mm256_sub_epi32(c.q, cfirst), 2), uv_byte);
-        const taps yt = taps_of(y.r, yk), ct = taps_of(c.r, ck);
-        const __m256i yw01 = _mm256_or_si256(yt.w0, _mm256_slli_epi32(yt.w1, 16)), yw2 = yt.w2;
-        const __m256i cw01 = _mm256_or_si256(ct.w0, _mm256_slli_epi32(ct.w1, 16)), cw2 = ct.w2;
-        // Words: taps 0 and 1 (bytes t0, t0 + step), tap 2 (t0 + 2 step).
-        const __m256i ya = _mm256_add_epi32(_mm256_add_epi32(yt0, _mm256_slli_epi32(yt0, 16)),
-                                            _mm256_set1_epi32(int32_t(0x80028000u)));
-        const __m256i yb = _mm256_add_epi32(yt0, _mm256_set1_epi32(int32_t(0x80808004u)));
-        const __m256i ca = _mm256_add_epi32(_mm256_add_epi32(ct0, _mm256_slli_epi32(ct0, 16)),
-                                            _mm256_set1_epi32(int32_t(0x80048000u)));
-        const __m256i cb = _mm256_add_epi32(ct0, _mm256_set1_epi32(int32_t(0x80808008u)));
-        __m256i ysum = _mm256_setzero_si256(), csum = ysum;
-        for (int r = 0; r < N; ++r) { // unrolled: N is fixed
-            const uint8_t *s = row + r * pitch;
+    for (int k = 0; k < N; ++k) rw[k] = _mm256_set1_epi32(wr[k]);
+    // The windows' first pairs (chroma lanes 0 and 4) as scalar cursors,
+    // off the vectors' latency.
+    const int32_t ck8 = units / x2, cr8 = units % x2;
+    int32_t p0 = _mm256_cvtsi256_si32(c.q), e0 = _mm256_cvtsi256_si32(c.r);
+    int32_t p4 = _mm_cvtsi128_si32(_mm256_extracti128_si256(c.q, 1));
+    int32_t e4 = _mm_cvtsi128_si32(_mm256_extracti128_si256(c.r, 1));
+    int32_t g = 0;
+    for (; 4 * g + 4 <= pairs && 4 * p4 + 16 <= 4 * row_pairs; ++g) {
+        const __m256i t =
+            _mm256_sub_epi16(_mm256_mullo_epi16(q, per_column),
+                             _mm256_slli_epi16(_mm256_shuffle_epi8(q, first_pair), 2));
+        const __m256i a = _mm256_add_epi16(t, tap0), b = _mm256_add_epi16(t, tap1);
+        const __m256i y01 = _mm256_unpacklo_epi16(a, b), c01 = _mm256_unpackhi_epi16(a, b);
+        const __m256i t2 = _mm256_shuffle_epi8(_mm256_add_epi16(t, tap2), side_by_side);
+        const __m256i w0 = _mm256_sub_epi16(step, r);
+        const __m256i past = _mm256_add_epi16(r, rest); // units past the first column
+        const __m256i w1 = _mm256_min_epi16(past, step), w2 = _mm256_sub_epi16(past, w1);
+        const __m256i yw01 = _mm256_unpacklo_epi16(w0, w1), cw01 = _mm256_unpackhi_epi16(w0, w1);
+        const __m256i yw2 = _mm256_unpacklo_epi16(w2, zero), cw2 = _mm256_unpackhi_epi16(zero, w2);
+        __m256i ysum = _mm256_set1_epi32(1 << (B - 1)), csum = _mm256_set1_epi32(1 << B);
+        for (int k = 0; k < N; ++k) { // unrolled: N is fixed
+            const uint8_t *s = row + k * pitch;
             const __m256i win = load2x128(s + 4 * p0, s + 4 * p4);
-            ysum = _mm256_add_epi32(
-                ysum, _mm256_mullo_epi32(taps_in_lane(win, ya, yw01, yb, yw2), rw[r]));
-            csum = _mm256_add_epi32(
-                csum, _mm256_mullo_epi32(taps_in_lane(win, ca, cw01, cb, cw2), rw[r]));
+            const __m256i last = _mm256_shuffle_epi8(win, t2);
+            const __m256i ys =
+                _mm256_add_epi32(_mm256_madd_epi16(_mm256_shuffle_epi8(win, y01), yw01),
+                                 _mm256_madd_epi16(last, yw2));
+            const __m256i cs =
+                _mm256_add_epi32(_mm256_madd_epi16(_mm256_shuffle_epi8(win, c01), cw01),
+                                 _mm256_madd_epi16(last, cw2));
+            ysum = _mm256_add_epi32(ysum, _mm256_mullo_epi32(ys, rw[k]));
+            csum = _mm256_add_epi32(csum, _mm256_mullo_epi32(cs, rw[k]));
         }
-        y = next(y, yk);
-        c = next(c, ck);
+        // Every footprint eight pixels on.
+        const __m256i moved = _mm256_add_epi16(r, by_less_step);
+        const __m256i back = _mm256_srai_epi16(moved, 15); // -1: one column less
+        r = _mm256_add_epi16(moved, _mm256_and_si256(back, step));
+        q = _mm256_add_epi16(_mm256_add_epi16(q, whole_and_one), back);
+        p0 += ck8, e0 += cr8;
+        if (e0 >= x2) e0 -= x2, ++p0;
+        p4 += ck8, e4 += cr8;
+        if (e4 >= x2) e4 -= x2, ++p4;
 
-        // Luma (below 2^9) and chroma (below 2^8) per pixel as Y0 U0 Y1 V0
-        // ...; the low bytes of the words picked are the samples, truncated.
-        const __m256i ys =
-            _mm256_srli_epi32(_mm256_add_epi32(ysum, _mm256_set1_epi32(1 << (B - 1))), B);
-        const __m256i cs =
-            _mm256_srli_epi32(_mm256_add_epi32(csum, _mm256_set1_epi32(1 << B)), B + 1);
-        const __m256i w = _mm256_or_si256(ys, _mm256_slli_epi32(cs, 16));
-        const __m256i low_bytes =
-            _mm256_setr_epi8(0, 2, 4, 6, 8, 10, 12, 14, -1, -1, -1, -1, -1, -1, -1, -1, 0, 2, 4, 6,
-                             8, 10, 12, 14, -1, -1, -1, -1, -1, -1, -1, -1);
-        const __m256i b = _mm256_permute4x64_epi64(_mm256_shuffle_epi8(w, low_bytes), 0x08);
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 4 * q), _mm256_castsi256_si128(b));
+        // Luma (below 2^9) and chroma (below 2^8) as words, then the low
+        // bytes in pixel order Y0 U0 Y1 V0 ... (the samples, truncated).
+        const __m256i w =
+            _mm256_packus_epi32(_mm256_srli_epi32(ysum, B), _mm256_srli_epi32(csum, B + 1));
+        const __m256i order =
+            _mm256_setr_epi8(0, 8, 2, 10, 4, 12, 6, 14, -1, -1, -1, -1, -1, -1, -1, -1, 0, 8, 2, 10,
+                             4, 12, 6, 14, -1, -1, -1, -1, -1, -1, -1, -1);
+        const __m256i bytes = _mm256_permute4x64_epi64(_mm256_shuffle_epi8(w, order), 0x08);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 16 * g), _mm256_castsi256_si128(bytes));
     }
-    *i_io = _mm256_cvtsi256_si32(y.q);
-    *run_io = x_step - _mm256_cvtsi256_si32(y.r);
-    return q;
+    const int32_t moved = edge + units * g;
+    *i_io = col + moved / x_step;
+    *run_io = x_step - moved % x_step;
+    return 4 * g;
 }
 
 } // namespace
