@@ -128,20 +128,11 @@ TEST(MapPolygon, FieldReadTakesOnlyItsLines) {
     }
 }
 
-enum class bend {
-    none,
-    flat,
-    too_many,
-    nan,
-    negative_w,
-    one_point,
-    empty,
-    no_alpha,
-    no_src_alpha,
-    wide,
-    step0,
-    odd_source,
-    odd_pitch
+// The call a refusal row makes, before its change.
+struct call {
+    image_descriptor dd, sd;
+    verts v;
+    int32_t step = 1;
 };
 
 struct refusal {
@@ -149,7 +140,7 @@ struct refusal {
     uint8_t src_format, dst_format;
     uint32_t src_alpha, dst_alpha, flags;
     const char *message; // "" when nothing is reported
-    bend change = bend::none;
+    void (*change)(call &) = [](call &) {};
 };
 
 void PrintTo(const refusal &r, std::ostream *os) {
@@ -160,24 +151,12 @@ class Refusal : public ::testing::TestWithParam<refusal> {};
 TEST_P(Refusal, ReportsOnceAndLeavesTheDestination) {
     const refusal &p = GetParam();
     image src = noise(8, 8, 3, true), dst = uniform(16, 16, background, 77);
-    image_descriptor dd = dst.desc, sd = src.desc;
-    dd.format = p.dst_format, dd.alpha_kind = p.dst_alpha;
-    sd.format = p.src_format, sd.alpha_kind = p.src_alpha;
-    verts v = p.change == bend::flat ? rect(16, 0.2f, 8, 8) : rect(16, 16, 8, 8);
-    if (p.change == bend::too_many) v.resize(31, v[0]);
-    if (p.change == bend::nan) v[2].u = NAN;
-    if (p.change == bend::negative_w) v[1].w = -1;
-    if (p.change == bend::one_point)
-        for (map_vertex &q : v) q.x = q.y = 3;
-    if (p.change == bend::empty) v.clear();
-    if (p.change == bend::no_alpha) dd.alpha = nullptr;
-    if (p.change == bend::no_src_alpha) sd.alpha = nullptr;
-    if (p.change == bend::wide) dd.width = 8193;
-    if (p.change == bend::odd_source) sd.width = 7;
-    if (p.change == bend::odd_pitch) sd.pitch -= 2;
+    call c{dst.desc, src.desc, rect(16, 16, 8, 8)};
+    c.dd.format = p.dst_format, c.dd.alpha_kind = p.dst_alpha;
+    c.sd.format = p.src_format, c.sd.alpha_kind = p.src_alpha;
+    p.change(c);
     rect_test::report_capture reports;
-    map_polygon(&dd, &sd, v.data(), static_cast<int32_t>(v.size()), p.flags, 0,
-                p.change == bend::step0 ? 0 : 1);
+    map_polygon(&c.dd, &c.sd, c.v.data(), static_cast<int32_t>(c.v.size()), p.flags, 0, c.step);
     EXPECT_EQ(reports.all(), p.message);
     EXPECT_TRUE(dst.guards_intact());
     for (int i = 0; i < 256; ++i)
@@ -200,33 +179,38 @@ const refusal refusals[] = {
     {"word_into_rgbq", word, rgbq, 0, 0, 0,
      "map_polygon: a word texture needs a word destination\n"},
     {"no_source_alpha_plane", rgbq, rgbq, a, 0, 0, "map_polygon: the source has no alpha plane\n",
-     bend::no_src_alpha},
+     [](call &c) { c.sd.alpha = nullptr; }},
     {"yuvq", 4, rgbq, 0, 0, 0, "source texture is not supported.\n"},
-    {"crosses_no_line", rgbq, rgbq, 0, 0, tile, "", bend::flat},
-    {"no_vertices", rgbq, rgbq, 0, 0, tile, "", bend::empty},
+    {"crosses_no_line", rgbq, rgbq, 0, 0, tile, "", [](call &c) { c.v = rect(16, 0.2f, 8, 8); }},
+    {"no_vertices", rgbq, rgbq, 0, 0, tile, "", [](call &c) { c.v.clear(); }},
     {"w210_odd_width", w210, w210, 0, 0, 0, "map_polygon: a 4:2:2 source needs an even width\n",
-     bend::odd_source},
+     [](call &c) { c.sd.width = 7; }},
     {"w210_pitch_off_texels", w210, w210, 0, 0, 0,
-     "map_polygon: the source pitch must be a multiple of 4 bytes\n", bend::odd_pitch},
+     "map_polygon: the source pitch must be a multiple of 4 bytes\n",
+     [](call &c) { c.sd.pitch -= 2; }},
     {"into_yuy2", rgbq, yuy2, 0, 0, 0, "map_polygon: an RGBQ texture needs an RGBQ destination\n"},
     {"s16x4a_into_rgbq", 10, rgbq, 0, 0, 0,
      "map_polygon: an S16X4A texture needs an S16X4A or S16X4 destination\n"},
     {"s16x4_into_word", 11, word, 0, 0, tile,
      "map_polygon: an S16X4 texture needs an S16X4A or S16X4 destination\n"},
-    {"line_step", rgbq, rgbq, 0, 0, 0, "map_polygon: line_step must be at least 1\n", bend::step0},
+    {"line_step", rgbq, rgbq, 0, 0, 0, "map_polygon: line_step must be at least 1\n",
+     [](call &c) { c.step = 0; }},
     {"too_many", rgbq, rgbq, 0, 0, 0, "map_polygon: at most 30 vertices are supported\n",
-     bend::too_many},
-    {"nan", rgbq, rgbq, 0, 0, 0, "map_polygon: a vertex value is not finite\n", bend::nan},
+     [](call &c) { c.v.resize(31, c.v[0]); }},
+    {"nan", rgbq, rgbq, 0, 0, 0, "map_polygon: a vertex value is not finite\n",
+     [](call &c) { c.v[2].u = NAN; }},
     {"negative_w", rgbq, rgbq, 0, 0, 0, "map_polygon: perspective weights must be positive\n",
-     bend::negative_w},
+     [](call &c) { c.v[1].w = -1; }},
     {"one_point", rgbq, rgbq, 0, 0, 0, "map_polygon: all vertices lie on one point\n",
-     bend::one_point},
+     [](call &c) {
+         c.v.assign(4, map_vertex{0, 0, 1, 3, 3});
+     }},
     {"no_alpha_plane", rgbq, rgbq, 0, a, 0, "map_polygon: the destination has no alpha plane\n",
-     bend::no_alpha},
+     [](call &c) { c.dd.alpha = nullptr; }},
     {"wider_than_line_buffer", rgbq, rgbq, 0, 0, MAP_EDGE_AA,
      "map_polygon: the destination is wider than the line buffer (8192 "
      "pixels)\n",
-     bend::wide}};
+     [](call &c) { c.dd.width = 8193; }}};
 INSTANTIATE_TEST_SUITE_P(Cases, Refusal, ::testing::ValuesIn(refusals),
                          [](const auto &i) { return std::string(i.param.name); });
 

@@ -123,12 +123,6 @@ struct guarded_line {
         rows.pixels = store.data() + guard * unit;
         if (alpha) rows.alpha = reinterpret_cast<uint16_t *>(alpha_store.data() + guard * 2);
     }
-    // Pixel x's unit, little-endian.
-    uint64_t at(int32_t x) const {
-        uint64_t v = 0;
-        std::memcpy(&v, &store[size_t(x + guard) * size_t(unit)], size_t(unit));
-        return v;
-    }
     bool writes(int64_t byte, int32_t first, int32_t last) const {
         const int64_t x = byte / unit - guard, half = (byte % unit) * 2 / unit;
         if (x < first || x >= last)
