@@ -41,6 +41,15 @@ struct image {
         fill(0);
         fill_alpha(0);
     }
+    // A copy draws into its own bytes.
+    image(const image &o)
+        : w(o.w), h(o.h), bpp(o.bpp), pitch(o.pitch), alpha_pitch(o.alpha_pitch), bytes(o.bytes),
+          alpha(o.alpha), desc(o.desc) {
+        desc.pixels = bytes.data() + guard_bytes;
+        if (!alpha.empty()) desc.alpha = alpha.data() + guard_bytes / 2;
+    }
+    image &operator=(const image &) = delete;
+    bool operator==(const image &o) const { return bytes == o.bytes && alpha == o.alpha; }
     uint8_t *px(int32_t x, int32_t y) { return bytes.data() + guard_bytes + y * pitch + bpp * x; }
     uint16_t &a(int32_t x, int32_t y) { return alpha[guard_bytes / 2 + y * (alpha_pitch / 2) + x]; }
     // Component c of pixel (x, y): RGBQ and yuvq bytes; for YUY2 and W210

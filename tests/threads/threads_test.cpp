@@ -15,47 +15,19 @@
 #include <thread>
 #include <vector>
 
+#include "rect/rect_test_util.h"
+
 namespace {
 
-// An image in owned memory: lines of `width * bytes_per_pixel` bytes plus
-// `padding`, an optional w12b plane, seeded random contents (alpha within
-// 0..4096).
-struct owned_image {
-    image_descriptor desc{};
-    std::vector<uint8_t> pixels;
-    std::vector<uint16_t> alpha;
+using rect_test::image;
 
-    owned_image(uint8_t format, int32_t width, int32_t height, int32_t bytes_per_pixel,
-                bool with_alpha, uint32_t seed, int32_t padding = 12) {
-        const int32_t pitch = width * bytes_per_pixel + padding;
-        pixels.resize(static_cast<size_t>(pitch) * height);
-        std::mt19937 rng(seed);
-        for (auto &b : pixels) b = static_cast<uint8_t>(rng());
-        desc.width = width;
-        desc.height = height;
-        desc.format = format;
-        desc.alpha_mode = TOVREL_ALPHA_STRAIGHT;
-        desc.pixels = pixels.data();
-        desc.pitch = pitch;
-        if (with_alpha) {
-            alpha.resize(static_cast<size_t>(width) * height);
-            for (auto &a : alpha) a = static_cast<uint16_t>(rng() % 4097);
-            desc.alpha_kind = TOVREL_ALPHA_W12B;
-            desc.alpha = alpha.data();
-            desc.alpha_pitch = width * 2;
-        }
-    }
-    owned_image(const owned_image &other)
-        : desc(other.desc), pixels(other.pixels), alpha(other.alpha) {
-        desc.pixels = pixels.data();
-        desc.alpha = alpha.empty() ? nullptr : alpha.data();
-    }
-    owned_image &operator=(const owned_image &) = delete;
-
-    bool operator==(const owned_image &other) const {
-        return pixels == other.pixels && alpha == other.alpha;
-    }
-};
+// An image of seeded random contents (alpha within 0..4096).
+image random_image(uint8_t format, int32_t width, int32_t height, bool alpha, uint32_t seed) {
+    image im(width, height, alpha, format);
+    std::mt19937 rng(seed);
+    im.randomize(rng);
+    return im;
+}
 
 // Runs body(k) for k = 0..n-1 on n threads released together, so that the
 // calls overlap as much as the machine allows.
@@ -109,15 +81,15 @@ TEST_P(ThreadedLineShares, MatchOneCall) {
     const int32_t size[3][4] = {{101, 77, 157, 103}, {53, 41, 131, 97}, {36, 30, 120, 90}};
     const int32_t *s = size[c.kind];
     const uint32_t seed = 11 + 10 * uint32_t(c.kind);
-    owned_image src(TOVREL_FORMAT_RGBQ, s[0], s[1], 4, c.opts & src_alpha, seed);
-    owned_image right(TOVREL_FORMAT_RGBQ, s[0], s[1], 4, false, seed + 2);
-    owned_image initial(TOVREL_FORMAT_RGBQ, s[2], s[3], 4, c.opts & dst_alpha, seed + 1);
+    image src = random_image(TOVREL_FORMAT_RGBQ, s[0], s[1], c.opts & src_alpha, seed);
+    image right = random_image(TOVREL_FORMAT_RGBQ, s[0], s[1], false, seed + 2);
+    image initial = random_image(TOVREL_FORMAT_RGBQ, s[2], s[3], c.opts & dst_alpha, seed + 1);
     src.desc.alpha_mode = initial.desc.alpha_mode =
         c.opts & premul ? TOVREL_ALPHA_PREMULTIPLIED : TOVREL_ALPHA_STRAIGHT;
     right.desc.origin_x = s[0];
     const image_descriptor *sources[2] = {&src.desc, &right.desc};
     const std::vector<map_vertex> v = pentagon(c.opts & persp);
-    auto draw = [&](owned_image &dst, int32_t phase, int32_t period) {
+    auto draw = [&](image &dst, int32_t phase, int32_t period) {
         const float *d = c.dst, *r = c.src;
         if (c.kind == polygon)
             map_polygon(&dst.desc, &src.desc, v.data(), 5, c.flags, phase, period);
@@ -128,16 +100,16 @@ TEST_P(ThreadedLineShares, MatchOneCall) {
             multisrc_map_rectangle(&dst.desc, d[0], d[1], d[2], d[3], sources, 2, r[0], r[1], r[2],
                                    r[3], c.flags, phase, period);
     };
-    owned_image whole(initial);
+    image whole(initial);
     draw(whole, 0, 1);
     ASSERT_FALSE(whole == initial) << "the single call drew nothing";
 
-    owned_image shared(initial);
+    image shared(initial);
     const int n = c.threads;
     // Odd polygon threads name their phase one period below zero: the same lines.
     run_together(n, [&](int k) { draw(shared, c.kind == polygon && k % 2 ? k - n : k, n); });
-    EXPECT_TRUE(shared.pixels == whole.pixels);
-    EXPECT_TRUE(shared.alpha == whole.alpha);
+    EXPECT_TRUE(shared == whole);
+    EXPECT_TRUE(shared.guards_intact());
 }
 
 // clang-format off
@@ -180,10 +152,10 @@ TEST(ThreadedReports, ConcurrentRefusalsArriveWhole) {
     // Format code 5 names no format; RGBQ into RGBQ without alpha cannot
     // be tiled. Both polygons cross destination lines and the rectangle is
     // not empty, so every call reaches its format check.
-    owned_image odd_src(5, 16, 16, 8, false, 1);
-    const owned_image rgbq_src(TOVREL_FORMAT_RGBQ, 16, 16, 4, false, 2);
-    const owned_image initial(TOVREL_FORMAT_RGBQ, 40, 30, 4, false, 3);
-    std::vector<owned_image> dst(threads, initial);
+    image odd_src = random_image(5, 16, 16, false, 1);
+    const image rgbq_src = random_image(TOVREL_FORMAT_RGBQ, 16, 16, false, 2);
+    const image initial = random_image(TOVREL_FORMAT_RGBQ, 40, 30, false, 3);
+    std::vector<image> dst(threads, initial);
     const map_vertex quad[4] = {
         {0, 0, 1, 2, 2}, {16, 0, 1, 30, 2}, {16, 16, 1, 30, 25}, {0, 16, 1, 2, 25}};
 
