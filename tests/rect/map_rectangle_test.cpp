@@ -1,5 +1,5 @@
-// map_rectangle's driver: steps, clipping, fields, line phase, the kernel
-// contract, the selection table and refusals.
+// map_rectangle's driver: steps, fields, the kernel contract and the
+// refusals (the selection table's among them).
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -13,12 +13,11 @@ namespace {
 using rect_test::image;
 using namespace tovrel;
 
-rect_geometry setup(int32_t dw, int32_t dh, int32_t sw, int32_t sh, rect_coords c,
-                    uint32_t flags = 0, rect_setup_status expect = rect_setup_status::draw) {
+rect_geometry setup(int32_t dw, int32_t dh, int32_t sw, int32_t sh, rect_coords c) {
     image_descriptor dst{}, src{};
     dst.width = dw, dst.height = dh, src.width = sw, src.height = sh;
     rect_geometry g{};
-    EXPECT_EQ(rect_setup(dst, src, c, flags, &g), expect);
+    EXPECT_EQ(rect_setup(dst, src, c, 0, &g), rect_setup_status::draw);
     return g;
 }
 

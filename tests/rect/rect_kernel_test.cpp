@@ -1,4 +1,5 @@
-// Pixel arithmetic of the RGBQ kernels, end to end through map_rectangle.
+// Pixel rules of the rectangle kernels (RGBQ and 4:2:2), end to end through
+// map_rectangle, and the 4:2:2 refusals.
 #include <gtest/gtest.h>
 
 #include <tuple>
