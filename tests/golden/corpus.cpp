@@ -322,19 +322,17 @@ void describe_call(std::string &s, const call_input &c) {
 // that renders the plane) draws the slot with a packed member: its
 // positions then come through the processor's approximate reciprocal.
 bool packed_member(const image_descriptor &src, int32_t slot) {
+    // By format code; S16X4A / S16X4 have double-precision members only.
+    bool (*const packed[])(int32_t) = {nullptr,
+                                       tovrel::rgbq_slot_is_packed,
+                                       tovrel::yuy2_slot_is_packed,
+                                       tovrel::word_slot_is_packed,
+                                       nullptr,
+                                       nullptr,
+                                       tovrel::w210_slot_is_packed};
+    if (src.format >= std::size(packed) || !packed[src.format]) return false;
     const bool plane = src.alpha_kind == TOVREL_ALPHA_W12B && tovrel::word_slot_is_packed(slot);
-    switch (src.format) {
-    case TOVREL_FORMAT_RGBQ:
-        return plane || tovrel::rgbq_slot_is_packed(slot);
-    case TOVREL_FORMAT_YUY2:
-        return plane || tovrel::yuy2_slot_is_packed(slot);
-    case TOVREL_FORMAT_W210:
-        return plane || tovrel::w210_slot_is_packed(slot);
-    case TOVREL_FORMAT_WORD:
-        return tovrel::word_slot_is_packed(slot);
-    default:
-        return false; // S16X4A / S16X4: double-precision members only
-    }
+    return plane || packed[src.format](slot);
 }
 
 void discard_sink(const char *, void *) {}

@@ -1,9 +1,8 @@
-// map_polygon end to end: sample placement, footprints, fields,
-// perspective, anti-aliased edges through every writer role, and refusals.
+// map_polygon end to end: copies and halvings, footprint thresholds, field
+// reads and refusals.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstring>
 #include <memory>
@@ -13,13 +12,11 @@
 
 #include "param_names.h"
 #include "polygon/polygon_call.h"
-#include "polygon_probe.h"
 #include "rect/rect_test_util.h"
 
 namespace {
 
 using rect_test::image;
-using tovrel::test::exact_cover;
 using verts = std::vector<map_vertex>;
 
 constexpr uint32_t background = 0x10305070u;
@@ -47,53 +44,31 @@ image noise(int w, int h, unsigned seed, bool alpha = false) {
     return im;
 }
 
-// The whole destination onto [du, du + su) x [dv, dv + sv) of the source.
-verts rect(float w, float h, float su, float sv, float du = 0, float dv = 0) {
-    return {{du, dv, 1, 0, 0},
-            {su + du, dv, 1, w, 0},
-            {su + du, sv + dv, 1, w, h},
-            {du, sv + dv, 1, 0, h}};
+// The whole w x h destination onto [0, su) x [0, sv) of the source.
+verts rect(float w, float h, float su, float sv) {
+    return {{0, 0, 1, 0, 0}, {su, 0, 1, w, 0}, {su, sv, 1, w, h}, {0, sv, 1, 0, h}};
 }
 
-void draw(const image_descriptor &dd, image &src, const verts &v, uint32_t flags = 0) {
-    map_polygon(&dd, &src.desc, v.data(), static_cast<int32_t>(v.size()), flags, 0, 1);
-}
 void draw(image &dst, image &src, const verts &v, uint32_t flags = 0) {
-    draw(dst.desc, src, v, flags);
+    map_polygon(&dst.desc, &src.desc, v.data(), static_cast<int32_t>(v.size()), flags, 0, 1);
     EXPECT_TRUE(dst.guards_intact());
 }
 
-// Slot 1 at texel (cu, cv) with 7-bit fractions.
-int bilinear(image &t, int cu, int cv, int fu, int fv, int c) {
-    const int r0 = (128 - fu) * t.get(cu, cv, c) + fu * t.get(cu + 1, cv, c);
-    const int r1 = (128 - fu) * t.get(cu, cv + 1, c) + fu * t.get(cu + 1, cv + 1, c);
-    return ((128 - fv) * r0 + fv * r1 + 8192) >> 14;
-}
-
-// Whole-destination rectangles: the identity copies (the 120/65536 margin
-// clamps the last column and row to fraction 127), a half-pixel shift gives
-// rounded means of neighbours, halving rounded means of 2 x 2 texels.
-TEST(MapPolygon, AxisAlignedRectangles) {
-    image small = noise(19, 13, 7), src = noise(32, 24, 5);
-    image copy(19, 13), shift(15, 8), half(16, 12);
-    draw(copy, small, rect(19, 13, 19, 13));
-    draw(shift, src, rect(15, 8, 15, 8, 0.5f, 0));
+// The identity copies each texel (the last column and row clamp to
+// fraction 127: not checked); halving gives rounded means of 2 x 2 texels.
+TEST(MapPolygon, CopyAndHalving) {
+    image src = noise(32, 24, 5), copy(32, 24), half(16, 12);
+    draw(copy, src, rect(32, 24, 32, 24));
     draw(half, src, rect(16, 12, 32, 24));
-    for (int y = 0; y < 13; ++y)
-        for (int x = 0; x < 19; ++x)
-            for (int c = 0; c < 4; ++c) {
-                ASSERT_EQ(copy.get(x, y, c), bilinear(small, std::min(x, 17), std::min(y, 11),
-                                                      x == 18 ? 127 : 0, y == 12 ? 127 : 0, c))
-                    << x << "," << y;
-                if (x < 15 && y < 8) {
-                    ASSERT_EQ(shift.get(x, y, c), bilinear(src, x, y, 64, 0, c)) << x << "," << y;
-                }
-                if (x < 15 && y < 11) {
-                    const int sum = src.get(2 * x, 2 * y, c) + src.get(2 * x + 1, 2 * y, c) +
-                                    src.get(2 * x, 2 * y + 1, c) + src.get(2 * x + 1, 2 * y + 1, c);
-                    ASSERT_EQ(half.get(x, y, c), int(sum + 2) >> 2) << x << "," << y;
-                }
-            }
+    for (int i = 0; i < 31 * 23 * 4; ++i) {
+        const int x = i / 4 % 31, y = i / 4 / 31, c = i % 4;
+        ASSERT_EQ(copy.get(x, y, c), src.get(x, y, c)) << x << "," << y;
+        if (x < 15 && y < 11) {
+            const int sum = src.get(2 * x, 2 * y, c) + src.get(2 * x + 1, 2 * y, c) +
+                            src.get(2 * x, 2 * y + 1, c) + src.get(2 * x + 1, 2 * y + 1, c);
+            ASSERT_EQ(half.get(x, y, c), int(sum + 2) >> 2) << x << "," << y;
+        }
+    }
 }
 
 // u = rh x, v = rv y on a chord along x from the last vertex; `turned` maps
@@ -153,132 +128,11 @@ TEST(MapPolygon, FieldReadTakesOnlyItsLines) {
     }
 }
 
-TEST(MapPolygon, PerspectiveFollowsTheProjectedTexture) {
-    // Texel value 4 * column: the output is 4 * (u - 0.5) at each pixel's u,
-    // the screen barycentrics weighted by w.
-    image src(64, 4), dst(40, 30);
-    for (int i = 0; i < 256; ++i) put(src, i % 64, i / 64, static_cast<uint32_t>(4 * (i % 64)));
-    const verts v = {{1, 1, 1.0f, 2, 2}, {60, 1, 0.25f, 38, 5}, {30, 2, 0.5f, 9, 28}};
-    draw(dst, src, v);
-    auto edge = [&](int i, double x, double y) {
-        const map_vertex &a = v[(i + 1) % 3], &b = v[(i + 2) % 3];
-        return (b.x - a.x) * (y - a.y) - (b.y - a.y) * (x - a.x);
-    };
-    for (int y = 0; y < 30; ++y)
-        for (int x = 0; x < 40; ++x) {
-            double l[3], sum = 0, num = 0, den = 0;
-            for (int i = 0; i < 3; ++i) sum += l[i] = edge(i, x + 0.5, y + 0.5);
-            for (int i = 0; i < 3; ++i) l[i] /= sum;
-            if (std::min({l[0], l[1], l[2]}) < 0.02) continue; // outside or on an edge
-            for (int i = 0; i < 3; ++i) num += l[i] * v[i].u * v[i].w, den += l[i] * v[i].w;
-            ASSERT_NEAR(dst.get(x, y, 0), 4 * (num / den - 0.5), 2.0) << x << "," << y;
-        }
-}
-
-const verts slanted = {
-    {0, 0, 1, 2.3f, 1}, {4, 0, 1, 21.8f, 5}, {4, 4, 1, 15.2f, 18}, {0, 4, 1, 1.6f, 12}};
-
-// Anti-aliased edges through the writer of every role an opaque texture
-// reaches: over a background without alpha they blend by the area covered;
-// into an alpha plane (transparent) the alpha is the area, straight colour
-// stays the texel and premultiplied colour is scaled by it; two tiled
-// halves (premultiplied or straight) add up to the same. In 4:2:2 luma
-// blends by its own pixel's area, U and V by the mean of the pair's two
-// areas, and tiled chroma accumulates around its zero (128, 512).
-struct format_case {
-    const char *name;
-    uint8_t format;
-    int scale; // 4 for 10-bit values
-    std::array<int, 4> tex, back;
-};
-void PrintTo(const format_case &c, std::ostream *os) {
-    *os << c.name;
-}
-class Edges : public ::testing::TestWithParam<format_case> {};
-const format_case formats[] = {
-    {"rgbq", TOVREL_FORMAT_RGBQ, 1, {0x20, 0x40, 0xC0, 0x80}, {0x70, 0x50, 0x30, 0x10}},
-    {"yuy2", TOVREL_FORMAT_YUY2, 1, {200, 60, 170}, {30, 150, 90}},
-    {"w210", TOVREL_FORMAT_W210, 4, {800, 240, 680}, {120, 600, 360}}};
-
-// A w x h image of the case's format whose every pixel (4:2:2: every pair,
-// Y U V) holds `v`.
-image filled(const format_case &p, const std::array<int, 4> &v, int w, int h, bool alpha) {
-    image im(w, h, alpha, p.format);
-    const int n = p.format == TOVREL_FORMAT_RGBQ ? 4 : 3;
-    for (int i = 0; i < w * h * n; ++i)
-        im.set(i / n % w, i / n / w, i % n, uint32_t(v[size_t(i % n)]));
-    return im;
-}
-
-TEST_P(Edges, BlendByArea) {
-    const format_case &p = GetParam();
-    const bool pairs = p.format != TOVREL_FORMAT_RGBQ;
-    const int k = p.scale, zero = pairs ? 128 * k : 0, components = pairs ? 3 : 4;
-    image src = filled(p, p.tex, 4, 4, false);
-    for (int mode : {-1, 1, 0, 2, 3}) { // none, straight, premul, tiled premul, tiled straight
-        const bool tiled = mode >= 2;
-        image dst =
-            filled(p, mode < 0 ? p.back : std::array{0, zero, zero, zero}, 24, 20, mode >= 0);
-        dst.desc.alpha_mode =
-            mode == 1 || mode == 3 ? TOVREL_ALPHA_STRAIGHT : TOVREL_ALPHA_PREMULTIPLIED;
-        const uint32_t flags = MAP_EDGE_AA | (tiled ? MAP_TILE : 0u);
-        if (tiled) {
-            draw(dst, src, {slanted[0], slanted[1], slanted[2]}, flags);
-            draw(dst, src, {slanted[0], slanted[2], slanted[3]}, flags);
-        } else {
-            draw(dst, src, slanted, flags);
-        }
-        for (int i = 0; i < 24 * 20; ++i) {
-            const int x = i % 24, y = i / 24, x0 = x & ~1;
-            const int a = mode >= 0 ? dst.a(x, y) : 0;
-            const double area = exact_cover(slanted, x, y) / 4096.0;
-            const std::string at =
-                std::to_string(x) + "," + std::to_string(y) + " mode " + std::to_string(mode);
-            if (mode >= 0) {
-                ASSERT_NEAR(a, area * 4096, tiled ? 4 : 3) << at;
-            }
-            for (int c = 0; c < components; ++c) {
-                const bool chroma = pairs && c > 0;
-                const double cover =
-                    chroma
-                        ? (exact_cover(slanted, x0, y) + exact_cover(slanted, x0 + 1, y)) / 8192.0
-                        : area;
-                const int t = p.tex[size_t(c)], z = chroma ? zero : 0;
-                const int a0 = mode < 0 ? 0 : dst.a(x0, y), a1 = mode < 0 ? 0 : dst.a(x0 + 1, y);
-                const int sum = chroma ? a0 + a1 : 2 * a;
-                const bool covered = chroma ? std::min(a0, a1) > 0 : a > 0;
-                const int64_t got = dst.get(x, y, c);
-                if (mode < 0) {
-                    ASSERT_NEAR(got, t * cover + p.back[size_t(c)] * (1 - cover), 1.5 * k)
-                        << at << " c " << c;
-                } else if (mode == 2) {
-                    ASSERT_NEAR(got, z + (t - z) * cover, 2.0 * k) << at << " c " << c;
-                } else if (mode == 0 && covered) {
-                    ASSERT_EQ(got, (t * sum) >> 13) << at << " c " << c;
-                } else if (covered) {
-                    ASSERT_EQ(got, t) << at << " c " << c;
-                }
-            }
-        }
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Formats, Edges, ::testing::ValuesIn(formats), param_names::printed{});
-
-enum class bend {
-    none,
-    flat,
-    too_many,
-    nan,
-    negative_w,
-    one_point,
-    empty,
-    no_alpha,
-    no_src_alpha,
-    wide,
-    step0,
-    odd_source,
-    odd_pitch
+// The call a refusal row makes, before its change.
+struct call {
+    image_descriptor dd, sd;
+    verts v;
+    int32_t step = 1;
 };
 
 struct refusal {
@@ -286,7 +140,7 @@ struct refusal {
     uint8_t src_format, dst_format;
     uint32_t src_alpha, dst_alpha, flags;
     const char *message; // "" when nothing is reported
-    bend change = bend::none;
+    void (*change)(call &) = [](call &) {};
 };
 
 void PrintTo(const refusal &r, std::ostream *os) {
@@ -297,24 +151,12 @@ class Refusal : public ::testing::TestWithParam<refusal> {};
 TEST_P(Refusal, ReportsOnceAndLeavesTheDestination) {
     const refusal &p = GetParam();
     image src = noise(8, 8, 3, true), dst = uniform(16, 16, background, 77);
-    image_descriptor dd = dst.desc, sd = src.desc;
-    dd.format = p.dst_format, dd.alpha_kind = p.dst_alpha;
-    sd.format = p.src_format, sd.alpha_kind = p.src_alpha;
-    verts v = p.change == bend::flat ? rect(16, 0.2f, 8, 8) : rect(16, 16, 8, 8);
-    if (p.change == bend::too_many) v.resize(31, v[0]);
-    if (p.change == bend::nan) v[2].u = NAN;
-    if (p.change == bend::negative_w) v[1].w = -1;
-    if (p.change == bend::one_point)
-        for (map_vertex &q : v) q.x = q.y = 3;
-    if (p.change == bend::empty) v.clear();
-    if (p.change == bend::no_alpha) dd.alpha = nullptr;
-    if (p.change == bend::no_src_alpha) sd.alpha = nullptr;
-    if (p.change == bend::wide) dd.width = 8193;
-    if (p.change == bend::odd_source) sd.width = 7;
-    if (p.change == bend::odd_pitch) sd.pitch -= 2;
+    call c{dst.desc, src.desc, rect(16, 16, 8, 8)};
+    c.dd.format = p.dst_format, c.dd.alpha_kind = p.dst_alpha;
+    c.sd.format = p.src_format, c.sd.alpha_kind = p.src_alpha;
+    p.change(c);
     rect_test::report_capture reports;
-    map_polygon(&dd, &sd, v.data(), static_cast<int32_t>(v.size()), p.flags, 0,
-                p.change == bend::step0 ? 0 : 1);
+    map_polygon(&c.dd, &c.sd, c.v.data(), static_cast<int32_t>(c.v.size()), p.flags, 0, c.step);
     EXPECT_EQ(reports.all(), p.message);
     EXPECT_TRUE(dst.guards_intact());
     for (int i = 0; i < 256; ++i)
@@ -337,33 +179,38 @@ const refusal refusals[] = {
     {"word_into_rgbq", word, rgbq, 0, 0, 0,
      "map_polygon: a word texture needs a word destination\n"},
     {"no_source_alpha_plane", rgbq, rgbq, a, 0, 0, "map_polygon: the source has no alpha plane\n",
-     bend::no_src_alpha},
+     [](call &c) { c.sd.alpha = nullptr; }},
     {"yuvq", 4, rgbq, 0, 0, 0, "source texture is not supported.\n"},
-    {"crosses_no_line", rgbq, rgbq, 0, 0, tile, "", bend::flat},
-    {"no_vertices", rgbq, rgbq, 0, 0, tile, "", bend::empty},
+    {"crosses_no_line", rgbq, rgbq, 0, 0, tile, "", [](call &c) { c.v = rect(16, 0.2f, 8, 8); }},
+    {"no_vertices", rgbq, rgbq, 0, 0, tile, "", [](call &c) { c.v.clear(); }},
     {"w210_odd_width", w210, w210, 0, 0, 0, "map_polygon: a 4:2:2 source needs an even width\n",
-     bend::odd_source},
+     [](call &c) { c.sd.width = 7; }},
     {"w210_pitch_off_texels", w210, w210, 0, 0, 0,
-     "map_polygon: the source pitch must be a multiple of 4 bytes\n", bend::odd_pitch},
+     "map_polygon: the source pitch must be a multiple of 4 bytes\n",
+     [](call &c) { c.sd.pitch -= 2; }},
     {"into_yuy2", rgbq, yuy2, 0, 0, 0, "map_polygon: an RGBQ texture needs an RGBQ destination\n"},
     {"s16x4a_into_rgbq", 10, rgbq, 0, 0, 0,
      "map_polygon: an S16X4A texture needs an S16X4A or S16X4 destination\n"},
     {"s16x4_into_word", 11, word, 0, 0, tile,
      "map_polygon: an S16X4 texture needs an S16X4A or S16X4 destination\n"},
-    {"line_step", rgbq, rgbq, 0, 0, 0, "map_polygon: line_step must be at least 1\n", bend::step0},
+    {"line_step", rgbq, rgbq, 0, 0, 0, "map_polygon: line_step must be at least 1\n",
+     [](call &c) { c.step = 0; }},
     {"too_many", rgbq, rgbq, 0, 0, 0, "map_polygon: at most 30 vertices are supported\n",
-     bend::too_many},
-    {"nan", rgbq, rgbq, 0, 0, 0, "map_polygon: a vertex value is not finite\n", bend::nan},
+     [](call &c) { c.v.resize(31, c.v[0]); }},
+    {"nan", rgbq, rgbq, 0, 0, 0, "map_polygon: a vertex value is not finite\n",
+     [](call &c) { c.v[2].u = NAN; }},
     {"negative_w", rgbq, rgbq, 0, 0, 0, "map_polygon: perspective weights must be positive\n",
-     bend::negative_w},
+     [](call &c) { c.v[1].w = -1; }},
     {"one_point", rgbq, rgbq, 0, 0, 0, "map_polygon: all vertices lie on one point\n",
-     bend::one_point},
+     [](call &c) {
+         c.v.assign(4, map_vertex{0, 0, 1, 3, 3});
+     }},
     {"no_alpha_plane", rgbq, rgbq, 0, a, 0, "map_polygon: the destination has no alpha plane\n",
-     bend::no_alpha},
+     [](call &c) { c.dd.alpha = nullptr; }},
     {"wider_than_line_buffer", rgbq, rgbq, 0, 0, MAP_EDGE_AA,
      "map_polygon: the destination is wider than the line buffer (8192 "
      "pixels)\n",
-     bend::wide}};
+     [](call &c) { c.dd.width = 8193; }}};
 INSTANTIATE_TEST_SUITE_P(Cases, Refusal, ::testing::ValuesIn(refusals),
                          [](const auto &i) { return std::string(i.param.name); });
 

@@ -1,4 +1,5 @@
-// Pixel arithmetic of the RGBQ kernels, end to end through map_rectangle.
+// Pixel rules of the rectangle kernels (RGBQ and 4:2:2), end to end through
+// map_rectangle, and the 4:2:2 refusals.
 #include <gtest/gtest.h>
 
 #include <tuple>
@@ -154,20 +155,12 @@ constexpr uint8_t S = TOVREL_ALPHA_STRAIGHT, P = TOVREL_ALPHA_PREMULTIPLIED;
 const alpha_case alpha_cases[] = {
     // Division by the new alpha undoes the coverage over a transparent pixel.
     {"to_alpha_straight_half", 0, 3, S, 0, 0.5f, 0, 0, 180, 9, 180, 2048},
-    {"to_alpha_straight_half_over_opaque", 0, 3, S, 0, 0.5f, 0, 4096, 180, 20, 100, 4096},
     {"to_alpha_premul_half", 0, 3, P, 0, 0.5f, 0, 0, 180, 20, (20 * 4194304 + 180 * 4194304) >> 23,
      2048},
-    {"over_straight_opaque", 3, 0, S, 0, 1, 4096, 0, 180, 20, 180, -1},
-    {"over_straight_transparent", 3, 0, S, 0, 1, 0, 0, 180, 20, 20, -1},
     {"over_straight_half", 3, 0, S, 0, 1, 2048, 0, 180, 20, 100, -1},
     {"over_premul_half", 3, 0, P, 0, 1, 2048, 0, 90, 20, 100, -1},
     {"a_to_alpha_straight_into_clear", 3, 3, S, 0, 1, 2048, 0, 180, 20, 180, 2048},
-    {"a_to_alpha_straight_into_opaque", 3, 3, S, 0, 1, 2048, 4096, 180, 20, 100, 4096},
-    {"a_to_alpha_premul_into_clear", 3, 3, P, 0, 1, 2048, 0, 90, 20, 100, 2048},
-    {"to_alpha_straight_tile_half", 0, 3, S, RECT_TILE, 0.5f, 0, 2048, 180, 20, 100, 4096},
     {"to_alpha_premul_tile_half", 0, 3, P, RECT_TILE, 0.5f, 0, 2048, 180, 20, 20 + 90, 4096},
-    {"a_to_alpha_straight_tile_half", 3, 3, S, RECT_TILE, 0.5f, 4096, 2048, 180, 20, 100, 4096},
-    {"a_to_alpha_premul_tile_half", 3, 3, P, RECT_TILE, 0.5f, 4096, 2048, 180, 20, 20 + 90, 4096},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rules, RectAlpha,
@@ -200,29 +193,10 @@ TEST(RectPair, OddStartAndFullRange) {
     });
 }
 
-// yuvq with opaque alpha into YUY2 and W210 with alpha, over a clear
-// destination and tiled (the 1:1 kernels): luma copied (times 4 into 10
-// bits), a pair's chroma the mean (the straight rule truncates) of its two
-// pixels', the fourth byte ignored; a line wider than the line buffer is
-// refused.
-TEST(RectPair, YuvqConversion) {
-    for (int i = 0; i < 4; ++i) {
-        const uint8_t format = i % 2 ? TOVREL_FORMAT_W210 : TOVREL_FORMAT_YUY2;
-        const uint32_t scale = format == TOVREL_FORMAT_W210 ? 4 : 1, flags = i < 2 ? 0 : RECT_TILE;
-        image src(4, 1, true, TOVREL_FORMAT_YUVQ), dst(4, 1, true, format);
-        const uint8_t px[4][4] = {
-            {10, 20, 30, 1}, {50, 61, 70, 2}, {90, 100, 110, 3}, {7, 8, 9, 4}};
-        for (int x = 0; x < 4; ++x)
-            for (int c = 0; c < 4; ++c) src.px(x, 0)[c] = px[x][c];
-        src.fill_alpha(4096);
-        map_rectangle(&dst.desc, 0, 0, 4, 1, &src.desc, 0, 0, 4, 1, flags, 0, 1);
-        for (int x = 0; x < 4; ++x) {
-            EXPECT_EQ(dst.get(x, 0, 0), px[x][0] * scale);
-            for (int c = 1; c < 3; ++c)
-                EXPECT_EQ(dst.get(x, 0, c), (px[x & ~1][c] + px[x | 1][c]) * scale / 2);
-            EXPECT_EQ(dst.a(x, 0), 4096);
-        }
-    }
+// 4:2:2 refusals: a yuvq line wider than the line buffer, a source line
+// off whole pairs. The conversions themselves are pinned by the golden
+// corpus.
+TEST(RectPair, Refusals) {
     image src(4200, 1, true, TOVREL_FORMAT_YUVQ), dst(4200, 1, true, TOVREL_FORMAT_YUY2);
     rect_test::report_capture cap;
     map_rectangle(&dst.desc, 0, 0, 4200, 1, &src.desc, 0, 0, 4200, 1, 0, 0, 1);
@@ -230,7 +204,6 @@ TEST(RectPair, YuvqConversion) {
               "map_rectangle: a line reads 4201 source pixels, more than the 4096 of the line "
               "buffer\n");
     EXPECT_EQ(dst.a(0, 0), 0);
-    // 4:2:2 lines start on whole pairs.
     image pairs(8, 2, false, TOVREL_FORMAT_W210), out(8, 2, false, TOVREL_FORMAT_W210);
     pairs.desc.pitch -= 4;
     cap.lines.clear();
@@ -238,6 +211,7 @@ TEST(RectPair, YuvqConversion) {
     EXPECT_EQ(cap.all(), "map_rectangle: YUY2 and W210 pixel addresses and pitches must be "
                          "multiples of a pixel pair (4 and 8 bytes)\n");
     EXPECT_EQ(out.get(0, 0, 0), 0u);
+    EXPECT_TRUE(out.guards_intact() && dst.guards_intact());
 }
 
 } // namespace

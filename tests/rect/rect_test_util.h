@@ -41,6 +41,15 @@ struct image {
         fill(0);
         fill_alpha(0);
     }
+    // A copy draws into its own bytes.
+    image(const image &o)
+        : w(o.w), h(o.h), bpp(o.bpp), pitch(o.pitch), alpha_pitch(o.alpha_pitch), bytes(o.bytes),
+          alpha(o.alpha), desc(o.desc) {
+        desc.pixels = bytes.data() + guard_bytes;
+        if (!alpha.empty()) desc.alpha = alpha.data() + guard_bytes / 2;
+    }
+    image &operator=(const image &) = delete;
+    bool operator==(const image &o) const { return bytes == o.bytes && alpha == o.alpha; }
     uint8_t *px(int32_t x, int32_t y) { return bytes.data() + guard_bytes + y * pitch + bpp * x; }
     uint16_t &a(int32_t x, int32_t y) { return alpha[guard_bytes / 2 + y * (alpha_pitch / 2) + x]; }
     // Component c of pixel (x, y): RGBQ and yuvq bytes; for YUY2 and W210
@@ -55,21 +64,6 @@ struct image {
         std::memcpy(&v, line + 2 * at, 2);
         return v;
     }
-    void set(int32_t x, int32_t y, int c, uint32_t v) {
-        if (desc.format == TOVREL_FORMAT_RGBQ || desc.format == TOVREL_FORMAT_YUVQ) {
-            px(x, y)[c] = uint8_t(v);
-            return;
-        }
-        const int32_t at = c == 0 ? 2 * x : 4 * (x / 2) + (c == 1 ? 1 : 3);
-        uint8_t *line = px(0, y);
-        if (desc.format == TOVREL_FORMAT_YUY2) {
-            line[at] = uint8_t(v);
-        } else {
-            const uint16_t w16 = uint16_t(v);
-            std::memcpy(line + 2 * at, &w16, 2);
-        }
-    }
-    uint32_t max_sample() const { return desc.format == TOVREL_FORMAT_W210 ? 1023 : 255; }
     // Bytes of a line's pixels (4:2:2 lines in whole pairs).
     size_t used() const {
         return desc.format == TOVREL_FORMAT_RGBQ || desc.format == TOVREL_FORMAT_YUVQ
@@ -96,7 +90,7 @@ struct image {
         for (int32_t i = 0; !alpha.empty() && i < w * h; ++i) a(i % w, i / w) = v;
     }
     void randomize(std::mt19937 &rng, uint16_t max_alpha = 4096) {
-        const uint32_t top = max_sample() + 1;
+        const uint32_t top = desc.format == TOVREL_FORMAT_W210 ? 1024 : 256;
         each_sample([&](uint16_t) { return uint16_t(rng() % top); });
         for (int32_t i = 0; !alpha.empty() && i < w * h; ++i)
             a(i % w, i / w) = uint16_t(rng() % (max_alpha + 1u));

@@ -14,23 +14,6 @@ using namespace tovrel;
 
 namespace {
 
-// 4:2:2 packed members whose total is not a power of two shift and
-// multiply high by K = round(65536 / (total >> s)): 8-bit samples shift
-// 49152 by 10 and slot 13's 98304 by 11, except YUY2 slot 6's chroma;
-// 16-bit samples always by the larger shift, so that the shifted sum stays
-// inside the signed 16-bit lane.
-template <bool EightBit>
-int64_t pair_normalise(int slot, bool packed, int64_t r, int64_t total, bool chroma) {
-    if (!packed || (total & (total - 1)) == 0) return (r + total / 2) / total;
-    const auto [s, k] =
-        total == 49152
-            ? EightBit && !(slot == 6 && chroma) ? std::pair{10, 1365} : std::pair{11, 2730}
-        : total == 98304  ? EightBit && slot == 13 ? std::pair{11, 1365} : std::pair{12, 2730}
-         : total == 147456 ? std::pair{13, 3641}
-                          : std::pair{13, 2730};
-    return (((r + total / 2) >> s) * k) >> 16;
-}
-
 // Pairs Y0 U Y1 V with Y0 = Y1: full scale, zero and two random ones.
 template <int Bits>
 std::vector<uint64_t> pair_uniform(int, std::mt19937 &rng) {
@@ -90,42 +73,18 @@ std::vector<tables> sse2_avx2_and_c() {
     return v;
 }
 
-int64_t rgbq_normalise(int, bool packed, int64_t r, int64_t total, bool) {
-    if (packed && total == 49152) return (((r + 24576) >> 10) * 1365) >> 16; // 65536 / 48
-    return (r + total / 2) / total;
-}
 std::vector<uint64_t> rgbq_uniform(int, std::mt19937 &rng) {
     return {0xFFFFFFFFu, 0u, 0x01FE807Fu, rng() + 0ull, rng() + 0ull};
 }
 
-// Arithmetic shifts, division toward zero for totals with a factor 3, a
-// logical shift of the 32-bit sum in slots 15 and 20. Uniform texels keep
-// their value where the sum neither wraps nor is negative in those two
-// slots: components in [0, 4095].
-int64_t s16x4_normalise(int slot, bool, int64_t r, int64_t total, bool) {
-    const int shift = __builtin_ctzll(uint64_t(total));
-    if (slot == 15 || slot == 20) return uint32_t(r + total / 2) >> shift;
-    if (total % 3) return (r + total / 2) >> shift;
-    return (r + total / 2) / total;
-}
+// Uniform S16X4 texels keep their value where the sum neither wraps nor is
+// negative in slots 15 and 20 (a logical shift): components in [0, 4095].
 std::vector<uint64_t> s16x4_uniform(int, std::mt19937 &rng) {
     return {0u, 0x0FFF0FFF0FFF0FFFull, ((uint64_t(rng()) << 32) | rng()) & 0x0FFF0FFF0FFF0FFFull};
 }
 
-// Packed slots weigh partial sums shifted right by the slot's pre-shift
-// (exact for 5000, a multiple of 8) against T >> p; a T >> p of 6 * 2^s
-// shifts by s and multiplies high by 10923. Uniform: every value below the
-// slot's stated limit, and 4096 (an opaque alpha plane) in every slot,
-// pre-shifted or not.
-int64_t word_normalise(int slot, bool packed, int64_t r, int64_t total, bool) {
-    if (!packed) return (r + total / 2) / total;
-    const int p =
-        std::array{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 1, 1, 2, 3}[size_t(slot)];
-    const int64_t t = total >> p;
-    if (!(t & (t - 1))) return ((r >> p) + t / 2) / t;
-    const int s = __builtin_ctzll(uint64_t(t)) - 1;
-    return ((((r >> p) + t / 2) >> s) * 10923) >> 16;
-}
+// Uniform words: every value below the slot's stated limit, and 4096 (an
+// opaque alpha plane) in every slot, pre-shifted or not.
 std::vector<uint64_t> word_uniform(int slot, std::mt19937 &rng) {
     const uint32_t limit = word_sample_limit[slot];
     return {0, 1, 4096, limit - 1, rng() % limit};
@@ -136,30 +95,29 @@ std::vector<uint64_t> word_uniform(int slot, std::mt19937 &rng) {
 const std::vector<family> &family_list() {
     static const std::vector<family> list = [] {
         // Columns: name, bytes per texel, 4:2:2 pairs, bytes per sample, the
-        // implementations, the packed slots, the single texel's samples, the
-        // normalisation, the uniform texels. W210: 10-bit samples (larger
-        // words overflow the reciprocal forms).
+        // implementations, the packed slots, the single texel's first
+        // sample, the uniform texels.
         // clang-format off
         std::vector<family> list = {
             {"rgbq", 4, false, 1, sse2_avx2_and_c<rgbq_persp_span_renderers, rgbq_affine_span_renderers,
              rgbq_persp_span_renderers_c, rgbq_affine_span_renderers_c,
-             rgbq_persp_span_renderers_avx2, rgbq_affine_span_renderers_avx2>, rgbq_slot_is_packed, {255, 1, 100, 37},
-             rgbq_normalise, rgbq_uniform},
+             rgbq_persp_span_renderers_avx2, rgbq_affine_span_renderers_avx2>, rgbq_slot_is_packed,
+             255, rgbq_uniform},
             {"yuy2", 2, true, 1, sse2_avx2_and_c<yuy2_persp_span_renderers, yuy2_affine_span_renderers,
              yuy2_persp_span_renderers_c, yuy2_affine_span_renderers_c,
              yuy2_persp_span_renderers_avx2, yuy2_affine_span_renderers_avx2>, yuy2_slot_is_packed,
-             {255, 100, 0, 0}, pair_normalise<true>, pair_uniform<8>},
+             255, pair_uniform<8>},
             {"w210", 4, true, 2, sse2_avx2_and_c<w210_persp_span_renderers, w210_affine_span_renderers,
              w210_persp_span_renderers_c, w210_affine_span_renderers_c,
              w210_persp_span_renderers_avx2, w210_affine_span_renderers_avx2>, w210_slot_is_packed,
-             {1023, 401, 0, 0}, pair_normalise<false>, pair_uniform<10>},
+             1023, pair_uniform<10>},
             {"s16x4", 8, false, 2, sse2_and_c<s16x4_persp_span_renderers,
              s16x4_affine_span_renderers, s16x4_persp_span_renderers_c,
-             s16x4_affine_span_renderers_c>, [](int) { return false; }, {32767, -32768, -300, 1},
-             s16x4_normalise, s16x4_uniform},
+             s16x4_affine_span_renderers_c>, [](int) { return false; }, 32767,
+             s16x4_uniform},
             {"word", 2, false, 2, sse2_and_c<word_persp_span_renderers, word_affine_span_renderers,
              word_persp_span_renderers_c, word_affine_span_renderers_c>, word_slot_is_packed,
-             {5000, 0, 0, 0}, word_normalise, word_uniform},
+             5000, word_uniform},
         };
         // clang-format on
         list.push_back(with_alpha(list[0], "rgbq_alpha", [] {
@@ -181,13 +139,6 @@ const std::vector<family> &family_list() {
         return list;
     }();
     return list;
-}
-
-std::vector<family> pair_families() {
-    std::vector<family> pairs;
-    for (const family &f : family_list())
-        if (f.pairs) pairs.push_back(f);
-    return pairs;
 }
 
 } // namespace span_test

@@ -123,12 +123,6 @@ struct guarded_line {
         rows.pixels = store.data() + guard * unit;
         if (alpha) rows.alpha = reinterpret_cast<uint16_t *>(alpha_store.data() + guard * 2);
     }
-    // Pixel x's unit, little-endian.
-    uint64_t at(int32_t x) const {
-        uint64_t v = 0;
-        std::memcpy(&v, &store[size_t(x + guard) * size_t(unit)], size_t(unit));
-        return v;
-    }
     bool writes(int64_t byte, int32_t first, int32_t last) const {
         const int64_t x = byte / unit - guard, half = (byte % unit) * 2 / unit;
         if (x < first || x >= last)
@@ -171,12 +165,9 @@ struct family {
     int sample_bytes; // 1 or 2
     std::vector<tables> (*implementations)();
     bool (*packed)(int slot);
-    // Samples of the single-texel test: four components, or 4:2:2 Y and
-    // its chroma sample.
-    std::array<int32_t, 4> single;
-    // The result for a weighted sum r of weights totalling `total` that
-    // does not wrap (chroma: of a 4:2:2 pair).
-    int64_t (*normalise)(int slot, bool packed, int64_t r, int64_t total, bool chroma);
+    // The texel's first sample (RGBQ's first channel, 4:2:2 Y) in the
+    // single-texel test.
+    int32_t single;
     // Texels (4:2:2: pairs Y0 U Y1 V with Y0 = Y1) that a slot keeps.
     std::vector<uint64_t> (*uniform)(int slot, std::mt19937 &rng);
     // A colour family with a w12b alpha plane (pairs E, F, G): textures
@@ -198,8 +189,7 @@ inline void PrintTo(const family &f, std::ostream *os) {
     *os << f.name;
 }
 
-// Every family, and the 4:2:2 ones alone.
+// Every family.
 const std::vector<family> &family_list();
-std::vector<family> pair_families();
 
 } // namespace span_test

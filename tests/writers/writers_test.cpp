@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <random>
 #include <vector>
 
@@ -148,19 +147,6 @@ TEST(RgbqWriters, TransparentDestination) {
     }
 }
 
-// The straight writers divide (truncating), not shift.
-TEST(RgbqWriters, StraightDividesExactly) {
-    line<uint8_t> l(2, 4);
-    l.src = {200, 200, 200, 200, 10, 10, 10, 10};
-    l.dst = {100, 100, 100, 100, 251, 251, 251, 251};
-    l.cov = {2048, 3000};
-    l.dst_a = {2048, 1000};
-    l.write(write_rgbq_over_straight, 0, 1); // k = 1024, a = 3072, 512000 / 3072
-    l.write(add_rgbq_over_straight, 1, 2);   // 281000 / 4000
-    EXPECT_EQ(l.dst, (std::vector<uint8_t>{166, 166, 166, 166, 70, 70, 70, 70}));
-    EXPECT_EQ(l.dst_a, (std::vector<uint16_t>{3072, 4000}));
-}
-
 // Pairs: coverages 4096 and 0 give Y0 = S, Y1 unchanged, chroma the mean;
 // an odd x0 pairs pixels 1 and 2 (chroma V of pair 0 and U of pair 1), and
 // an odd-length range also writes pixel x1. Source alpha of a pair: luma by
@@ -200,57 +186,6 @@ TYPED_TEST(PairTest, AdditiveHalvesMakeWhole) {
         const uint16_t a = r == coverage_role::add ? 0 : 4096; // add has no alpha
         EXPECT_EQ(l.dst_a, (std::vector<uint16_t>{a, a})) << int(r);
     }
-}
-
-TEST(WordWriters, WriteAndAdd) {
-    line<uint16_t> l(3, 1);
-    l.src = {60000, 60000, 4096};
-    l.dst = {1000, 1001, 65535};
-    l.cov = {4096, 2048, 4096};
-    l.dst_a = {0, 0, 65000};
-    l.write(write_word, 0, 2);
-    l.write(add_word_over, 2, 3); // both wrap in 16 bits
-    EXPECT_EQ(l.dst, (std::vector<uint16_t>{60000, 30500, 4095}));
-    EXPECT_EQ(l.dst_a[2], uint16_t(65000 + 4096));
-}
-
-// Signed components: arithmetic shifts, low 16 bits kept. Per case: the
-// writer, c, then source, destination and expected components.
-struct s16_case {
-    coverage_writer w;
-    uint16_t c;
-    int16_t v[12];
-};
-const s16_case s16_cases[] = {
-    {add_s16x4, 4096, {4096, -4096, 100, 4096, 32767, -32768, 0, 0, -28673, 28672, 100, 4096}},
-    {write_s16x4, 2048, {-1, -1001, 32767, 7, 0, 0, 32767, 99, -1, -501, 32767, 99}},
-    {write_s16x4_into_alpha, 2048, {10, 20, 30, 7, 0, 0, 0, -100, 5, 10, 15, 1998}},
-    {add_s16x4_opaque, 1000, {4096, 0, 0, 7, 0, 0, 0, 32000, 1000, 0, 0, -32536}},
-    {write_s16x4a_over, 4096, {1000, -1000, 0, 2048, 100, 101, -3, 4096, 1050, -950, -2, 4096}},
-    {write_s16x4a_over, 4096, {1, 2, 3, -4096, 10, -10, 0, 5, 21, -18, 3, -4086}},
-};
-
-TEST(S16x4Writers, SignedArithmetic) {
-    int n = 0;
-    for (const s16_case &t : s16_cases) {
-        line<int16_t> l(1, 4);
-        std::memcpy(l.src.data(), t.v, 8);
-        std::memcpy(l.dst.data(), t.v + 4, 8);
-        l.cov = {t.c};
-        l.write(t.w, 0, 1);
-        EXPECT_EQ(l.dst, std::vector<int16_t>(t.v + 8, t.v + 12)) << "case " << n++;
-    }
-}
-
-TEST(Fills, OnlyTheRange) {
-    line<int16_t> l(10, 4);
-    std::fill(l.dst_a.begin(), l.dst_a.end(), 7);
-    std::fill(l.dst.begin(), l.dst.end(), 7);
-    l.blend(fill_alpha_opaque, 3, 9);
-    for (int x = 0; x < 10; ++x) EXPECT_EQ(l.dst_a[x], x >= 3 && x < 9 ? 4096 : 7) << x;
-    l.blend(fill_s16x4_alpha_opaque, 2, 5);
-    for (int i = 0; i < 40; ++i)
-        EXPECT_EQ(l.dst[i], i % 4 == 3 && i / 4 >= 2 && i / 4 < 5 ? 4096 : 7) << i;
 }
 
 } // namespace
