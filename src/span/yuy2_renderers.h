@@ -16,7 +16,8 @@ extern const affine_renderer_table yuy2_affine_span_renderers;
 extern const persp_renderer_table yuy2_persp_span_renderers_c;
 extern const affine_renderer_table yuy2_affine_span_renderers_c;
 
-// The AVX2 forms of the SSE2 tables' members, for processors with AVX2.
+// The AVX2 tables, for processors with AVX2: eight pixels a step where
+// the members render groups of pixels, the SSE2 members elsewhere.
 extern const persp_renderer_table yuy2_persp_span_renderers_avx2;
 extern const affine_renderer_table yuy2_affine_span_renderers_avx2;
 
