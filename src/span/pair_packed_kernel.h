@@ -522,7 +522,7 @@ struct pair_wide {
         for (int i : {2 * N - 1, 4 * N - 1}) {
             const texel_origin o = locate<Kind, Traits::unit_shift>(t, iu[i], iv[i]);
             for (int r = footprint<Slot>::rows + 1; r <= 2 * footprint<Slot>::rows + 1; ++r)
-                _mm_prefetch(reinterpret_cast<const char *>(o.p + r * o.row_bytes), _MM_HINT_T0);
+                prefetch_near(o.p, r * o.row_bytes);
         }
         const auto p0 = sums(0, std::true_type{}), p2 = sums(2, std::true_type{});
         const auto y1 = sums(1, std::false_type{}).luma, y3 = sums(3, std::false_type{}).luma;
@@ -699,9 +699,7 @@ struct pair_one_column {
         // As in the RGBQ members: a slanted walk reads, on the next lines,
         // texels a few columns either side of these in every row it
         // crosses, which the hardware prefetchers do not follow.
-        const uint8_t *mid = texel[n / 4];
-        for (const uint8_t *q : {mid - 128, mid + 128, mid + rb - 128, mid + rb + 128})
-            _mm_prefetch(reinterpret_cast<const char *>(q), _MM_HINT_T0);
+        prefetch_sideways(texel[n / 4], rb, 128);
         V luma = L::set1(0), chroma = L::set1(0);
         for (int j = 0; j < simd::virtual_rows; ++j) {
             const V w = L::or_(wr[j], L::template slli<16>(wr[j]));
