@@ -1,18 +1,23 @@
 // The SIMD members of the 4:2:2 families (YUY2, W210), written once for
-// both families and both member kinds (pair_kinds).
+// both families, both member kinds (pair_kinds) and every instruction set.
 //
-// Included by pair_packed_sse2.cpp inside an anonymous namespace of
-// tovrel::span, after rgbq_packed_kernel.h, whose position walks it uses:
-// positions are computed four pixels at a time, lane for lane the
-// arithmetic of the scalar statement (stepped single precision with the
-// approximate reciprocal for the packed kind; every pixel's own double
-// precision position with a true division, full-width addressing and the
-// 1.5-row weights in 128ths for the scalar kind).
+// Included by pair_packed_sse2.cpp and pair_packed_avx2.cpp inside an
+// anonymous namespace of tovrel::span, after rgbq_packed_kernel.h, whose
+// position walks and lane helpers it uses; each file compiles its own
+// private copy under its own target options. `Isa::avx2` selects groups of
+// eight pixels (four pairs) where SSE2 renders four (two pairs): one pixel
+// per 128-bit lane of a 256-bit register, every operation inside its
+// 128-bit lane, so each lane computes what the SSE2 form computes.
+// Positions are lane for lane the arithmetic of the scalar statement
+// (stepped single precision with the approximate reciprocal for the
+// packed kind; every pixel's own double precision position with a true
+// division, full-width addressing and the 1.5-row weights in 128ths for
+// the scalar kind).
 //
 // Per pixel, every footprint row is read as whole pixel pairs from the
 // pair that holds column cu, widened to 16-bit words [Y_even, U, Y_odd, V]
-// per pair, two pairs per register (a "chunk" of four columns). Luma is
-// one pmaddwd per chunk with the column weights on the Y words; chroma
+// per pair, two pairs per 128-bit lane (a "chunk" of four columns). Luma
+// is one pmaddwd per chunk with the column weights on the Y words; chroma
 // first spreads each pair's U and V over two words, [U U V V] per pair,
 // so that one pmaddwd adds the weights of both columns that repeat them.
 // Column weights (<= 128) times row weights (<= 128) stay <= 16384, so
@@ -26,6 +31,160 @@
 // the scalar kind's sums are exact (8-bit samples fit int32, 16-bit ones
 // are split, see split_rows). The normalisation is the statement's.
 
+// The lane operations the pair members use beyond those of the RGBQ
+// kernel, on 128-bit (SSE2) and 256-bit (AVX2) registers alike.
+template <class V>
+inline V splat16(int32_t x) {
+    if constexpr (sizeof(V) == 16)
+        return _mm_set1_epi16(static_cast<int16_t>(x));
+    else
+        return _mm256_set1_epi16(static_cast<int16_t>(x));
+}
+template <class V>
+inline V splat32(int32_t x) {
+    if constexpr (sizeof(V) == 16)
+        return _mm_set1_epi32(x);
+    else
+        return _mm256_set1_epi32(x);
+}
+template <class V>
+inline V load_aligned(const void *p) {
+    if constexpr (sizeof(V) == 16)
+        return _mm_load_si128(static_cast<const __m128i *>(p));
+    else
+        return _mm256_load_si256(static_cast<const __m256i *>(p));
+}
+inline void store_unaligned(uint8_t *p, __m128i x) {
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(p), x);
+}
+inline void store_unaligned(uint8_t *p, __m256i x) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), x);
+}
+inline __m128i and_bits(__m128i x, __m128i y) {
+    return _mm_and_si128(x, y);
+}
+inline __m256i and_bits(__m256i x, __m256i y) {
+    return _mm256_and_si256(x, y);
+}
+// ~x & y
+inline __m128i andnot_bits(__m128i x, __m128i y) {
+    return _mm_andnot_si128(x, y);
+}
+inline __m256i andnot_bits(__m256i x, __m256i y) {
+    return _mm256_andnot_si256(x, y);
+}
+inline __m128i or_bits(__m128i x, __m128i y) {
+    return _mm_or_si128(x, y);
+}
+inline __m256i or_bits(__m256i x, __m256i y) {
+    return _mm256_or_si256(x, y);
+}
+inline __m128i sub16(__m128i x, __m128i y) {
+    return _mm_sub_epi16(x, y);
+}
+inline __m256i sub16(__m256i x, __m256i y) {
+    return _mm256_sub_epi16(x, y);
+}
+inline __m128i mullo16(__m128i x, __m128i y) {
+    return _mm_mullo_epi16(x, y);
+}
+inline __m256i mullo16(__m256i x, __m256i y) {
+    return _mm256_mullo_epi16(x, y);
+}
+inline __m128i mulhi16(__m128i x, __m128i y) {
+    return _mm_mulhi_epi16(x, y);
+}
+inline __m256i mulhi16(__m256i x, __m256i y) {
+    return _mm256_mulhi_epi16(x, y);
+}
+template <int S>
+inline __m128i srli32(__m128i x) {
+    return _mm_srli_epi32(x, S);
+}
+template <int S>
+inline __m256i srli32(__m256i x) {
+    return _mm256_srli_epi32(x, S);
+}
+template <int S>
+inline __m128i slli32(__m128i x) {
+    return _mm_slli_epi32(x, S);
+}
+template <int S>
+inline __m256i slli32(__m256i x) {
+    return _mm256_slli_epi32(x, S);
+}
+template <int S>
+inline __m128i srai32(__m128i x) {
+    return _mm_srai_epi32(x, S);
+}
+template <int S>
+inline __m256i srai32(__m256i x) {
+    return _mm256_srai_epi32(x, S);
+}
+inline __m128i unpacklo32(__m128i x, __m128i y) {
+    return _mm_unpacklo_epi32(x, y);
+}
+inline __m256i unpacklo32(__m256i x, __m256i y) {
+    return _mm256_unpacklo_epi32(x, y);
+}
+inline __m128i unpackhi32(__m128i x, __m128i y) {
+    return _mm_unpackhi_epi32(x, y);
+}
+inline __m256i unpackhi32(__m256i x, __m256i y) {
+    return _mm256_unpackhi_epi32(x, y);
+}
+inline __m128i unpacklo64(__m128i x, __m128i y) {
+    return _mm_unpacklo_epi64(x, y);
+}
+inline __m256i unpacklo64(__m256i x, __m256i y) {
+    return _mm256_unpacklo_epi64(x, y);
+}
+inline __m128i unpackhi64(__m128i x, __m128i y) {
+    return _mm_unpackhi_epi64(x, y);
+}
+inline __m256i unpackhi64(__m256i x, __m256i y) {
+    return _mm256_unpackhi_epi64(x, y);
+}
+inline __m128i packs32(__m128i x, __m128i y) {
+    return _mm_packs_epi32(x, y);
+}
+inline __m256i packs32(__m256i x, __m256i y) {
+    return _mm256_packs_epi32(x, y);
+}
+inline __m128i packus16(__m128i x, __m128i y) {
+    return _mm_packus_epi16(x, y);
+}
+inline __m256i packus16(__m256i x, __m256i y) {
+    return _mm256_packus_epi16(x, y);
+}
+// Int32 lanes [a, b, c, d] as [a, a, c, c] in each 128-bit lane.
+inline __m128i dup_even32(__m128i x) {
+    return _mm_shuffle_epi32(x, 0xA0);
+}
+inline __m256i dup_even32(__m256i x) {
+    return _mm256_shuffle_epi32(x, 0xA0);
+}
+
+// N pixels side by side, one per 128-bit lane: N = 1 in an SSE2
+// register, N = 2 in an AVX2 one.
+template <int N>
+struct pair_vec_of {
+    using type = __m256i;
+};
+template <>
+struct pair_vec_of<1> {
+    using type = __m128i;
+};
+template <int N>
+using pair_vec = typename pair_vec_of<N>::type;
+// The 128-bit vectors f(0) .. f(N - 1) of each pixel in one register.
+template <int N, class F>
+inline pair_vec<N> per_pixel(F f) {
+    if constexpr (N == 1)
+        return f(0);
+    else
+        return two_pixels::join(f(0), f(1));
+}
 template <class Traits, int Slot, member_kind Kind = member_kind::packed>
 struct pair_packed {
     using fp = footprint<Slot>;
@@ -52,63 +211,84 @@ struct pair_packed {
     static constexpr bool split_rows = !Traits::eight_bit && Kind == member_kind::scalar;
 
     // Which weight a 16-bit lane takes: 128 - fu (column 0), 128 (inner
-    // columns), fu (column W) or none.
+    // columns), fu (column W) or none; for N pixels side by side, each
+    // with its own parity.
+    template <int N>
     struct lane_masks {
-        alignas(16) int16_t first[8], inner[8], last[8];
+        alignas(16 * N) int16_t first[8 * N], inner[8 * N], last[8 * N];
     };
-    static constexpr lane_masks masks_for(int parity, int chunk, bool chroma) {
-        lane_masks m{};
+    static constexpr void fill_masks(int16_t *first, int16_t *inner, int16_t *last, int parity,
+                                     int chunk, bool chroma) {
         for (int i = 0; i < 8; ++i) {
             // Luma: Y of column 4 * chunk + i / 2 in the even words.
             // Chroma: [U U V V] of pair 2 * chunk + i / 4, columns even, odd.
             int column = chroma ? 4 * chunk + 2 * (i / 4) + (i & 1) : 4 * chunk + i / 2;
             if (!chroma && (i & 1)) column = -1;
             const int c = column < 0 ? -1 : column - parity; // footprint column
-            m.first[i] = c == 0 ? int16_t(-1) : int16_t(0);
-            m.inner[i] = c > 0 && c < W ? int16_t(128) : int16_t(0);
-            m.last[i] = c == W ? int16_t(-1) : int16_t(0);
+            first[i] = c == 0 ? int16_t(-1) : int16_t(0);
+            inner[i] = c > 0 && c < W ? int16_t(128) : int16_t(0);
+            last[i] = c == W ? int16_t(-1) : int16_t(0);
         }
-        return m;
     }
-    // [parity][chunk][luma, chroma]
+    // [parities][chunk][luma, chroma]; bit k of `parities` is pixel k's.
+    template <int N>
     static constexpr auto masks = [] {
-        std::array<lane_masks, 2 * chunks * 2> t{};
-        for (int p = 0; p < 2; ++p)
+        std::array<lane_masks<N>, (1 << N) * chunks * 2> t{};
+        for (int p = 0; p < (1 << N); ++p)
             for (int c = 0; c < chunks; ++c)
                 for (int k = 0; k < 2; ++k)
-                    t[size_t((p * chunks + c) * 2 + k)] = masks_for(p, c, k);
+                    for (int i = 0; i < N; ++i) {
+                        lane_masks<N> &m = t[size_t((p * chunks + c) * 2 + k)];
+                        fill_masks(m.first + 8 * i, m.inner + 8 * i, m.last + 8 * i, (p >> i) & 1,
+                                   c, k);
+                    }
         return t;
     }();
 
-    static __m128i load_pair(const uint8_t *p) {
+    // Pair samples as stored, in the low bytes (widen() makes them words).
+    static __m128i raw_pair(const uint8_t *p) {
         if constexpr (sample_bytes == 1) {
             int32_t v;
             __builtin_memcpy(&v, p, 4);
-            return _mm_unpacklo_epi8(_mm_cvtsi32_si128(v), _mm_setzero_si128());
+            return _mm_cvtsi32_si128(v);
         } else {
             return load64(p);
         }
     }
-    static __m128i load_two_pairs(const uint8_t *p) {
+    static __m128i raw_two_pairs(const uint8_t *p) {
         if constexpr (sample_bytes == 1)
-            return _mm_unpacklo_epi8(load64(p), _mm_setzero_si128());
+            return load64(p);
         else
             return load128(p);
+    }
+    template <class V>
+    static V widen(V x) {
+        if constexpr (sample_bytes == 1)
+            return unpacklo8(x, zero_of(x));
+        else
+            return x;
     }
     // Chunk C of the row whose first pair is at q. Pairs past those of an
     // even cu are read only for an odd one (an even cu reads its last
     // pair again, under zero weights), so nothing outside the pairs of
     // columns cu .. cu + W is touched.
     template <int C>
-    static __m128i chunk(const uint8_t *q, int parity) {
+    static __m128i raw_chunk(const uint8_t *q, int parity) {
         constexpr int k0 = 2 * C, k1 = 2 * C + 1;
         auto at = [&](int k) { return q + (k < even_pairs ? k : k - 1 + parity) * pair_bytes; };
         if constexpr (k1 >= odd_pairs)
-            return load_pair(at(k0));
+            return raw_pair(at(k0));
         else if constexpr (k1 < even_pairs)
-            return load_two_pairs(q + k0 * pair_bytes);
+            return raw_two_pairs(q + k0 * pair_bytes);
+        else if constexpr (sample_bytes == 1)
+            return _mm_unpacklo_epi32(raw_pair(at(k0)), raw_pair(at(k1)));
         else
-            return _mm_unpacklo_epi64(load_pair(at(k0)), load_pair(at(k1)));
+            return _mm_unpacklo_epi64(raw_pair(at(k0)), raw_pair(at(k1)));
+    }
+    // Chunk C as words for N pixels, pixel k's row starting at row(k).
+    template <int N, int C, class Row>
+    static pair_vec<N> chunk(Row row, const int *parity) {
+        return widen(per_pixel<N>([&](int k) { return raw_chunk<C>(row(k), parity[k]); }));
     }
 
     struct row_weight {
@@ -132,48 +312,57 @@ struct pair_packed {
         }
     }
 
-    // The sums of one pixel spread over int32 lanes: R of Y is the sum of
-    // all four lanes of `luma`; with Chroma, R of U lanes 0 + 2 and R of V
-    // lanes 1 + 3 of `chroma`. With split_rows, those are the low parts L
-    // and luma_hi, chroma_hi the high parts H.
+    // The sums of one pixel spread over int32 lanes (of each 128-bit lane
+    // for N pixels): R of Y is the sum of all four lanes of `luma`; with
+    // Chroma, R of U lanes 0 + 2 and R of V lanes 1 + 3 of `chroma`. With
+    // split_rows, those are the low parts L and luma_hi, chroma_hi the
+    // high parts H.
+    template <int N>
     struct lane_set {
-        __m128i luma, chroma, luma_hi, chroma_hi;
+        pair_vec<N> luma, chroma, luma_hi, chroma_hi;
     };
-    template <bool Chroma>
-    static lane_set lane_sums(const texture_ref &t, texel_pos pos) {
-        const texel_origin o = locate<Kind, Traits::unit_shift>(t, pos.iu, pos.iv);
-        const int parity = (pos.iu >> 16) & 1;
-        const uint8_t *q = o.p - parity * 2 * sample_bytes;
-        const __m128i fu = _mm_set1_epi16(static_cast<int16_t>(fraction7(pos.iu)));
-        const __m128i fu0 = _mm_sub_epi16(_mm_set1_epi16(128), fu);
-        __m128i wl[chunks], wc[chunks];
-        auto weights = [&](const lane_masks &m) {
-            auto ld = [](const int16_t *v) {
-                return _mm_load_si128(reinterpret_cast<const __m128i *>(v));
-            };
-            return _mm_or_si128(
-                _mm_or_si128(_mm_and_si128(ld(m.first), fu0), _mm_and_si128(ld(m.last), fu)),
-                ld(m.inner));
+    // The lane sums of the N pixels at pos[0 .. N - 1], which share the
+    // texture's row step.
+    template <int N, bool Chroma>
+    static lane_set<N> lane_sums(const texture_ref &t, const texel_pos *pos) {
+        using V = pair_vec<N>;
+        const uint8_t *q[N];
+        int parity[N], parities = 0;
+        ptrdiff_t rb = 0;
+        for (int k = 0; k < N; ++k) {
+            const texel_origin o = locate<Kind, Traits::unit_shift>(t, pos[k].iu, pos[k].iv);
+            parity[k] = (pos[k].iu >> 16) & 1;
+            parities |= parity[k] << k;
+            q[k] = o.p - parity[k] * 2 * sample_bytes;
+            rb = o.row_bytes;
+        }
+        const V fu = per_pixel<N>(
+            [&](int k) { return _mm_set1_epi16(static_cast<int16_t>(fraction7(pos[k].iu))); });
+        const V fu0 = sub16(splat16<V>(128), fu);
+        V wl[chunks], wc[chunks];
+        auto weights = [&](const lane_masks<N> &m) {
+            return or_bits(or_bits(and_bits(load_aligned<V>(m.first), fu0),
+                                   and_bits(load_aligned<V>(m.last), fu)),
+                           load_aligned<V>(m.inner));
         };
         for (int c = 0; c < chunks; ++c) {
-            wl[c] = weights(masks[size_t((parity * chunks + c) * 2)]);
-            if constexpr (Chroma) wc[c] = weights(masks[size_t((parity * chunks + c) * 2 + 1)]);
+            wl[c] = weights(masks<N>[size_t((parities * chunks + c) * 2)]);
+            if constexpr (Chroma)
+                wc[c] = weights(masks<N>[size_t((parities * chunks + c) * 2 + 1)]);
         }
-        const __m128i zero = _mm_setzero_si128();
-        __m128i luma = zero, chroma = zero, luma_hi = zero, chroma_hi = zero;
+        const V zero = zero_of(fu);
+        V luma = zero, chroma = zero, luma_hi = zero, chroma_hi = zero;
         // The chroma word of each column (Y U or Y V) in both words of its
         // lane, so that one multiply-add weighs it by both chroma masks.
-        auto chroma_words = [](__m128i x) {
-            const __m128i uv = _mm_srli_epi32(x, 16);
-            return _mm_or_si128(uv, _mm_slli_epi32(uv, 16));
+        auto chroma_words = [](V x) {
+            const V uv = srli32<16>(x);
+            return or_bits(uv, slli32<16>(uv));
         };
         // Words x of chunk C (one row or a sum of rows) under row weight wr.
-        auto add = [&]<int C>(std::integral_constant<int, C>, __m128i x, __m128i wr) {
-            luma = _mm_add_epi32(luma, _mm_madd_epi16(x, _mm_mullo_epi16(wl[C], wr)));
-            if constexpr (Chroma) {
-                chroma = _mm_add_epi32(chroma,
-                                       _mm_madd_epi16(chroma_words(x), _mm_mullo_epi16(wc[C], wr)));
-            }
+        auto add = [&]<int C>(std::integral_constant<int, C>, V x, V wr) {
+            luma = add32(luma, madd16(x, mullo16(wl[C], wr)));
+            if constexpr (Chroma)
+                chroma = add32(chroma, madd16(chroma_words(x), mullo16(wc[C], wr)));
         };
         auto each_chunk = [&](auto f) {
             [&]<int... C>(std::integer_sequence<int, C...>) {
@@ -186,52 +375,52 @@ struct pair_packed {
             // equals the rows weighted one by one; 8-bit samples keep the
             // row sums (<= 4 * 255) inside their 16-bit words.
             constexpr int H = fp::rows;
-            const int32_t fv = fraction7(pos.iv);
-            const __m128i wa = _mm_set1_epi16(static_cast<int16_t>(128 - fv));
-            const __m128i wb = _mm_set1_epi16(static_cast<int16_t>(fv));
+            const V wb = per_pixel<N>(
+                [&](int k) { return _mm_set1_epi16(static_cast<int16_t>(fraction7(pos[k].iv))); });
+            const V wa = sub16(splat16<V>(128), wb);
             each_chunk([&]<int C>(std::integral_constant<int, C> c) {
-                auto row = [&](int r) { return chunk<C>(q + r * o.row_bytes, parity); };
-                __m128i a = row(0), b = row(H);
+                auto row = [&](int r) {
+                    return chunk<N, C>([&](int k) { return q[k] + r * rb; }, parity);
+                };
+                V a = row(0), b = row(H);
                 for (int r = 1; r < H; ++r) {
-                    const __m128i x = row(r);
-                    a = _mm_add_epi16(a, x), b = _mm_add_epi16(b, x);
+                    const V x = row(r);
+                    a = add16(a, x), b = add16(b, x);
                 }
                 add(c, a, wa);
                 add(c, b, wb);
             });
-        } else if constexpr (split_rows) {
-            const std::array<row_weight, virtual_rows> rows = rows_of(pos.iv);
-#pragma GCC unroll 8
-            for (const row_weight v : rows) {
-                const uint8_t *row = q + v.row * o.row_bytes;
-                __m128i pl = zero, pc = zero;
-                each_chunk([&]<int C>(std::integral_constant<int, C>) {
-                    const __m128i x = chunk<C>(row, parity);
-                    pl = _mm_add_epi32(pl, _mm_madd_epi16(x, wl[C]));
-                    if constexpr (Chroma) {
-                        pc = _mm_add_epi32(pc, _mm_madd_epi16(chroma_words(x), wc[C]));
-                    }
-                });
-                // Row weight in the low word of each int32 lane, 0 in the
-                // high word: pmaddwd multiplies the low words only.
-                const __m128i wr = _mm_set1_epi32(v.weight);
-                auto weigh = [&](__m128i p, __m128i &lo, __m128i &hi) {
-                    lo = _mm_add_epi32(
-                        lo, _mm_madd_epi16(_mm_and_si128(p, _mm_set1_epi32(0x7FFF)), wr));
-                    hi = _mm_add_epi32(hi, _mm_madd_epi16(_mm_srai_epi32(p, 15), wr));
-                };
-                weigh(pl, luma, luma_hi);
-                if constexpr (Chroma) weigh(pc, chroma, chroma_hi);
-            }
         } else {
-            const std::array<row_weight, virtual_rows> rows = rows_of(pos.iv);
+            std::array<row_weight, virtual_rows> rows[N];
+            for (int k = 0; k < N; ++k) rows[k] = rows_of(pos[k].iv);
 #pragma GCC unroll 8
-            for (const row_weight v : rows) {
-                const uint8_t *row = q + v.row * o.row_bytes;
-                const __m128i wr = _mm_set1_epi16(static_cast<int16_t>(v.weight));
-                each_chunk([&]<int C>(std::integral_constant<int, C> c) {
-                    add(c, chunk<C>(row, parity), wr);
-                });
+            for (int j = 0; j < virtual_rows; ++j) {
+                auto row = [&](int k) { return q[k] + rows[k][size_t(j)].row * rb; };
+                if constexpr (split_rows) {
+                    V pl = zero, pc = zero;
+                    each_chunk([&]<int C>(std::integral_constant<int, C>) {
+                        const V x = chunk<N, C>(row, parity);
+                        pl = add32(pl, madd16(x, wl[C]));
+                        if constexpr (Chroma) pc = add32(pc, madd16(chroma_words(x), wc[C]));
+                    });
+                    // Row weight in the low word of each int32 lane, 0 in
+                    // the high word: pmaddwd multiplies the low words only.
+                    const V wr = per_pixel<N>(
+                        [&](int k) { return _mm_set1_epi32(rows[k][size_t(j)].weight); });
+                    auto weigh = [&](V p, V &lo, V &hi) {
+                        lo = add32(lo, madd16(and_bits(p, splat32<V>(0x7FFF)), wr));
+                        hi = add32(hi, madd16(srai32<15>(p), wr));
+                    };
+                    weigh(pl, luma, luma_hi);
+                    if constexpr (Chroma) weigh(pc, chroma, chroma_hi);
+                } else {
+                    const V wr = per_pixel<N>([&](int k) {
+                        return _mm_set1_epi16(static_cast<int16_t>(rows[k][size_t(j)].weight));
+                    });
+                    each_chunk([&]<int C>(std::integral_constant<int, C> c) {
+                        add(c, chunk<N, C>(row, parity), wr);
+                    });
+                }
             }
         }
         return {luma, chroma, luma_hi, chroma_hi};
@@ -255,7 +444,7 @@ struct pair_packed {
     template <bool Chroma>
     static void sums(const texture_ref &t, texel_pos pos, typename Traits::template sum<Kind> *r) {
         using sum = typename Traits::template sum<Kind>;
-        const lane_set s = lane_sums<Chroma>(t, pos);
+        const lane_set<1> s = lane_sums<1, Chroma>(t, &pos);
         int32_t lo[3], hi[3];
         reduce<Chroma>(s.luma, s.chroma, lo);
         if constexpr (split_rows) reduce<Chroma>(s.luma_hi, s.chroma_hi, hi);
@@ -280,64 +469,84 @@ constexpr packed_scale pair_lane_scale() {
         return exact_scale_8bit<Slot>();
 }
 
-// Normalised int32 lanes as int16 words (both halves): (R + round) >> s
-// with paddd / psrad, packssdw, pmulhw by k where k != 0. The 8-bit
-// family's packuswb follows at the store.
-template <class Traits, int Slot, member_kind Kind, bool Chroma>
-inline __m128i normalise_lanes(__m128i r) {
+// Normalised int32 lanes as int16 words (both halves of each 128-bit
+// lane): (R + round) >> s with paddd / psrad, packssdw, pmulhw by k where
+// k != 0. The 8-bit family's packuswb follows at the store.
+template <class Traits, int Slot, member_kind Kind, bool Chroma, class V>
+inline V normalise_lanes(V r) {
     constexpr packed_scale s = pair_lane_scale<Traits, Slot, Kind, Chroma>();
-    r = _mm_srai_epi32(_mm_add_epi32(r, _mm_set1_epi32(s.round)), s.shift);
-    __m128i w = _mm_packs_epi32(r, r);
-    if constexpr (s.k != 0) w = _mm_mulhi_epi16(w, _mm_set1_epi16(static_cast<int16_t>(s.k)));
+    r = srai32<s.shift>(add32(r, splat32<V>(s.round)));
+    V w = packs32(r, r);
+    if constexpr (s.k != 0) w = mulhi16(w, splat16<V>(s.k));
     return w;
 }
 
-// Two whole pairs from their normalised words: luma of pixels 0 .. 3 and
-// chroma [U, V] of pixel 0 and of pixel 2, stored Y0 U0 Y1 V0 Y2 U1 Y3 V1.
-template <class Traits, int Slot, member_kind Kind>
-inline void store_two_pairs(uint8_t *dst, __m128i luma, __m128i chroma) {
-    const __m128i words = _mm_unpacklo_epi16(normalise_lanes<Traits, Slot, Kind, false>(luma),
-                                             normalise_lanes<Traits, Slot, Kind, true>(chroma));
-    if constexpr (Traits::eight_bit)
+// Two whole pairs per 128-bit lane from their normalised words: luma of
+// pixels 0 .. 3 and chroma [U, V] of pixel 0 and of pixel 2, stored
+// Y0 U0 Y1 V0 Y2 U1 Y3 V1; the upper lane of an AVX2 register holds
+// pixels 4 .. 7, stored after them.
+template <class Traits, int Slot, member_kind Kind, class V>
+inline void store_pairs(uint8_t *dst, V luma, V chroma) {
+    const V words = unpacklo16(normalise_lanes<Traits, Slot, Kind, false>(luma),
+                               normalise_lanes<Traits, Slot, Kind, true>(chroma));
+    if constexpr (!Traits::eight_bit) {
+        store_unaligned(dst, words);
+    } else if constexpr (sizeof(V) == 16) {
         _mm_storel_epi64(reinterpret_cast<__m128i *>(dst), _mm_packus_epi16(words, words));
-    else
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), words);
+    } else {
+        // The low 8 bytes of each lane, side by side.
+        const __m256i bytes = _mm256_permute4x64_epi64(_mm256_packus_epi16(words, words), 0x08);
+        store_unaligned(dst, _mm256_castsi256_si128(bytes));
+    }
 }
 
-// Footprints wider than one column, two whole pairs at once: each pixel's
-// sums in lanes (pair_packed::lane_sums), the four lumas and the two
-// chroma pairs reduced together and normalised four lanes at a time.
+// Footprints wider than one column, 4 * N pixels (2 * N whole pairs) at
+// once: each pixel's sums in lanes (pair_packed::lane_sums, pixels i and
+// i + 4 side by side for N = 2), the lumas and the chroma pairs reduced
+// together and normalised four lanes at a time.
 template <class Traits, int Slot, member_kind Kind>
 struct pair_wide {
     using simd = pair_packed<Traits, Slot, Kind>;
-    static void two_pairs(uint8_t *dst, const texture_ref &t, const int32_t *iu,
-                          const int32_t *iv) {
-        const auto p0 = simd::template lane_sums<true>(t, {iu[0], iv[0]});
-        const __m128i y1 = simd::template lane_sums<false>(t, {iu[1], iv[1]}).luma;
-        const auto p2 = simd::template lane_sums<true>(t, {iu[2], iv[2]});
-        const __m128i y3 = simd::template lane_sums<false>(t, {iu[3], iv[3]}).luma;
-        const __m128i y0 = p0.luma, y2 = p2.luma, c0 = p0.chroma, c2 = p2.chroma;
+    template <int N>
+    static void pairs(uint8_t *dst, const texture_ref &t, const int32_t *iu, const int32_t *iv) {
+        auto sums = [&]<bool Chroma>(int i, std::bool_constant<Chroma>) {
+            texel_pos pos[N];
+            for (int k = 0; k < N; ++k) pos[k] = {iu[i + 4 * k], iv[i + 4 * k]};
+            return simd::template lane_sums<N, Chroma>(t, pos);
+        };
+        // The next destination line reads about one footprint height lower
+        // (the footprint follows the vertical ratio): the rows below this
+        // footprint, at two pixels of the group, are requested now; they are
+        // first touches, which the hardware prefetchers do not foresee on a
+        // slanted walk. A prefetch never faults.
+        for (int i : {2 * N - 1, 4 * N - 1}) {
+            const texel_origin o = locate<Kind, Traits::unit_shift>(t, iu[i], iv[i]);
+            for (int r = footprint<Slot>::rows + 1; r <= 2 * footprint<Slot>::rows + 1; ++r)
+                prefetch_near(o.p, r * o.row_bytes);
+        }
+        const auto p0 = sums(0, std::true_type{}), p2 = sums(2, std::true_type{});
+        const auto y1 = sums(1, std::false_type{}).luma, y3 = sums(3, std::false_type{}).luma;
+        const auto y0 = p0.luma, y2 = p2.luma, c0 = p0.chroma, c2 = p2.chroma;
         // [sum y0, sum y1, sum y2, sum y3]
-        const __m128i y01 = _mm_add_epi32(_mm_unpacklo_epi32(y0, y1), _mm_unpackhi_epi32(y0, y1));
-        const __m128i y23 = _mm_add_epi32(_mm_unpacklo_epi32(y2, y3), _mm_unpackhi_epi32(y2, y3));
-        const __m128i luma =
-            _mm_add_epi32(_mm_unpacklo_epi64(y01, y23), _mm_unpackhi_epi64(y01, y23));
+        const auto y01 = add32(unpacklo32(y0, y1), unpackhi32(y0, y1));
+        const auto y23 = add32(unpacklo32(y2, y3), unpackhi32(y2, y3));
+        const auto luma = add32(unpacklo64(y01, y23), unpackhi64(y01, y23));
         // [U0, V0, U2, V2]
-        const __m128i chroma =
-            _mm_add_epi32(_mm_unpacklo_epi64(c0, c2), _mm_unpackhi_epi64(c0, c2));
-        store_two_pairs<Traits, Slot, Kind>(dst, luma, chroma);
+        const auto chroma = add32(unpacklo64(c0, c2), unpackhi64(c0, c2));
+        store_pairs<Traits, Slot, Kind>(dst, luma, chroma);
     }
 };
 
-// One-column footprints (slots 1, 6, 11, 16), two whole pairs at once with
-// one pixel per 32-bit lane. Per lane and virtual row the two taps of a
-// row are gathered as a word pair: Y of columns cu and cu + 1 for luma;
-// for the even pixels U (and V) of the pair of cu and of the pair of
-// cu + 1 (the same pair when cu is even, where the second weight is 0):
+// One-column footprints (slots 1, 6, 11, 16), L::n / 2 whole pairs at
+// once with one pixel per 32-bit lane. Per lane and virtual row the two
+// taps of a row are gathered as a word pair: Y of columns cu and cu + 1
+// for luma; for the even pixels U (and V) of the pair of cu and of the
+// pair of cu + 1 (the same pair when cu is even, where the second weight
+// is 0):
 //   luma   (128 - fu, fu) * row weight
 //   chroma (128 - parity * fu, parity * fu) * row weight
-// so one pmaddwd per virtual row gives four lumas, and one more the U and
-// V of both pairs. The normalisation is the statement's, lane for lane:
+// so one pmaddwd per virtual row gives the lumas, and one more the U and
+// V of every pair. The normalisation is the statement's, lane for lane:
 // (R + T/2) >> s with paddd / psrad, packssdw, pmulhw, packuswb.
 template <class Traits, int Slot>
 struct pair_one_column {
@@ -367,50 +576,122 @@ struct pair_one_column {
         v = static_cast<int32_t>(((x >> 3 * w) & m) | ((y >> 3 * w) & m) << 16);
     }
 
-    // Pixels 0 .. 3 at positions (iu, iv), pixel 0 even.
-    static void two_pairs(uint8_t *dst, const texture_ref &t, __m128i iu, __m128i iv) {
+    // One pixel's taps as a qword [Y U Y V] of pair words at p (AVX2):
+    // two pixels a, b in a register's low and high qwords, 8-bit samples
+    // in the low bytes of their qword.
+    static __m128i two_qwords(const uint8_t *a, const uint8_t *b) {
+        if constexpr (sb == 1) {
+            int32_t x, y;
+            __builtin_memcpy(&x, a, 4);
+            __builtin_memcpy(&y, b, 4);
+            return _mm_insert_epi32(_mm_cvtsi32_si128(x), y, 2);
+        } else {
+            return _mm_castpd_si128(
+                _mm_loadh_pd(_mm_castsi128_pd(load64(a)), reinterpret_cast<const double *>(b)));
+        }
+    }
+    // pshufb indices (the same in both 128-bit lanes): dword `dword` takes
+    // the word pair (sample s0 of qword q0, sample s1 of qword q1); the
+    // other bytes are zero. 8-bit samples are zero-extended.
+    struct pick {
+        int dword, q0, s0, q1, s1;
+    };
+    static constexpr std::array<int8_t, 32> shuffle_of(std::initializer_list<pick> picks) {
+        std::array<int8_t, 32> m{};
+        for (int8_t &b : m) b = -1;
+        for (int lane = 0; lane < 32; lane += 16)
+            for (const pick &p : picks)
+                for (int k = 0; k < sb; ++k) {
+                    m[size_t(lane + 4 * p.dword + k)] = int8_t(8 * p.q0 + p.s0 * sb + k);
+                    m[size_t(lane + 4 * p.dword + 2 + k)] = int8_t(8 * p.q1 + p.s1 * sb + k);
+                }
+        return m;
+    }
+    // Luma: Y (samples 0, 2) of qwords 0, 1 to dwords 0, 1 or 2, 3.
+    alignas(32) static constexpr std::array<int8_t, 32> luma_low = shuffle_of({{0, 0, 0, 0, 2},
+                                                                               {1, 1, 0, 1, 2}});
+    alignas(32) static constexpr std::array<int8_t, 32> luma_high = shuffle_of({{2, 0, 0, 0, 2},
+                                                                                {3, 1, 0, 1, 2}});
+    // Chroma: (U of qword 0, U of qword 1), (V, V) to dwords 0, 1 or 2, 3.
+    alignas(32) static constexpr std::array<int8_t, 32> chroma_low = shuffle_of({{0, 0, 1, 1, 1},
+                                                                                 {1, 0, 3, 1, 3}});
+    alignas(32) static constexpr std::array<int8_t, 32> chroma_high = shuffle_of({{2, 0, 1, 1, 1},
+                                                                                  {3, 0, 3, 1, 3}});
+    static __m256i shuffled(__m256i x, const std::array<int8_t, 32> &m) {
+        return _mm256_shuffle_epi8(x,
+                                   _mm256_load_si256(reinterpret_cast<const __m256i *>(m.data())));
+    }
+    // Lane i: words (Y of the column at at(i), Y of the next column).
+    template <class L, class At>
+    __attribute__((always_inline)) static typename L::vi luma_lanes(At at) {
+        if constexpr (L::n == 4) {
+            return _mm_setr_epi32(luma_taps(at(0)), luma_taps(at(1)), luma_taps(at(2)),
+                                  luma_taps(at(3)));
+        } else {
+            // Pixels 0, 1 | 4, 5 to dwords 0, 1 of each lane, 2, 3 | 6, 7 to 2, 3.
+            const __m256i a = two_pixels::join(two_qwords(at(0), at(1)), two_qwords(at(4), at(5)));
+            const __m256i b = two_pixels::join(two_qwords(at(2), at(3)), two_qwords(at(6), at(7)));
+            return _mm256_or_si256(shuffled(a, luma_low), shuffled(b, luma_high));
+        }
+    }
+    // Lanes 2m, 2m + 1: words (U of pair a(2m), U of pair b(2m)) and the
+    // same of V, the chroma of pixel 2m.
+    template <class L, class At, class Bt>
+    __attribute__((always_inline)) static typename L::vi chroma_lanes(At a, Bt b) {
+        if constexpr (L::n == 4) {
+            int32_t uv[4];
+            for (int i = 0; i < 4; i += 2) chroma_taps(a(i), b(i), uv[i], uv[i + 1]);
+            return _mm_setr_epi32(uv[0], uv[1], uv[2], uv[3]);
+        } else {
+            const __m256i c = two_pixels::join(two_qwords(a(0), b(0)), two_qwords(a(4), b(4)));
+            const __m256i d = two_pixels::join(two_qwords(a(2), b(2)), two_qwords(a(6), b(6)));
+            return _mm256_or_si256(shuffled(c, chroma_low), shuffled(d, chroma_high));
+        }
+    }
+
+    // Pixels 0 .. L::n - 1 at positions (iu, iv), pixel 0 even.
+    template <class L>
+    static void pairs(uint8_t *dst, const texture_ref &t, typename L::vi iu, typename L::vi iv) {
+        using V = typename L::vi;
+        constexpr int n = L::n;
         const int32_t unit_pitch = static_cast<int16_t>(t.pitch >> Traits::unit_shift);
         const ptrdiff_t rb = static_cast<ptrdiff_t>(unit_pitch) << Traits::unit_shift;
         // Index cu + cv * unit pitch from (cu, cv) as int16 pairs, one pmaddwd.
-        alignas(16) int32_t index[4], shift[4] = {};
-        const __m128i cu_cv =
-            _mm_or_si128(_mm_srli_epi32(iu, 16), _mm_and_si128(iv, _mm_set1_epi32(-65536)));
-        _mm_store_si128(reinterpret_cast<__m128i *>(index),
-                        _mm_madd_epi16(cu_cv, _mm_set1_epi32(int32_t(
-                                                  uint32_t(uint16_t(unit_pitch)) << 16 | 1u))));
-        const __m128i m127 = _mm_set1_epi32(127), w128 = _mm_set1_epi32(128);
-        const __m128i fu = _mm_and_si128(_mm_srli_epi32(iu, 9), m127);
-        const __m128i odd = _mm_and_si128(_mm_srli_epi32(iu, 16), _mm_set1_epi32(1));
-        const __m128i fu_odd = _mm_and_si128(fu, _mm_sub_epi32(_mm_setzero_si128(), odd));
-        const __m128i wu = _mm_or_si128(_mm_sub_epi32(w128, fu), _mm_slli_epi32(fu, 16));
-        // Chroma lanes: U and V of pixel 0, U and V of pixel 2.
-        const __m128i wc = _mm_shuffle_epi32(
-            _mm_or_si128(_mm_sub_epi32(w128, fu_odd), _mm_slli_epi32(fu_odd, 16)), 0xA0);
+        alignas(32) int32_t index[n], shift[n] = {};
+        const V cu_cv = L::or_(L::template srli<16>(iu), L::and_(iv, L::set1(-65536)));
+        L::store(index,
+                 L::madd16(cu_cv, L::set1(int32_t(uint32_t(uint16_t(unit_pitch)) << 16 | 1u))));
+        const V m127 = L::set1(127), w128 = L::set1(128);
+        const V fu = L::and_(L::template srli<9>(iu), m127);
+        const V odd = L::and_(L::template srli<16>(iu), L::set1(1));
+        const V fu_odd = L::and_(fu, L::sub(L::set1(0), odd));
+        const V wu = L::or_(L::sub(w128, fu), L::template slli<16>(fu));
+        // Chroma lanes: U and V of pixel 0, U and V of pixel 2 (and of
+        // pixels 4 and 6 in the upper 128-bit lane).
+        const V wc = dup_even32(L::or_(L::sub(w128, fu_odd), L::template slli<16>(fu_odd)));
         // Row weights of the virtual rows; for 1.5 rows the third and
         // fourth start one row lower past one half (`shift` rows).
-        __m128i wr[simd::virtual_rows];
+        V wr[simd::virtual_rows];
         if constexpr (fp::one_and_half) {
-            const __m128i f16 = _mm_and_si128(iv, _mm_set1_epi32(65535));
-            const __m128i g =
-                _mm_srli_epi32(_mm_and_si128(_mm_slli_epi32(iv, 1), _mm_set1_epi32(65535)), 9);
-            const __m128i upper = _mm_srai_epi32(_mm_slli_epi32(f16, 16), 31); // f16 >= 32768
-            const __m128i g0 = _mm_sub_epi32(w128, g);
-            wr[0] = _mm_or_si128(_mm_andnot_si128(upper, w128), _mm_and_si128(upper, g0));
+            const V f16 = L::and_(iv, L::set1(65535));
+            const V g = L::template srli<9>(L::and_(L::template slli<1>(iv), L::set1(65535)));
+            const V upper = L::template srai<31>(L::template slli<16>(f16)); // f16 >= 32768
+            const V g0 = L::sub(w128, g);
+            wr[0] = L::or_(andnot_bits(upper, w128), L::and_(upper, g0));
             wr[1] = w128;
-            wr[2] = _mm_or_si128(_mm_andnot_si128(upper, g0), _mm_and_si128(upper, w128));
+            wr[2] = L::or_(andnot_bits(upper, g0), L::and_(upper, w128));
             wr[3] = g;
-            _mm_store_si128(reinterpret_cast<__m128i *>(shift),
-                            _mm_sub_epi32(_mm_setzero_si128(), upper));
+            L::store(shift, L::sub(L::set1(0), upper));
         } else {
-            const __m128i fv = _mm_and_si128(_mm_srli_epi32(iv, 9), m127);
+            const V fv = L::and_(L::template srli<9>(iv), m127);
             for (int j = 0; j < simd::virtual_rows; ++j)
-                wr[j] = j == 0 ? _mm_sub_epi32(w128, fv) : j == fp::rows ? fv : w128;
+                wr[j] = j == 0 ? L::sub(w128, fv) : j == fp::rows ? fv : w128;
         }
         asm("" : "+m"(index), "+m"(shift));
-        const uint8_t *texel[4], *pair[4], *second[4];
-        alignas(16) int32_t parity[4];
-        _mm_store_si128(reinterpret_cast<__m128i *>(parity), odd);
-        for (int i = 0; i < 4; ++i) {
+        const uint8_t *texel[n], *pair[n], *second[n];
+        alignas(32) int32_t parity[n];
+        L::store(parity, odd);
+        for (int i = 0; i < n; ++i) {
             texel[i] = t.base + (static_cast<ptrdiff_t>(index[i]) << Traits::unit_shift);
             pair[i] = texel[i] - parity[i] * 2 * sb;
             second[i] = pair[i] + parity[i] * 4 * sb; // the pair of cu + 1
@@ -418,12 +699,10 @@ struct pair_one_column {
         // As in the RGBQ members: a slanted walk reads, on the next lines,
         // texels a few columns either side of these in every row it
         // crosses, which the hardware prefetchers do not follow.
-        for (const uint8_t *q :
-             {texel[1] - 128, texel[1] + 128, texel[1] + rb - 128, texel[1] + rb + 128})
-            _mm_prefetch(reinterpret_cast<const char *>(q), _MM_HINT_T0);
-        __m128i luma = _mm_setzero_si128(), chroma = _mm_setzero_si128();
+        prefetch_sideways(texel[n / 4], rb, 128);
+        V luma = L::set1(0), chroma = L::set1(0);
         for (int j = 0; j < simd::virtual_rows; ++j) {
-            const __m128i w = _mm_or_si128(wr[j], _mm_slli_epi32(wr[j], 16));
+            const V w = L::or_(wr[j], L::template slli<16>(wr[j]));
             // Row of virtual row j in lane i.
             auto row = [&](int i) {
                 if constexpr (fp::one_and_half)
@@ -431,18 +710,13 @@ struct pair_one_column {
                 else
                     return j * rb;
             };
-            const __m128i y =
-                _mm_setr_epi32(luma_taps(texel[0] + row(0)), luma_taps(texel[1] + row(1)),
-                               luma_taps(texel[2] + row(2)), luma_taps(texel[3] + row(3)));
-            luma = _mm_add_epi32(luma, _mm_madd_epi16(y, _mm_mullo_epi16(wu, w)));
-            int32_t u0, v0, u2, v2;
-            chroma_taps(pair[0] + row(0), second[0] + row(0), u0, v0);
-            chroma_taps(pair[2] + row(2), second[2] + row(2), u2, v2);
-            chroma = _mm_add_epi32(chroma,
-                                   _mm_madd_epi16(_mm_setr_epi32(u0, v0, u2, v2),
-                                                  _mm_mullo_epi16(wc, _mm_shuffle_epi32(w, 0xA0))));
+            const V y = luma_lanes<L>([&](int i) { return texel[i] + row(i); });
+            luma = add32(luma, L::madd16(y, L::mullo16(wu, w)));
+            const V uv = chroma_lanes<L>([&](int i) { return pair[i] + row(i); },
+                                         [&](int i) { return second[i] + row(i); });
+            chroma = add32(chroma, L::madd16(uv, L::mullo16(wc, dup_even32(w))));
         }
-        store_two_pairs<Traits, Slot, member_kind::packed>(dst, luma, chroma);
+        store_pairs<Traits, Slot, member_kind::packed>(dst, luma, chroma);
     }
 };
 
@@ -481,28 +755,57 @@ struct pair_packed_sampler {
     }
 };
 
-// The pair walk of the SIMD members: positions four at a time from the
-// vector walk of the kind (stepped single precision with the approximate
-// reciprocal, or every pixel's own double-precision position with a true
-// division). One-column footprints render runs of two whole pairs from
-// them at once; the leading odd pixel, other footprints and the last
-// pixels go through the sampler one pixel at a time.
-template <class Traits, int Slot, member_kind Kind = member_kind::packed>
+// The pair walk of the SIMD members: positions four (or, under AVX2,
+// eight) at a time from the vector walk of the kind (stepped single
+// precision with the approximate reciprocal, or every pixel's own
+// double-precision position with a true division). Runs of whole pairs
+// are rendered from them at once, eight pixels a step under AVX2, then
+// four; the leading odd pixel, the sums of 16-bit scalar-kind footprints
+// and the last pixels go through the sampler one pixel at a time.
+template <class Isa, class Traits, int Slot, member_kind Kind = member_kind::packed>
 struct pair_packed_span {
+    static constexpr int unit = 2 * sizeof(typename Traits::sample); // one column
+    static constexpr bool whole_pairs =
+        Kind == member_kind::packed && Slot != 0 && footprint<Slot>::width == 1;
+    static constexpr bool wide_pairs =
+        !whole_pairs && Slot != 0 && !pair_packed<Traits, Slot, Kind>::split_rows;
+
     template <projection P>
     static void run(const span_rows *line, int32_t x0, int32_t x1, const texture_ref *texture,
                     const span_coefficients &k);
+
+    // Whole groups of L::n pixels (pixel 0 even) while n allows, dst and
+    // n moved past them. Everything a group calls is inlined here, the
+    // walk included, so that its position stays in registers from group
+    // to group.
+    template <class L, class Walk>
+    __attribute__((flatten)) static void groups(Walk &walk, uint8_t *&dst, int64_t &n,
+                                                const texture_ref &t) {
+        Walk w = walk;
+        alignas(32) int32_t iu[L::n], iv[L::n];
+        for (; n >= L::n; n -= L::n, dst += L::n * unit) {
+            typename L::vi u, v;
+            w.template next<L>(u, v);
+            if constexpr (whole_pairs) {
+                pair_one_column<Traits, Slot>::template pairs<L>(dst, t, u, v);
+            } else {
+                L::store(iu, u);
+                L::store(iv, v);
+                pair_wide<Traits, Slot, Kind>::template pairs<L::n / 4>(dst, t, iu, iv);
+            }
+        }
+        walk = w;
+    }
 };
 
-template <class Traits, int Slot, member_kind Kind>
+template <class Isa, class Traits, int Slot, member_kind Kind>
 template <projection P>
-void pair_packed_span<Traits, Slot, Kind>::run(const span_rows *line, int32_t x0, int32_t x1,
-                                               const texture_ref *texture,
-                                               const span_coefficients &k) {
+void pair_packed_span<Isa, Traits, Slot, Kind>::run(const span_rows *line, int32_t x0, int32_t x1,
+                                                    const texture_ref *texture,
+                                                    const span_coefficients &k) {
     using sampler = pair_packed_sampler<Traits, Slot, Kind>;
-    constexpr int sb = sampler::sample_bytes, unit = 2 * sb;
+    constexpr int sb = sampler::sample_bytes;
     constexpr bool packed = Kind == member_kind::packed;
-    constexpr bool whole_pairs = packed && Slot != 0 && footprint<Slot>::width == 1;
     const texture_ref &t = *texture;
     using walk_type = std::conditional_t<packed, walk<P>, exact_walk<P>>;
     walk_type w(k, x0);
@@ -530,18 +833,10 @@ void pair_packed_span<Traits, Slot, Kind>::run(const span_rows *line, int32_t x0
         dst += unit;
         --n;
     }
-    if constexpr (whole_pairs) {
-        for (; n >= 4; n -= 4, dst += 4 * unit) {
-            __m128i u, v;
-            w.template next<lanes4>(u, v);
-            pair_one_column<Traits, Slot>::two_pairs(dst, t, u, v);
-        }
-    } else if constexpr (Slot != 0 && !pair_packed<Traits, Slot, Kind>::split_rows) {
-        for (; n >= 4; n -= 4, dst += 4 * unit) {
-            next_four();
-            pair_wide<Traits, Slot, Kind>::two_pairs(dst, t, iu, iv);
-        }
-    }
+    // Eight pixels a step under AVX2 (the last 7 or fewer through the
+    // sampler), four under SSE2.
+    if constexpr (whole_pairs || wide_pairs)
+        groups<std::conditional_t<Isa::avx2, lanes8, lanes4>>(w, dst, n, t);
     for (; n >= 2; dst += 4 * unit) {
         next_four();
         sampler::luma_chroma(dst, t, {iu[0], iv[0]});
@@ -560,5 +855,6 @@ void pair_packed_span<Traits, Slot, Kind>::run(const span_rows *line, int32_t x0
     }
 }
 
-template <class Traits, int Slot, member_kind Kind = member_kind::packed>
-struct pair_packed_members : contract_members<pair_packed_span<Traits, Slot, Kind>> {};
+// The table members of one instruction set.
+template <class Isa, class Traits, int Slot, member_kind Kind = member_kind::packed>
+struct pair_packed_members : contract_members<pair_packed_span<Isa, Traits, Slot, Kind>> {};

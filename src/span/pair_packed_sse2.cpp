@@ -6,8 +6,10 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <type_traits>
 
+#include "span/pair_packed_simd.h"
 #include "span/pair_traits.h"
 #include "span/rgbq_traits.h"
 #include "span/w210_renderers.h"
@@ -27,13 +29,38 @@ struct isa_sse2 {
 
 // Every slot has a SIMD member of its own kind.
 template <int Slot>
-struct yuy2_sse2_slot : pair_packed_members<yuy2_traits, Slot, pair_kinds<true>[Slot]> {};
+struct yuy2_sse2_slot : pair_packed_members<isa_sse2, yuy2_traits, Slot, pair_kinds<true>[Slot]> {};
 template <int Slot>
-struct w210_sse2_slot : pair_packed_members<w210_traits, Slot, pair_kinds<false>[Slot]> {};
+struct w210_sse2_slot
+    : pair_packed_members<isa_sse2, w210_traits, Slot, pair_kinds<false>[Slot]> {};
 
 static_assert(members_complete<yuy2_sse2_slot>() && members_complete<w210_sse2_slot>());
 
 } // namespace
+
+struct yuy2_sse2_set {
+    template <int Slot>
+    using members = yuy2_sse2_slot<Slot>;
+};
+struct w210_sse2_set {
+    template <int Slot>
+    using members = w210_sse2_slot<Slot>;
+};
+
+} // namespace tovrel::span
+
+#include "span/simd_member_def.h"
+
+namespace tovrel::span {
+
+// The members the AVX2 tables share (pair_pixel_at_a_time).
+template struct simd_member<yuy2_sse2_set, 0>;
+template struct simd_member<w210_sse2_set, 0>;
+template struct simd_member<w210_sse2_set, 10>;
+template struct simd_member<w210_sse2_set, 15>;
+template struct simd_member<w210_sse2_set, 18>;
+template struct simd_member<w210_sse2_set, 20>;
+
 } // namespace tovrel::span
 
 namespace tovrel {

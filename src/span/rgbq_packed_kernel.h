@@ -221,6 +221,27 @@ struct exact_walk {
     }
 };
 
+// Asks for the cache line `bytes` from p, for the next destination lines.
+// The address may lie outside the texture (rows past the last, columns
+// before the first): it is formed in integers, and a prefetch never faults.
+inline void prefetch_near(const uint8_t *p, ptrdiff_t bytes) {
+    _mm_prefetch(reinterpret_cast<const char *>(reinterpret_cast<uintptr_t>(p) +
+                                                static_cast<uintptr_t>(bytes)),
+                 _MM_HINT_T0);
+}
+
+// A slanted walk (rotation) needs, on the next destination lines, the
+// texels a few columns left or right of the ones it reads now, in every
+// texture row it crosses; the hardware prefetchers follow neither
+// direction. The lines `reach` bytes either side of p, in its row and the
+// next (rb bytes on), are requested.
+inline void prefetch_sideways(const uint8_t *p, ptrdiff_t rb, ptrdiff_t reach) {
+    prefetch_near(p, -reach);
+    prefetch_near(p, reach);
+    prefetch_near(p, rb - reach);
+    prefetch_near(p, rb + reach);
+}
+
 inline __m128i load64(const uint8_t *p) {
     return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p));
 }
@@ -660,14 +681,8 @@ inline __m128i render_group(Walk &w, const uint8_t *base, ptrdiff_t rb, uint8_t 
     // Read the lanes back from memory (scalar index loads, broadcast
     // loads) rather than extracting them with shuffles.
     asm("" : "+m"(d));
-    // A slanted walk (rotation) needs, on the next destination lines, the
-    // texels a few columns left or right of the ones it reads now, in every
-    // texture row it crosses; the hardware prefetchers follow neither
-    // direction, so the cache lines two lines either side of this group's
-    // middle pixel are requested here (a prefetch never faults).
-    const uint8_t *mid = texel_at<Kind>(base, rb, d, L::n / 2);
-    for (const uint8_t *q : {mid - 128, mid + 128, mid + rb - 128, mid + rb + 128})
-        _mm_prefetch(reinterpret_cast<const char *>(q), _MM_HINT_T0);
+    // Two cache lines either side of this group's middle pixel.
+    prefetch_sideways(texel_at<Kind>(base, rb, d, L::n / 2), rb, 128);
     if constexpr (L::n == 8) {
         _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst),
                             render_eight<Slot, Kind>(base, rb, d));

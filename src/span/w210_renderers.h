@@ -16,7 +16,13 @@ extern const affine_renderer_table w210_affine_span_renderers;
 extern const persp_renderer_table w210_persp_span_renderers_c;
 extern const affine_renderer_table w210_affine_span_renderers_c;
 
-// The pair to use on this processor.
+// The AVX2 tables, for processors with AVX2: eight pixels a step where
+// the members render groups of pixels, the SSE2 members elsewhere.
+extern const persp_renderer_table w210_persp_span_renderers_avx2;
+extern const affine_renderer_table w210_affine_span_renderers_avx2;
+
+// The pair to use on this processor (isa_best(): AVX2, SSE2 or the scalar
+// statements).
 renderer_table_pair w210_span_renderers();
 
 // True for the slots whose members use the packed 16-bit arithmetic.

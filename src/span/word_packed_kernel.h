@@ -108,8 +108,7 @@ inline void word_group(__m128i iu, __m128i iv, const word_plane &plane, uint8_t 
     const ptrdiff_t rb = plane.rb;
     // As in render_group: the texels 32 columns left and right of this
     // group, which the next destination lines read on a slanted walk.
-    for (const uint8_t *q : {p[2] - 64, p[2] + 64, p[2] + rb - 64, p[2] + rb + 64})
-        _mm_prefetch(reinterpret_cast<const char *>(q), _MM_HINT_T0);
+    prefetch_sideways(p[2], rb, 64);
     auto row = [&](int r) { return gather<Slot>([&](int i) { return p[i] + r * rb; }); };
     __m128i upper, lowr;
     if constexpr (fp::one_and_half) {

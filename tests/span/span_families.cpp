@@ -63,11 +63,13 @@ std::vector<tables> sse2_and_c() {
     return {{"sse2", &P, &A}, {"c", &PC, &AC}};
 }
 
-std::vector<tables> rgbq_tables() {
-    std::vector<tables> v = sse2_and_c<rgbq_persp_span_renderers, rgbq_affine_span_renderers,
-                                       rgbq_persp_span_renderers_c, rgbq_affine_span_renderers_c>();
-    if (rgbq_avx2_supported())
-        v.push_back({"avx2", &rgbq_persp_span_renderers_avx2, &rgbq_affine_span_renderers_avx2});
+// The same, with the AVX2 tables where the processor runs them.
+template <const persp_renderer_table &P, const affine_renderer_table &A,
+          const persp_renderer_table &PC, const affine_renderer_table &AC,
+          const persp_renderer_table &PX, const affine_renderer_table &AX>
+std::vector<tables> sse2_avx2_and_c() {
+    std::vector<tables> v = sse2_and_c<P, A, PC, AC>();
+    if (rgbq_avx2_supported()) v.push_back({"avx2", &PX, &AX});
     return v;
 }
 
@@ -97,12 +99,17 @@ const std::vector<family> &family_list() {
         // sample, the uniform texels.
         // clang-format off
         std::vector<family> list = {
-            {"rgbq", 4, false, 1, rgbq_tables, rgbq_slot_is_packed, 255, rgbq_uniform},
-            {"yuy2", 2, true, 1, sse2_and_c<yuy2_persp_span_renderers, yuy2_affine_span_renderers,
-             yuy2_persp_span_renderers_c, yuy2_affine_span_renderers_c>, yuy2_slot_is_packed,
+            {"rgbq", 4, false, 1, sse2_avx2_and_c<rgbq_persp_span_renderers, rgbq_affine_span_renderers,
+             rgbq_persp_span_renderers_c, rgbq_affine_span_renderers_c,
+             rgbq_persp_span_renderers_avx2, rgbq_affine_span_renderers_avx2>, rgbq_slot_is_packed,
+             255, rgbq_uniform},
+            {"yuy2", 2, true, 1, sse2_avx2_and_c<yuy2_persp_span_renderers, yuy2_affine_span_renderers,
+             yuy2_persp_span_renderers_c, yuy2_affine_span_renderers_c,
+             yuy2_persp_span_renderers_avx2, yuy2_affine_span_renderers_avx2>, yuy2_slot_is_packed,
              255, pair_uniform<8>},
-            {"w210", 4, true, 2, sse2_and_c<w210_persp_span_renderers, w210_affine_span_renderers,
-             w210_persp_span_renderers_c, w210_affine_span_renderers_c>, w210_slot_is_packed,
+            {"w210", 4, true, 2, sse2_avx2_and_c<w210_persp_span_renderers, w210_affine_span_renderers,
+             w210_persp_span_renderers_c, w210_affine_span_renderers_c,
+             w210_persp_span_renderers_avx2, w210_affine_span_renderers_avx2>, w210_slot_is_packed,
              1023, pair_uniform<10>},
             {"s16x4", 8, false, 2, sse2_and_c<s16x4_persp_span_renderers,
              s16x4_affine_span_renderers, s16x4_persp_span_renderers_c,
