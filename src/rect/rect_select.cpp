@@ -366,15 +366,7 @@ bool rect_isa_supported(rect_isa isa) {
 }
 
 rect_isa rect_best_isa() {
-    switch (isa_best()) {
-    case isa_level::avx2:
-        return rect_isa::avx2;
-    case isa_level::sse2:
-        return rect_isa::sse2;
-    case isa_level::scalar:
-        break;
-    }
-    return rect_isa::c;
+    return for_best_isa(rect_isa::avx2, rect_isa::sse2, rect_isa::c);
 }
 
 const char *rect_op_name(rect_op op) {

@@ -54,15 +54,10 @@ bool rgbq_avx2_supported() {
 }
 
 renderer_table_pair rgbq_span_renderers() {
-    switch (isa_best()) {
-    case isa_level::avx2:
-        return {&rgbq_persp_span_renderers_avx2, &rgbq_affine_span_renderers_avx2};
-    case isa_level::sse2:
-        return {&rgbq_persp_span_renderers, &rgbq_affine_span_renderers};
-    case isa_level::scalar:
-        break;
-    }
-    return {&rgbq_persp_span_renderers_c, &rgbq_affine_span_renderers_c};
+    return for_best_isa<renderer_table_pair>(
+        {&rgbq_persp_span_renderers_avx2, &rgbq_affine_span_renderers_avx2},
+        {&rgbq_persp_span_renderers, &rgbq_affine_span_renderers},
+        {&rgbq_persp_span_renderers_c, &rgbq_affine_span_renderers_c});
 }
 
 bool rgbq_slot_is_packed(int slot) {

@@ -14,15 +14,10 @@ constinit const affine_renderer_table w210_affine_span_renderers_c =
 static_assert(span::members_complete<span::w210_member>());
 
 renderer_table_pair w210_span_renderers() {
-    switch (isa_best()) {
-    case isa_level::avx2:
-        return {&w210_persp_span_renderers_avx2, &w210_affine_span_renderers_avx2};
-    case isa_level::sse2:
-        return {&w210_persp_span_renderers, &w210_affine_span_renderers};
-    case isa_level::scalar:
-        break;
-    }
-    return {&w210_persp_span_renderers_c, &w210_affine_span_renderers_c};
+    return for_best_isa<renderer_table_pair>(
+        {&w210_persp_span_renderers_avx2, &w210_affine_span_renderers_avx2},
+        {&w210_persp_span_renderers, &w210_affine_span_renderers},
+        {&w210_persp_span_renderers_c, &w210_affine_span_renderers_c});
 }
 
 bool w210_slot_is_packed(int slot) {

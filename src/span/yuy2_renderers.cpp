@@ -14,15 +14,10 @@ constinit const affine_renderer_table yuy2_affine_span_renderers_c =
 static_assert(span::members_complete<span::yuy2_member>());
 
 renderer_table_pair yuy2_span_renderers() {
-    switch (isa_best()) {
-    case isa_level::avx2:
-        return {&yuy2_persp_span_renderers_avx2, &yuy2_affine_span_renderers_avx2};
-    case isa_level::sse2:
-        return {&yuy2_persp_span_renderers, &yuy2_affine_span_renderers};
-    case isa_level::scalar:
-        break;
-    }
-    return {&yuy2_persp_span_renderers_c, &yuy2_affine_span_renderers_c};
+    return for_best_isa<renderer_table_pair>(
+        {&yuy2_persp_span_renderers_avx2, &yuy2_affine_span_renderers_avx2},
+        {&yuy2_persp_span_renderers, &yuy2_affine_span_renderers},
+        {&yuy2_persp_span_renderers_c, &yuy2_affine_span_renderers_c});
 }
 
 bool yuy2_slot_is_packed(int slot) {
