@@ -1,10 +1,10 @@
 // AVX2 tables of the 4:2:2 families, chosen at run time when the
 // processor has AVX2: the same slots and kinds as the SSE2 tables, from
 // the same kernel, with the SSE2 members of the slots that render one
-// pixel at a time (pair_pixel_at_a_time). Everything between the target options is compiled for
-// AVX2 and private to this file; the shared templates included above them
-// (the table wrappers among them) stay baseline code, so no AVX2
-// instruction can leak into a baseline routine.
+// pixel at a time (pair_pixel_at_a_time). Everything between avx2_begin.h
+// and avx2_end.h is compiled for AVX2 and private to this file; the shared
+// templates included above it (the table wrappers among them) stay
+// baseline code.
 #include <immintrin.h>
 
 #include <algorithm>
@@ -20,12 +20,7 @@
 #include "span/w210_renderers.h"
 #include "span/yuy2_renderers.h"
 
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx2")
-#endif
+#include "span/avx2_begin.h"
 
 namespace tovrel::span {
 namespace {
@@ -67,11 +62,7 @@ static_assert(members_complete<yuy2_avx2_slot>() && members_complete<w210_avx2_s
 } // namespace
 } // namespace tovrel::span
 
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+#include "span/avx2_end.h"
 
 namespace tovrel {
 

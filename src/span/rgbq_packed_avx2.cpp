@@ -1,6 +1,6 @@
 // AVX2 packed RGBQ members, chosen at run time when the processor has
-// AVX2. Everything from the target options on is compiled for AVX2 and
-// private to this file; the shared templates above them stay baseline
+// AVX2. Everything from span/avx2_begin.h on is compiled for AVX2 and
+// private to this file; the shared templates above it stay baseline
 // code, so no AVX2 instruction can leak into a baseline routine.
 #include <immintrin.h>
 
@@ -11,12 +11,7 @@
 #include "span/rgbq_traits.h"
 #include "span/word_traits.h"
 
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx2")
-#endif
+#include "span/avx2_begin.h"
 
 namespace tovrel::span {
 namespace {
@@ -72,8 +67,4 @@ template struct simd_member<rgbq_alpha_avx2_set, 11>;
 
 } // namespace tovrel::span
 
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+#include "span/avx2_end.h"
