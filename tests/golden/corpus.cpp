@@ -8,14 +8,12 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdarg>
 #include <string>
 #include <vector>
 
 #include <xmmintrin.h>
 
 #include "fuzz/scene.h"
-#include "param_names.h"
 #include "polygon/dispatch.h"
 #include "polygon/polygon_call.h"
 #include "span/rgbq_renderers.h"
@@ -98,19 +96,10 @@ struct input {
     }
 };
 
-// The seven formats, then codes that name no format.
-constexpr uint8_t formats[] = {TOVREL_FORMAT_RGBQ,
-                               TOVREL_FORMAT_YUY2,
-                               TOVREL_FORMAT_WORD,
-                               TOVREL_FORMAT_YUVQ,
-                               TOVREL_FORMAT_W210,
-                               TOVREL_FORMAT_S16X4A,
-                               TOVREL_FORMAT_S16X4,
-                               0,
-                               7,
-                               12};
+// One of the seven formats, or rarely a code that names no format.
 uint8_t any_format(rng &r) {
-    return formats[r.chance(96) ? r.range(0, 6) : r.range(7, 9)];
+    constexpr uint8_t unnamed[] = {0, 7, 12};
+    return r.chance(96) ? r.pick(formats).code : r.pick(unnamed);
 }
 
 int32_t size(rng &r) {
@@ -122,8 +111,7 @@ int32_t size(rng &r) {
 // Widths of 4:2:2 images are mostly even: odd ones are refused by polygons.
 int32_t width_for(rng &r, uint8_t f) {
     const int32_t w = size(r);
-    const bool pairs = f == TOVREL_FORMAT_YUY2 || f == TOVREL_FORMAT_W210;
-    return pairs && (w & 1) && r.chance(85) ? w + 1 : w;
+    return format_of(f).pairs && (w & 1) && r.chance(85) ? w + 1 : w;
 }
 
 uint32_t flag_bits(rng &r, std::initializer_list<std::pair<uint32_t, int>> bits) {
@@ -142,7 +130,7 @@ void lines(rng &r, int32_t *phase, int32_t *step) {
 
 input polygon_input(rng &r) {
     const uint8_t sf = any_format(r);
-    const bool s16 = sf == TOVREL_FORMAT_S16X4A || sf == TOVREL_FORMAT_S16X4;
+    const bool s16 = format_of(sf).s16;
     const uint8_t df = !r.chance(85) ? any_format(r)
                        : s16         ? (r.chance(50) ? TOVREL_FORMAT_S16X4A : TOVREL_FORMAT_S16X4)
                                      : sf;
@@ -297,27 +285,6 @@ input rect_input(rng &r, bool multisrc) {
     return in;
 }
 
-void appendf(std::string &s, const char *format, ...) __attribute__((format(printf, 2, 3)));
-void appendf(std::string &s, const char *format, ...) {
-    char buffer[256];
-    va_list args;
-    va_start(args, format);
-    vsnprintf(buffer, sizeof buffer, format, args);
-    va_end(args);
-    s += buffer;
-}
-
-void describe(std::string &s, const fuzz_image &im) {
-    const image_descriptor &d = im.desc;
-    appendf(s, " %s %dx%d p%d a%u m%u", param_names::format_name(d.format).c_str(), d.width,
-            d.height, d.pitch, d.alpha_kind, d.alpha_mode);
-    if (d.alpha_kind != TOVREL_ALPHA_NONE) appendf(s, " ap%d", d.alpha_pitch);
-}
-
-void describe_call(std::string &s, const call_input &c) {
-    appendf(s, " flags 0x%x lines %d/%d", c.flags, c.phase, c.step);
-}
-
 // Whether the texture's family (and, with a w12b plane, the word family
 // that renders the plane) draws the slot with a packed member: its
 // positions then come through the processor's approximate reciprocal.
@@ -362,38 +329,22 @@ void report_sink(const char *line, void *user) {
 void run(operation op, const std::vector<uint8_t> &bytes, case_result &result) {
     byte_reader in{bytes.data(), bytes.size()};
     std::string reports;
-    const auto drawn = [&](const auto &s, auto draw) {
+    const auto drawn = [&](const auto &s) {
         tovrel_set_report_sink(report_sink, &reports);
-        draw();
+        s.draw(s.c.flags, s.c.phase, s.c.step);
         tovrel_set_report_sink(nullptr, nullptr);
         for (const plane *p : {&s.dst.colour, &s.dst.alpha})
             result.crc = crc32(result.crc, p->buffer.data(), p->buffer.size());
-        describe_call(result.summary, s.c);
-        describe(result.summary, s.dst);
-        result.summary += " <-";
+        result.summary += s.describe();
     };
     if (op == operation::polygon) {
         const polygon_scene s(in);
-        drawn(s, [&] { s.draw(s.c.flags, s.c.phase, s.c.step); });
-        describe(result.summary, s.src);
-        appendf(result.summary, " vertices %d", s.vertex_count);
+        drawn(s);
         result.rcp_dependent = polygon_uses_rcp(s);
     } else if (op == operation::rectangle) {
-        const rect_scene s(in);
-        drawn(s, [&] { s.draw(s.c.flags, s.c.phase, s.c.step); });
-        describe(result.summary, s.src);
-        appendf(result.summary, " [%g %g %g %g] <- [%g %g %g %g]", s.x[0], s.x[1], s.x[2], s.x[3],
-                s.x[4], s.x[5], s.x[6], s.x[7]);
+        drawn(rect_scene(in));
     } else {
-        const multisrc_scene s(in);
-        drawn(s, [&] { s.draw(s.c.flags, s.c.phase, s.c.step); });
-        for (int i = 0; i < s.stored(); ++i) {
-            describe(result.summary, s.sources[i]);
-            appendf(result.summary, " at %d,%d", s.sources[i].desc.origin_x,
-                    s.sources[i].desc.origin_y);
-        }
-        appendf(result.summary, " [%g %g %g %g] <- [%g %g %g %g]", s.x[0], s.x[1], s.x[2], s.x[3],
-                s.x[4], s.x[5], s.x[6], s.x[7]);
+        drawn(multisrc_scene(in));
     }
     result.crc = crc32(result.crc, reports.data(), reports.size());
     if (!reports.empty()) {
