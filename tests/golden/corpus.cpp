@@ -65,10 +65,16 @@ struct input {
     // A coordinate of kind 0: an int16 over `scale` (exact on the grid).
     input &coarse(float v, float scale) { return u16(static_cast<uint32_t>(int32_t(v * scale))); }
 
-    // The call's values (call_input): flags (bits 24..31 only with bit 31),
-    // no nulls, and the line selection (mode 1: phase, step 1..8; mode 3:
-    // step 0).
-    input &call(uint32_t flags, int32_t phase, int32_t step) {
+    // The call's values (call_input): flags, each bit with its chance in
+    // percent (bits 24..31 only with bit 31), no nulls, and the line
+    // selection, mostly every line from 0: phases -3..3, steps 2..4 or 0
+    // (mode 1: phase, step 1..8; mode 3: step 0).
+    input &call(rng &r, std::initializer_list<std::pair<uint32_t, int>> bits) {
+        uint32_t flags = 0;
+        for (auto [bit, percent] : bits)
+            if (r.chance(percent)) flags |= bit;
+        constexpr int32_t steps[] = {1, 1, 1, 1, 1, 2, 2, 3, 4};
+        const int32_t phase = r.range(-3, 3), step = r.chance(1) ? 0 : r.pick(steps);
         u8(flags).u8(flags >> 24).u8(0).u8(step == 0 ? 3 : 1);
         return u32(static_cast<uint32_t>(phase)).u32(static_cast<uint32_t>(step - 1));
     }
@@ -112,20 +118,6 @@ int32_t size(rng &r) {
 int32_t width_for(rng &r, uint8_t f) {
     const int32_t w = size(r);
     return format_of(f).pairs && (w & 1) && r.chance(85) ? w + 1 : w;
-}
-
-uint32_t flag_bits(rng &r, std::initializer_list<std::pair<uint32_t, int>> bits) {
-    uint32_t flags = 0;
-    for (auto [bit, percent] : bits)
-        if (r.chance(percent)) flags |= bit;
-    return flags;
-}
-
-// Line selection: mostly every line from 0; phases -3..3, steps 2..4, 0.
-void lines(rng &r, int32_t *phase, int32_t *step) {
-    constexpr int32_t steps[] = {1, 1, 1, 1, 1, 2, 2, 3, 4};
-    *phase = r.range(-3, 3);
-    *step = r.chance(1) ? 0 : r.pick(steps);
 }
 
 input polygon_input(rng &r) {
@@ -180,17 +172,15 @@ input polygon_input(rng &r) {
     for (map_vertex &m : v) m.w = perspective ? r.grid(0.25f, 3.0f) : w;
     if (perspective && r.chance(3)) v[0].w = r.grid(-1.0f, -0.0625f);
 
-    const uint32_t flags = flag_bits(r, {{MAP_NO_FILTER, 20},
-                                         {MAP_EDGE_AA, 40},
-                                         {MAP_FIELD_TOP, 15},
-                                         {MAP_FIELD_BOTTOM, 15},
-                                         {MAP_TILE, 30},
-                                         {r.chance(50) ? 0xE0u : 0xE0000000u, 5}});
-    int32_t phase, step;
-    lines(r, &phase, &step);
-    const int32_t count = r.chance(2) ? r.range(-1, 0) : static_cast<int32_t>(v.size());
     input in;
-    in.call(flags, phase, step).u8(static_cast<uint32_t>(count + 3));
+    in.call(r, {{MAP_NO_FILTER, 20},
+                {MAP_EDGE_AA, 40},
+                {MAP_FIELD_TOP, 15},
+                {MAP_FIELD_BOTTOM, 15},
+                {MAP_TILE, 30},
+                {r.chance(50) ? 0xE0u : 0xE0000000u, 5}});
+    const int32_t count = r.chance(2) ? r.range(-1, 0) : static_cast<int32_t>(v.size());
+    in.u8(static_cast<uint32_t>(count + 3));
     in.image(r, df, dw, dh).image(r, sf, sw, sh);
     for (int32_t i = 0; i < count; ++i) {
         const map_vertex &m = v[static_cast<size_t>(i)];
@@ -263,16 +253,13 @@ input rect_input(rng &r, bool multisrc) {
     extents(r, src, plane_w, bottom, exact_width == 0);
     extents(r, dst, dw, dh, exact_width == 0);
     if (r.chance(30)) dst[3] = dst[1] + (src[3] - src[1]);
-    const uint32_t flags = flag_bits(r, {{RECT_SRC_FIELD_TOP, 15},
-                                         {RECT_SRC_FIELD_BOTTOM, 15},
-                                         {RECT_TILE, 30},
-                                         {RECT_DST_FIELD_TOP, 15},
-                                         {RECT_DST_FIELD_BOTTOM, 15},
-                                         {1u << r.range(0, 5), 8}});
-    int32_t phase, step;
-    lines(r, &phase, &step);
     input in;
-    in.call(flags, phase, step);
+    in.call(r, {{RECT_SRC_FIELD_TOP, 15},
+                {RECT_SRC_FIELD_BOTTOM, 15},
+                {RECT_TILE, 30},
+                {RECT_DST_FIELD_TOP, 15},
+                {RECT_DST_FIELD_BOTTOM, 15},
+                {1u << r.range(0, 5), 8}});
     if (multisrc) in.u8(static_cast<uint32_t>(count + 2));
     in.image(r, df, dw, dh);
     // A single source's plan comes before the coordinates, multisrc's
