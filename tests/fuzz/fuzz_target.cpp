@@ -144,7 +144,7 @@ void check_call(Scene &s) {
             s.draw(flags, phase, step);
         }
     };
-    if (verbose) std::printf("%s\n", s.describe().c_str());
+    if (verbose) std::printf("%s\n", describe(s).c_str());
     dst.snapshot();
     const int reports_before = g_report_lines;
     draw(c.flags, c.phase, c.step);

@@ -638,17 +638,13 @@ struct polygon_scene {
     void poison(bool on) const {
         dst.poison_padding(on), src.poison_padding(on), vertex_memory.poison_slack(on);
     }
-    std::string describe() const {
-        std::string s;
-        c.describe(s);
-        dst.describe(s, "dst");
+    void describe_sources(std::string &s) const {
         src.describe(s, "<- src");
         appendf(s, " vertices %d", vertex_count);
         for (size_t i = 0; i < stored(); ++i) {
             const map_vertex &v = vertices()[i];
             appendf(s, " [%.9g %.9g %.9g %.9g %.9g]", v.u, v.v, v.w, v.x, v.y);
         }
-        return s;
     }
 };
 
@@ -671,13 +667,9 @@ struct rect_scene {
         poison(false);
     }
     void poison(bool on) const { dst.poison_padding(on), src.poison_padding(on); }
-    std::string describe() const {
-        std::string s;
-        c.describe(s);
-        dst.describe(s, "dst");
+    void describe_sources(std::string &s) const {
         src.describe(s, "<- src");
         r.describe(s);
-        return s;
     }
 };
 
@@ -735,15 +727,21 @@ struct multisrc_scene {
         dst.poison_padding(on), list_memory.poison_slack(on);
         for (const fuzz_image &s : sources) s.poison_padding(on);
     }
-    std::string describe() const {
-        std::string s;
-        c.describe(s);
-        dst.describe(s, "dst");
+    void describe_sources(std::string &s) const {
         appendf(s, " <- %d sources", source_count);
         for (int i = 0; i < stored(); ++i) sources[i].describe(s, list[i] ? "src" : "null-entry");
         r.describe(s);
-        return s;
     }
 };
+
+// One line: the call's values, the destination, then what it draws from.
+template <typename Scene>
+std::string describe(const Scene &scene) {
+    std::string s;
+    scene.c.describe(s);
+    scene.dst.describe(s, "dst");
+    scene.describe_sources(s);
+    return s;
+}
 
 } // namespace tovrel_fuzz

@@ -322,7 +322,7 @@ void run(operation op, const std::vector<uint8_t> &bytes, case_result &result) {
         tovrel_set_report_sink(nullptr, nullptr);
         for (const plane *p : {&s.dst.colour, &s.dst.alpha})
             result.crc = crc32(result.crc, p->buffer.data(), p->buffer.size());
-        result.summary += s.describe();
+        result.summary += describe(s);
     };
     if (op == operation::polygon) {
         const polygon_scene s(in);
