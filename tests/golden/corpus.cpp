@@ -86,14 +86,15 @@ struct input {
         constexpr uint8_t alpha[] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 3, 3, 3, 3, 3, 3, 3, 3, 3, 6};
         constexpr uint8_t modes[] = {0, 0, 1, 1, 2};
         // Fill: samples in range (W210 10-bit, alpha 0..4096), zeros or all
-        // ones (but for W210); alpha in range, zeros or 4096.
+        // ones; W210 takes random words in place of zeros, so that words
+        // past 10 bits meet every kernel too. Alpha in range, zeros or 4096.
         constexpr uint8_t fills[] = {0, 0, 0, 0, 0, 0, 0, 2, 3, 8, 12};
         const uint8_t fill = r.pick(fills);
         u8(f).u8(0).u16(static_cast<uint32_t>(w - 1)).u16(static_cast<uint32_t>(h - 1));
         u8(r.pick(pitches)).u8(pad(r)).u8(r.pick(alpha)).u8(r.pick(modes));
         return u8(r.pick(pitches))
             .u8(pad(r))
-            .u8(f == TOVREL_FORMAT_W210 && fill == 3 ? 2 : fill)
+            .u8(f == TOVREL_FORMAT_W210 && fill == 2 ? 1 : fill)
             .u32(r.next32());
     }
     // Padding units: mostly keeping lines on whole 4:2:2 pairs.
