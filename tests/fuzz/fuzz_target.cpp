@@ -36,16 +36,17 @@ struct expectation {
 
 // Bits above 16 and a bottom field flag beside the top one are not read.
 // Word sources with an alpha plane and S16X4 sources into other formats
-// draw nothing.
+// draw nothing. S16X4 sources never read a w12b plane (their alpha is in
+// the pixel), of either image.
 expectation expect(const polygon_scene &s) {
     uint32_t read = s.c.flags & 0x1Fu;
     if (read & MAP_FIELD_TOP) read &= ~static_cast<uint32_t>(MAP_FIELD_BOTTOM);
     const image_descriptor &src = s.src.desc;
+    const bool s16 = format_of(src.format).s16;
     const bool nothing =
-        s.vertex_count < 1 || (format_of(src.format).s16 && !format_of(s.dst.desc.format).s16) ||
-        s.c.nulls.other() ||
+        s.vertex_count < 1 || (s16 && !format_of(s.dst.desc.format).s16) || s.c.nulls.other() ||
         (src.format == TOVREL_FORMAT_WORD && src.alpha_kind == TOVREL_ALPHA_W12B) ||
-        s.src.vital_null() || s.dst.vital_null();
+        s.src.vital_null(!s16) || s.dst.vital_null(!s16);
     return {read, nothing, true};
 }
 

@@ -436,10 +436,11 @@ struct fuzz_image {
 
     // What the call receives: the descriptor, or null when chosen so.
     const image_descriptor *arg() const { return nulls.descriptor() ? nullptr : &desc; }
-    // A null the call cannot do without: it must draw nothing.
-    bool vital_null() const {
+    // A null the call cannot do without: it must draw nothing. A w12b
+    // plane is one unless the call never reads it (alpha_read false).
+    bool vital_null(bool alpha_read = true) const {
         return nulls.descriptor() || nulls.pixels() ||
-               (nulls.alpha() && desc.alpha_kind == TOVREL_ALPHA_W12B);
+               (alpha_read && nulls.alpha() && desc.alpha_kind == TOVREL_ALPHA_W12B);
     }
 
     // A source is only read: any write into it faults.
