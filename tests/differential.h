@@ -12,6 +12,7 @@
 #include <sstream>
 #include <string>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -122,20 +123,26 @@ bool intact(const std::tuple<T...> &out) {
 // Runs every member through out(member), which returns its outputs (guarded
 // buffers, end states; a tuple of them): each must equal the first's, the
 // scalar statement's, whose guards must hold and which must satisfy
-// valid().
-template <class M, class Out, class Valid>
-void same(const std::vector<M> &members, Out out, const std::string &what, Valid valid) {
+// valid(). `what` names the case: text, or a function that makes it.
+template <class M, class Out, class What, class Valid>
+void same(const std::vector<M> &members, Out out, const What &what, Valid valid) {
+    auto name = [&] {
+        if constexpr (std::is_invocable_v<What>)
+            return what();
+        else
+            return what;
+    };
     const auto want = out(members[0]);
     ASSERT_TRUE(intact(want) && valid(want))
-        << members[0].name << " writes outside its output: " << what;
+        << members[0].name << " writes outside its output: " << name();
     for (size_t m = 1; m < members.size(); ++m) {
         const std::string d = difference(want, out(members[m]));
         ASSERT_TRUE(d.empty()) << members[m].name << " against " << members[0].name << ", " << d
-                               << ": " << what;
+                               << ": " << name();
     }
 }
-template <class M, class Out>
-void same(const std::vector<M> &members, Out out, const std::string &what) {
+template <class M, class Out, class What>
+void same(const std::vector<M> &members, Out out, const What &what) {
     same(members, out, what, [](const auto &) { return true; });
 }
 

@@ -13,15 +13,14 @@
 #include <string>
 #include <vector>
 
+#include "differential.h"
 #include "param_names.h"
 #include "span/span_renderer.h"
 
 namespace span_test {
 
-// Seed of the random cases: TOVREL_TEST_SEED if set, else a fixed value.
 inline uint32_t test_seed() {
-    const char *s = std::getenv("TOVREL_TEST_SEED");
-    return s ? static_cast<uint32_t>(std::strtoul(s, nullptr, 0)) : 0x5eed1234u;
+    return differential::seed();
 }
 
 // A texture of `unit`-byte texel columns (RGBQ and W210 4, YUY2 2,
@@ -173,6 +172,8 @@ struct family {
     // A colour family with a w12b alpha plane (pairs E, F, G): textures
     // and lines carry an alpha plane and an alpha line.
     bool alpha = false;
+    // Blends into the line (S16X4A over): spans start on random pixels.
+    bool over = false;
     texture texture_with_pitch(int32_t w, int32_t h, int32_t pitch) const {
         texture t(w, h, pitch, unit);
         if (alpha) t.add_alpha_plane();
