@@ -1,31 +1,20 @@
 // Differential tests of the SSE2 RGBQ writers against their scalar
 // statements, and a sweep of every writer over random full-range input that
-// checks it writes only its own pixels. Seeded; the seed is printed and can
-// be replayed with TOVREL_TEST_SEED.
+// checks it writes only its own pixels.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <random>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "differential.h"
+#include "param_names.h"
 #include "polygon/pixel_writers.h"
 
 using namespace tovrel;
 
 namespace {
-
-uint32_t test_seed() {
-    static const uint32_t seed = [] {
-        const char *env = std::getenv("TOVREL_TEST_SEED");
-        const uint32_t s = env ? uint32_t(std::strtoul(env, nullptr, 0)) : std::random_device{}();
-        std::printf("writers: seed %u (TOVREL_TEST_SEED)\n", s);
-        return s;
-    }();
-    return seed;
-}
 
 constexpr int width = 61; // not a multiple of 4: every tail length occurs
 constexpr int guard = 16; // pixels of guard on both sides
@@ -92,6 +81,8 @@ struct writer_case {
 };
 
 #if defined(__SSE2__)
+// Rows: a writer's scalar statement and its SSE2 member, coverage or span
+// writers.
 struct simd_case {
     const char *name;
     coverage_writer ref, simd;
@@ -119,34 +110,34 @@ void PrintTo(const simd_case &c, std::ostream *os) {
 
 class SimdDifferential : public ::testing::TestWithParam<simd_case> {};
 
+// Whole lines (guards included) identical; the statement changes nothing
+// outside [x0, x1). Ranges are mostly proper, sometimes reversed.
 TEST_P(SimdDifferential, MatchesScalarByteForByte) {
     const simd_case &c = GetParam();
-    const writer_case ref{c.name, c.ref, c.ref_span, 4, false};
-    const writer_case simd{c.name, c.simd, c.simd_span, 4, false};
-    std::mt19937 rng(test_seed());
-    SCOPED_TRACE(std::string(c.name) + " seed " + std::to_string(test_seed()));
-    buffers a(4), b(4);
-    for (int iter = 0; iter < 400; ++iter) {
-        fill(a, rng);
-        const buffers before = a;
-        b = a;
+    const std::vector<writer_case> members = {{"c", c.ref, c.ref_span, 4},
+                                              {"sse2", c.simd, c.simd_span, 4}};
+    differential::for_cases(400, [&](std::mt19937 &rng, int iter) {
+        buffers before(4);
+        fill(before, rng);
         int32_t x0 = int32_t(rng() % (width + 1)), x1 = int32_t(rng() % (width + 1));
-        if (iter % 8 != 0 && x0 > x1) std::swap(x0, x1); // mostly proper ranges
-        ref.run(a, x0, x1);
-        simd.run(b, x0, x1);
-        SCOPED_TRACE("iteration " + std::to_string(iter) + " x0 " + std::to_string(x0) + " x1 " +
-                     std::to_string(x1));
-        const int i = changed_outside(a.dst, b.dst, 1, 0, 0);
-        const int j = changed_outside(a.dst_a, b.dst_a, 1, 0, 0);
-        ASSERT_EQ(i, -1) << "colour " << int(a.dst[i]) << " vs " << int(b.dst[i]);
-        ASSERT_EQ(j, -1) << "alpha " << a.dst_a[j] << " vs " << b.dst_a[j];
-        ASSERT_EQ(changed_outside(before.dst, b.dst, 4, x0, x1), -1);
-        ASSERT_EQ(changed_outside(before.dst_a, b.dst_a, 1, x0, x1), -1);
-    }
+        if (iter % 8 != 0 && x0 > x1) std::swap(x0, x1);
+        differential::same(
+            members,
+            [&](const writer_case &w) {
+                buffers b = before;
+                w.run(b, x0, x1);
+                return std::tuple(b.dst, b.dst_a);
+            },
+            differential::text("x0", x0, "x1", x1),
+            [&](const auto &want) {
+                return changed_outside(before.dst, std::get<0>(want), 4, x0, x1) == -1 &&
+                       changed_outside(before.dst_a, std::get<1>(want), 1, x0, x1) == -1;
+            });
+    });
 }
 
 INSTANTIATE_TEST_SUITE_P(Rgbq, SimdDifferential, ::testing::ValuesIn(simd_cases),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         param_names::printed{});
 #endif
 
 // Every writer of every family on random full-range data (any 16-bit
@@ -171,11 +162,10 @@ std::vector<writer_case> all_writers() {
 }
 
 TEST(WriterSweep, WritesOnlyItsOwnPixels) {
-    std::mt19937 rng(test_seed() ^ 0x5eed);
+    std::mt19937 rng(differential::seed() ^ 0x5eed);
     int index = 0;
     for (const writer_case &c : all_writers()) {
-        SCOPED_TRACE(std::string(c.name) + " #" + std::to_string(index++) + " seed " +
-                     std::to_string(test_seed()));
+        SCOPED_TRACE(differential::text(c.name, index++, "seed", differential::seed()));
         buffers b(c.bpp);
         for (int iter = 0; iter < 60; ++iter) {
             fill(b, rng);
