@@ -57,16 +57,15 @@ std::vector<member<Fn>> members(std::initializer_list<member<Fn>> all) {
 
 // `n` elements between `guard` elements of a sentinel on either side.
 template <class T>
-struct guarded {
+struct guarded : std::vector<T> {
     static constexpr size_t guard = 16;
     static constexpr T sentinel = T(0xA5A5A5A5u);
-    std::vector<T> store;
-    explicit guarded(size_t n) : store(n + 2 * guard, sentinel) {}
-    T *data() { return store.data() + guard; }
+    explicit guarded(size_t n) : std::vector<T>(n + 2 * guard, sentinel) {}
+    T *at() { return this->data() + guard; }
     bool intact() const {
-        for (size_t i = 0; i < guard; ++i)
-            if (store[i] != sentinel || store[store.size() - 1 - i] != sentinel) return false;
-        return true;
+        return std::all_of(this->begin(), this->begin() + guard,
+                           [](T v) { return v == sentinel; }) &&
+               std::all_of(this->end() - guard, this->end(), [](T v) { return v == sentinel; });
     }
 };
 
@@ -78,54 +77,50 @@ std::string text(const A &...a) {
     return s.str();
 }
 
-// Where two outputs differ: the first differing element of a buffer, or
-// an end state's values; empty where they are equal.
-template <class T>
-std::string difference(const T &want, const T &got) {
-    using testing::PrintToString;
-    return want == got ? "" : "want " + PrintToString(want) + " got " + PrintToString(got);
-}
-template <class T>
-std::string difference(const std::vector<T> &want, const std::vector<T> &got) {
-    const auto d = std::mismatch(want.begin(), want.end(), got.begin(), got.end());
-    return d.first == want.end() ? ""
-                                 : "element " + std::to_string(d.first - want.begin()) + ": " +
-                                       difference(*d.first, *d.second);
-}
-template <class T>
-std::string difference(const guarded<T> &want, const guarded<T> &got) {
-    return difference(want.store, got.store);
-}
+// Where two tuples of outputs (buffers, end states) differ: the first
+// differing element of a buffer or an end state's values; empty if equal.
 template <class... T>
 std::string difference(const std::tuple<T...> &want, const std::tuple<T...> &got) {
+    using testing::PrintToString;
     std::string d;
+    auto one = [&](const auto &w, const auto &g) {
+        if (!d.empty() || w == g) return;
+        if constexpr (requires { w.begin(); }) {
+            const auto m = std::mismatch(w.begin(), w.end(), g.begin(), g.end());
+            d = text("element", m.first - w.begin(), "want", PrintToString(*m.first), "got",
+                     PrintToString(*m.second));
+        } else {
+            d = text("want", PrintToString(w), "got", PrintToString(g));
+        }
+    };
     [&]<size_t... I>(std::index_sequence<I...>) {
-        ((d += d.empty() ? difference(std::get<I>(want), std::get<I>(got)) : ""), ...);
+        (one(std::get<I>(want), std::get<I>(got)), ...);
     }
     (std::index_sequence_for<T...>{});
     return d;
 }
 
 // Whether the guards of every guarded buffer among the outputs hold.
-template <class T>
-bool intact(const T &) {
-    return true;
-}
-template <class T>
-bool intact(const guarded<T> &out) {
-    return out.intact();
-}
 template <class... T>
 bool intact(const std::tuple<T...> &out) {
-    return std::apply([](const auto &...o) { return (intact(o) && ...); }, out);
+    auto one = [](const auto &o) {
+        if constexpr (requires { o.intact(); })
+            return o.intact();
+        else
+            return true;
+    };
+    return std::apply([&](const auto &...o) { return (one(o) && ...); }, out);
 }
 
-// Runs every member through out(member), which returns its outputs (guarded
-// buffers, end states; a tuple of them): each must equal the first's, the
+// Runs every member through out(member), which returns a tuple of its
+// outputs (guarded buffers, end states): each must equal the first's, the
 // scalar statement's, whose guards must hold and which must satisfy
 // valid(). `what` names the case: text, or a function that makes it.
-template <class M, class Out, class What, class Valid>
-void same(const std::vector<M> &members, Out out, const What &what, Valid valid) {
+struct anything {
+    bool operator()(const auto &) const { return true; }
+};
+template <class M, class Out, class What, class Valid = anything>
+void same(const std::vector<M> &members, Out out, const What &what, Valid valid = {}) {
     auto name = [&] {
         if constexpr (std::is_invocable_v<What>)
             return what();
@@ -141,9 +136,4 @@ void same(const std::vector<M> &members, Out out, const What &what, Valid valid)
                                << ": " << name();
     }
 }
-template <class M, class Out, class What>
-void same(const std::vector<M> &members, Out out, const What &what) {
-    same(members, out, what, [](const auto &) { return true; });
-}
-
 } // namespace differential

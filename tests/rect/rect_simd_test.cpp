@@ -91,7 +91,7 @@ TEST(RectRgbqSimd, RunMatchesScalarStatement) {
             [&](const auto &m) {
                 guarded<uint8_t> out(size_t(k.count) * 4);
                 rect_cursor cur{row0, nullptr, k.run};
-                m.fn(out.data(), k.count, &cur, k.rows, k.x_step);
+                m.fn(out.at(), k.count, &cur, k.rows, k.x_step);
                 return std::tuple(out, cur.src, cur.run);
             },
             text("x_step", k.x_step, "run", k.run, "count", k.count, rows_text(k.rows)));
@@ -141,8 +141,8 @@ void check_vblend(const vblend_set &sse2) {
             sets,
             [&](const auto &s) {
                 guarded<uint32_t> out(size_t(K::quad ? 4 * count : 2 * pixels));
-                s.fn.of(rows)(out.data(), row, arow, first, count, rows);
-                return out;
+                s.fn.of(rows)(out.at(), row, arow, first, count, rows);
+                return std::tuple(out);
             },
             text("first", first, "count", count, rows_text(rows)));
     });
@@ -192,8 +192,8 @@ void check_whole_pairs() {
             differential::members<fn>({{"c", pair_halve_c<D>}, {"avx2", pair_halve_avx2<D>}}),
             [&](const auto &m) {
                 guarded<sample> out(size_t(4 * pairs));
-                m.fn(out.data(), sums.data(), pairs);
-                return out;
+                m.fn(out.at(), sums.data(), pairs);
+                return std::tuple(out);
             },
             text("halving", pairs, "pairs"));
     });
@@ -216,7 +216,7 @@ void check_whole_pairs() {
             [&](const auto &m) {
                 guarded<sample> out(size_t(4 * pairs));
                 int32_t i = i0, run = run0;
-                m.fn(out.data(), pairs, buf.data(), &i, &run, x_step, int32_t(buf.size()));
+                m.fn(out.at(), pairs, buf.data(), &i, &run, x_step, int32_t(buf.size()));
                 return std::tuple(out, i, run);
             },
             text("three taps, step", x_step, "pairs", pairs, "from", i0, "run", run0));
