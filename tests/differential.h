@@ -69,10 +69,12 @@ struct guarded : std::vector<T> {
     }
 };
 
-// The arguments, each followed by a space: a case's text in messages.
+// The arguments, each followed by a space (floats to 9 digits): a case's
+// text in messages.
 template <class... A>
 std::string text(const A &...a) {
     std::ostringstream s;
+    s.precision(9);
     ((s << a << ' '), ...);
     return s.str();
 }

@@ -5,7 +5,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ostream>
@@ -93,10 +92,8 @@ struct span_args {
         return *this;
     }
     std::string describe() const {
-        char s[200];
-        std::snprintf(s, 200, "x [%d,%d) max %.9g %.9g step %.9g %.9g %.9g base %.9g %.9g %.9g", x0,
-                      x1, u_max, v_max, u_step, v_step, w_step, u_base, v_base, w_base);
-        return s;
+        return differential::text("x", x0, x1, "max", u_max, v_max, "step", u_step, v_step, w_step,
+                                  "base", u_base, v_base, w_base);
     }
 };
 
