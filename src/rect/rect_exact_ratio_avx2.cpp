@@ -28,36 +28,43 @@ TOVREL_AVX2 inline __m256i windows(const T *in, int32_t lo, int32_t hi) {
 }
 
 // Destination pairs p (low lane) and q (high lane): eight 32-bit lanes of
-// (A * wA + B * wB + 4096) >> 13 with wA + wB = 8192, each below 2^15 for
-// samples below 2^15.
+// (A * wA + B * wB + 4096) >> 13 with wA + wB = 8192. Words go into the
+// signed multiply-adds less 2^15 (their top bit flipped), and the sum
+// gets back 2^15 * 8192: exact for every 16-bit word.
 template <class L, class T>
 TOVREL_AVX2 inline __m256i pair_sums(const T *in, int32_t p, int32_t q) {
-    const __m256i ab = _mm256_shuffle_epi8(
+    __m256i ab = _mm256_shuffle_epi8(
         windows(in, L::t.start[p], L::t.start[q]),
         _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_load_si128(
                                     reinterpret_cast<const __m128i *>(L::t.shuffle[p]))),
                                 _mm_load_si128(reinterpret_cast<const __m128i *>(L::t.shuffle[q])),
                                 1));
+    int32_t round = 4096;
+    if constexpr (sizeof(T) == 2) {
+        ab = _mm256_xor_si256(ab, _mm256_set1_epi16(int16_t(0x8000)));
+        round += int32_t{1} << 28;
+    }
     const __m256i w = _mm256_inserti128_si256(
         _mm256_castsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i *>(L::t.weight[p]))),
         _mm_load_si128(reinterpret_cast<const __m128i *>(L::t.weight[q])), 1);
-    return _mm256_srli_epi32(_mm256_add_epi32(_mm256_madd_epi16(ab, w), _mm256_set1_epi32(4096)),
+    return _mm256_srli_epi32(_mm256_add_epi32(_mm256_madd_epi16(ab, w), _mm256_set1_epi32(round)),
                              13);
 }
 
 // Sixteen samples of two rows, blended as (upper * first + lower * last +
-// 1024) >> 11 in 16-bit lanes, in order.
+// 1024) >> 11 in 16-bit lanes, in order. Words as in pair_sums: less 2^15,
+// given back by `round` (1024 + 2^15 * (first + last)).
 template <class T>
-TOVREL_AVX2 inline __m256i blend16(const T *upper, const T *lower, __m256i weights) {
+TOVREL_AVX2 inline __m256i blend16(const T *upper, const T *lower, __m256i weights, __m256i round) {
     __m256i u, l;
     if constexpr (sizeof(T) == 1) {
         u = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(upper)));
         l = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(lower)));
     } else {
-        u = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(upper));
-        l = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(lower));
+        const __m256i top = _mm256_set1_epi16(int16_t(0x8000));
+        u = _mm256_xor_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(upper)), top);
+        l = _mm256_xor_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(lower)), top);
     }
-    const __m256i round = _mm256_set1_epi32(1024);
     const __m256i lo = _mm256_srli_epi32(
         _mm256_add_epi32(_mm256_madd_epi16(_mm256_unpacklo_epi16(u, l), weights), round), 11);
     const __m256i hi = _mm256_srli_epi32(
@@ -87,13 +94,15 @@ TOVREL_AVX2 void exact_kernel_avx2(uint8_t *dst, uint16_t *, int32_t, int32_t, i
     alignas(16) T blended[L::in];
     const __m256i row_weights =
         _mm256_set1_epi32(int32_t(uint32_t(first_row_weight) | uint32_t(last_row_weight) << 16));
+    const __m256i blend_round = _mm256_set1_epi32(
+        1024 + (sizeof(T) == 2 ? 32768 * (first_row_weight + last_row_weight) : 0));
     int32_t left = width;
     for (; left >= step_units; left -= step_units) {
         const T *in = reinterpret_cast<const T *>(src);
         if constexpr (TwoRow) {
             const T *lower = reinterpret_cast<const T *>(src + src_pitch);
             for (int32_t k = 0; k < L::in; k += 16)
-                store16(blended + k, blend16(in + k, lower + k, row_weights));
+                store16(blended + k, blend16(in + k, lower + k, row_weights, blend_round));
             in = blended;
         }
         T *out = reinterpret_cast<T *>(dst);

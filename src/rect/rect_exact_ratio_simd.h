@@ -5,8 +5,9 @@
 // to the chroma scale ((2s + 4096) >> 13 equals (s + 2048) >> 12), so every
 // lane rounds and shifts alike.
 //
-// Samples go through signed 16-bit lanes: the same bytes as the scalar
-// kernels for samples below 2^15 (10-bit W210 samples and far beyond).
+// The multiply-adds are signed: W210 words enter them less 2^15 and the
+// sums get the difference back, so every 16-bit word gives the scalar
+// kernels' bytes.
 #pragma once
 
 #include <cstdint>

@@ -95,38 +95,46 @@ inline __m128i pick(const int16_t *plane, int32_t at) {
                                Pattern);
 }
 
-// Outputs of one quad: four 32-bit lanes of (A * wA + B * wB + 4096) >> 13.
+// Outputs of one quad: four 32-bit lanes of (A * wA + B * wB + 4096) >> 13,
+// less the planes' offset (`round` is 4096 less 8192 times the plane
+// offset, plus 2^28 for W210: see exact_kernel_sse2).
 template <class L, int32_t B, int32_t P, int32_t H>
-inline __m128i quad_sums(const int16_t *plane) {
+inline __m128i quad_sums(const int16_t *plane, __m128i round) {
     constexpr auto q = L::t.q[B][P][H];
     const __m128i ab =
         _mm_unpacklo_epi16(pick<q.a_pattern>(plane, q.a_at), pick<q.b_pattern>(plane, q.b_at));
     const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i *>(L::t.q[B][P][H].weight));
-    return _mm_srli_epi32(_mm_add_epi32(_mm_madd_epi16(ab, w), _mm_set1_epi32(4096)), 13);
+    return _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(ab, w), round), 13);
 }
 
-// Eight destination pixels (block B) from the planes, in the sample type.
+// Eight destination pixels (block B) from the planes, in the sample type;
+// W210 outputs come less 2^15 and get their top bit back.
 template <class L, class T, int32_t B>
-inline void block(T *out, const int16_t *luma, const int16_t *chroma) {
-    const __m128i y = _mm_packs_epi32(quad_sums<L, B, 0, 0>(luma), quad_sums<L, B, 0, 1>(luma));
-    const __m128i c = _mm_packs_epi32(quad_sums<L, B, 1, 0>(chroma), quad_sums<L, B, 1, 1>(chroma));
+inline void block(T *out, const int16_t *luma, const int16_t *chroma, __m128i round) {
+    const __m128i y =
+        _mm_packs_epi32(quad_sums<L, B, 0, 0>(luma, round), quad_sums<L, B, 0, 1>(luma, round));
+    const __m128i c =
+        _mm_packs_epi32(quad_sums<L, B, 1, 0>(chroma, round), quad_sums<L, B, 1, 1>(chroma, round));
     const __m128i lo = _mm_unpacklo_epi16(y, c), hi = _mm_unpackhi_epi16(y, c);
     if constexpr (sizeof(T) == 1) {
         _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 16 * B), _mm_packus_epi16(lo, hi));
     } else {
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 16 * B), lo);
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 16 * B + 8), hi);
+        const __m128i top = _mm_set1_epi16(int16_t(0x8000));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 16 * B), _mm_xor_si128(lo, top));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 16 * B + 8), _mm_xor_si128(hi, top));
     }
 }
 
 template <class L, class T, int32_t... B>
-inline void blocks(T *out, const int16_t *luma, const int16_t *chroma,
+inline void blocks(T *out, const int16_t *luma, const int16_t *chroma, __m128i round,
                    std::integer_sequence<int32_t, B...>) {
-    (block<L, T, B>(out, luma, chroma), ...);
+    (block<L, T, B>(out, luma, chroma, round), ...);
 }
 
 // Eight samples of a row, or of two rows blended as (upper * first + lower
-// * last + 1024) >> 11, in 16-bit lanes.
+// * last + 1024) >> 11, in 16-bit lanes. W210 words come less 2^15 (their
+// top bit flipped), so that the signed lanes hold every word; blended,
+// less 16 * (first + last), which the arithmetic shift keeps exact.
 template <class T, bool TwoRow>
 inline __m128i samples8(const T *upper, const T *lower, __m128i weights) {
     const auto load = [](const T *p) {
@@ -134,16 +142,17 @@ inline __m128i samples8(const T *upper, const T *lower, __m128i weights) {
             return _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(p)),
                                      _mm_setzero_si128());
         else
-            return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+            return _mm_xor_si128(_mm_loadu_si128(reinterpret_cast<const __m128i *>(p)),
+                                 _mm_set1_epi16(int16_t(0x8000)));
     };
     const __m128i u = load(upper);
     if constexpr (!TwoRow) {
         return u;
     } else {
         const __m128i l = load(lower), round = _mm_set1_epi32(1024);
-        const __m128i lo = _mm_srli_epi32(
+        const __m128i lo = _mm_srai_epi32(
             _mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(u, l), weights), round), 11);
-        const __m128i hi = _mm_srli_epi32(
+        const __m128i hi = _mm_srai_epi32(
             _mm_add_epi32(_mm_madd_epi16(_mm_unpackhi_epi16(u, l), weights), round), 11);
         return _mm_packs_epi32(lo, hi);
     }
@@ -160,7 +169,12 @@ void exact_kernel_sse2(uint8_t *dst, uint16_t *, int32_t, int32_t, int32_t width
     alignas(16) int16_t luma[L::in / 2 + 8] = {}, chroma[L::in / 2 + 8] = {};
     const __m128i row_weights =
         _mm_set1_epi32(int32_t(uint32_t(first_row_weight) | uint32_t(last_row_weight) << 16));
-    const __m128i low16 = _mm_set1_epi32(0xFFFF);
+    // The planes' offset: W210 samples are less 2^15 in one row, less
+    // 16 * (first + last) blended; outputs then come less 2^15 (block).
+    const int32_t offset = sizeof(T) == 1 ? 0
+                           : TwoRow       ? 16 * (first_row_weight + last_row_weight)
+                                          : 32768;
+    const __m128i round = _mm_set1_epi32(4096 + 8192 * (offset - (sizeof(T) == 1 ? 0 : 32768)));
     int32_t left = width;
     for (; left >= step_units; left -= step_units) {
         const T *upper = reinterpret_cast<const T *>(src);
@@ -168,11 +182,12 @@ void exact_kernel_sse2(uint8_t *dst, uint16_t *, int32_t, int32_t, int32_t width
         for (int32_t k = 0; k < L::in; k += 8) {
             // Y U Y V Y U Y V: even lanes luma, odd lanes chroma.
             const __m128i s = samples8<T, TwoRow>(upper + k, lower + k, row_weights);
-            const __m128i y = _mm_and_si128(s, low16), c = _mm_srli_epi32(s, 16);
+            const __m128i y = _mm_srai_epi32(_mm_slli_epi32(s, 16), 16);
+            const __m128i c = _mm_srai_epi32(s, 16);
             _mm_storel_epi64(reinterpret_cast<__m128i *>(luma + k / 2), _mm_packs_epi32(y, y));
             _mm_storel_epi64(reinterpret_cast<__m128i *>(chroma + k / 2), _mm_packs_epi32(c, c));
         }
-        blocks<L>(reinterpret_cast<T *>(dst), luma, chroma,
+        blocks<L>(reinterpret_cast<T *>(dst), luma, chroma, round,
                   std::make_integer_sequence<int32_t, L::blocks>{});
         src += L::in * int32_t(sizeof(T));
         dst += 2 * L::g.dst * L::groups * int32_t(sizeof(T));

@@ -23,6 +23,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -31,6 +32,7 @@
 #include <initializer_list>
 #include <iterator>
 #include <limits>
+#include <string>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -60,6 +62,40 @@ inline void set_poison(const uint8_t *p, size_t n, bool on) {
     __builtin_trap();
 }
 
+// Pages of the guarded buffers, the same calls on both platforms.
+#if defined(_WIN32)
+inline size_t page_size() {
+    SYSTEM_INFO info;
+    GetSystemInfo(&info);
+    return static_cast<size_t>(info.dwPageSize);
+}
+inline uint8_t *map_fenced(size_t n) {
+    return static_cast<uint8_t *>(
+        VirtualAlloc(nullptr, n, MEM_RESERVE | MEM_COMMIT, PAGE_NOACCESS));
+}
+inline bool protect_pages(uint8_t *p, size_t n, bool writable) {
+    DWORD old;
+    return VirtualProtect(p, n, writable ? PAGE_READWRITE : PAGE_READONLY, &old);
+}
+inline void unmap_pages(uint8_t *p, size_t) {
+    VirtualFree(p, 0, MEM_RELEASE);
+}
+#else
+inline size_t page_size() {
+    return static_cast<size_t>(sysconf(_SC_PAGESIZE));
+}
+inline uint8_t *map_fenced(size_t n) {
+    void *m = mmap(nullptr, n, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    return m == MAP_FAILED ? nullptr : static_cast<uint8_t *>(m);
+}
+inline bool protect_pages(uint8_t *p, size_t n, bool writable) {
+    return mprotect(p, n, writable ? PROT_READ | PROT_WRITE : PROT_READ) == 0;
+}
+inline void unmap_pages(uint8_t *p, size_t n) {
+    munmap(p, n);
+}
+#endif
+
 // A byte buffer fenced by inaccessible pages: one stray read or write just
 // before or just after it faults at once. The buffer sits against one of
 // its fences; the slack between it and the other fence (less than a page)
@@ -78,33 +114,28 @@ public:
         release();
         const size_t page = page_size();
         inner_size_ = (size + page - 1) / page * page;
-#if defined(_WIN32)
-        void *m =
-            VirtualAlloc(nullptr, inner_size_ + 2 * page, MEM_RESERVE | MEM_COMMIT, PAGE_NOACCESS);
-        if (m == nullptr) fail("VirtualAlloc of a guarded buffer");
-#else
-        void *m =
-            mmap(nullptr, inner_size_ + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (m == MAP_FAILED) fail("mmap of a guarded buffer");
-#endif
-        inner_ = static_cast<uint8_t *>(m) + page;
+        uint8_t *m = map_fenced(inner_size_ + 2 * page);
+        if (m == nullptr) fail("mapping of a guarded buffer");
+        inner_ = m + page;
         protect(true);
         size_ = size;
         data_ = against_end ? inner_ + inner_size_ - size : inner_;
         std::memset(inner_, slack_byte, inner_size_);
     }
 
-    uint8_t *data() const {
-        return data_;
-    }
-    size_t size() const {
-        return size_;
+    // A read-only copy of `n` bytes against the end fence (vertex and
+    // source lists).
+    void hold(const void *p, size_t n) {
+        reset(n, true);
+        if (n != 0) std::memcpy(data_, p, n);
+        make_read_only();
     }
 
+    uint8_t *data() const { return data_; }
+    size_t size() const { return size_; }
+
     // Makes the whole buffer read-only (sources: a write faults).
-    void make_read_only() {
-        protect(false);
-    }
+    void make_read_only() { protect(false); }
 
     // True when the bytes between the buffer and the far fence still hold
     // the fill pattern.
@@ -123,35 +154,12 @@ public:
     static constexpr uint8_t slack_byte = 0xA5;
 
 private:
-    static size_t page_size() {
-#if defined(_WIN32)
-        static const size_t page = [] {
-            SYSTEM_INFO info;
-            GetSystemInfo(&info);
-            return static_cast<size_t>(info.dwPageSize);
-        }();
-#else
-        static const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-#endif
-        return page;
-    }
     void protect(bool writable) {
-        if (inner_size_ == 0) return;
-#if defined(_WIN32)
-        DWORD old;
-        if (!VirtualProtect(inner_, inner_size_, writable ? PAGE_READWRITE : PAGE_READONLY, &old))
-            fail("VirtualProtect of a guarded buffer");
-#else
-        if (mprotect(inner_, inner_size_, writable ? PROT_READ | PROT_WRITE : PROT_READ) != 0)
-            fail("mprotect of a guarded buffer");
-#endif
+        if (inner_size_ != 0 && !protect_pages(inner_, inner_size_, writable))
+            fail("protection of a guarded buffer");
     }
     void release() {
-#if defined(_WIN32)
-        if (inner_) VirtualFree(inner_ - page_size(), 0, MEM_RELEASE);
-#else
-        if (inner_) munmap(inner_ - page_size(), inner_size_ + 2 * page_size());
-#endif
+        if (inner_) unmap_pages(inner_ - page_size(), inner_size_ + 2 * page_size());
         inner_ = data_ = nullptr;
         inner_size_ = size_ = 0;
     }
@@ -218,11 +226,40 @@ T coordinate(byte_reader &in, unsigned kind, T coarse_scale) {
     return std::bit_cast<T>(static_cast<bits>(sizeof(T) == 4 ? in.u32() : in.u64()));
 }
 
-// Bytes per pixel of a layout: RGBQ, yuvq and W210 (two 16-bit words) 4,
-// YUY2 and word 2, S16X4A, S16X4 and codes that name no format 8.
+// The formats by code: name, bytes per pixel, the unit pitch padding comes
+// in, whether lines hold whole 4:2:2 pixel pairs, and the signed 16-bit
+// four-component family. Codes that name no format take 8 bytes, unit 2.
+struct format_info {
+    uint8_t code;
+    const char *name;
+    int32_t bytes, unit;
+    bool pairs, s16;
+};
+inline constexpr format_info formats[] = {{TOVREL_FORMAT_RGBQ, "RGBQ", 4, 4, false, false},
+                                          {TOVREL_FORMAT_YUY2, "YUY2", 2, 2, true, false},
+                                          {TOVREL_FORMAT_WORD, "word", 2, 2, false, false},
+                                          {TOVREL_FORMAT_YUVQ, "yuvq", 4, 4, false, false},
+                                          {TOVREL_FORMAT_W210, "W210", 4, 2, true, false},
+                                          {TOVREL_FORMAT_S16X4A, "S16X4A", 8, 2, false, true},
+                                          {TOVREL_FORMAT_S16X4, "S16X4", 8, 2, false, true}};
+inline format_info format_of(uint8_t code) {
+    for (const format_info &f : formats)
+        if (f.code == code) return f;
+    return {code, nullptr, 8, 2, false, false};
+}
 inline int32_t bytes_per_pixel(uint8_t f) {
-    if (f == TOVREL_FORMAT_RGBQ || f == TOVREL_FORMAT_YUVQ || f == TOVREL_FORMAT_W210) return 4;
-    return f == TOVREL_FORMAT_YUY2 || f == TOVREL_FORMAT_WORD ? 2 : 8;
+    return format_of(f).bytes;
+}
+
+// Appends printf-style to a one-line description.
+inline void appendf(std::string &s, const char *format, ...) __attribute__((format(printf, 2, 3)));
+inline void appendf(std::string &s, const char *format, ...) {
+    char buffer[256];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(buffer, sizeof buffer, format, args);
+    va_end(args);
+    s += buffer;
 }
 
 // One plane (colour or alpha) in a guarded buffer. Lines are `row_bytes`
@@ -239,9 +276,19 @@ struct plane {
     // Layout from two input bytes; `unit` is the sample alignment. Pitch
     // kinds: 1 negative, 2 padded by `pad` units, 3 both, 4 zero, 5 far
     // (+-2^30, one line only, so only line 0 may be touched), else packed.
-    void build(int32_t row, int32_t height, uint8_t pitch_kind, uint8_t pad, int32_t unit) {
-        row_bytes = row;
-        lines = height;
+    // A plane that is not `present` must not be touched: it is null (when
+    // `null` or bit 7 of the kind is set) or a pointer onto a fence, with
+    // `absent_pitch` as its pitch.
+    void build(bool present, bool null, int32_t row, int32_t height, uint8_t pitch_kind,
+               uint8_t pad, int32_t unit, int32_t absent_pitch) {
+        row_bytes = present ? row : 0;
+        lines = present ? height : 0;
+        if (!present) {
+            buffer.reset(0, true);
+            line0 = null || (pitch_kind & 0x80) ? nullptr : buffer.data();
+            pitch = absent_pitch;
+            return;
+        }
         const int32_t padded = row + unit * pad, k = pitch_kind & 7;
         if (k == 5 && height == 1)
             pitch = (pad & 1) ? -0x40000000 : 0x40000000;
@@ -253,13 +300,6 @@ struct plane {
         buffer.reset(static_cast<size_t>(height - 1) * step() + row,
                      negative == ((pitch_kind & 8) != 0));
         line0 = negative ? buffer.data() + (height - 1) * step() : buffer.data();
-    }
-
-    // A plane that must not be touched: null, or a pointer onto a fence.
-    void absent(bool null_pointer) {
-        buffer.reset(0, true);
-        line0 = null_pointer ? nullptr : buffer.data();
-        pitch = row_bytes = lines = 0;
     }
 
     // `f(offset, length)` for the pitch padding after every line but the
@@ -378,32 +418,20 @@ struct fuzz_image {
         desc.reserved0 = 0xDEAD, desc.reserved1 = 0xDEADBEEF;
         prng rng{s.seed};
         const bool valid = width > 0 && height > 0;
-        const int32_t bpp = bytes_per_pixel(layout);
-        const int32_t unit = bpp == 2 || layout == TOVREL_FORMAT_W210 || bpp == 8 ? 2 : 4;
-        if (valid && !n.pixels()) {
-            // 4:2:2 lines hold whole pixel pairs, also for odd widths.
-            const bool is_422 = layout == TOVREL_FORMAT_YUY2 || layout == TOVREL_FORMAT_W210;
-            colour.build((is_422 ? (width + 1) & ~1 : width) * bpp, height, s.pitch_kind, s.pad,
-                         unit);
-            fill_colour(layout, s.fill, rng);
-        } else {
-            colour.absent(n.pixels() || (s.pitch_kind & 0x80));
-        }
-        desc.pixels = colour.line0;
-        // A plane that is not there still gets some pitch.
-        desc.pitch =
-            colour.line0 && colour.lines > 0 ? colour.pitch : static_cast<int32_t>(s.pad) * 4 - 512;
+        const format_info f = format_of(layout);
+        // 4:2:2 lines hold whole pixel pairs, also for odd widths. A plane
+        // that is not there still gets some pitch.
+        colour.build(valid && !n.pixels(), n.pixels(),
+                     (f.pairs ? (width + 1) & ~1 : width) * f.bytes, height, s.pitch_kind, s.pad,
+                     f.unit, s.pad * 4 - 512);
+        if (colour.lines > 0) fill_colour(layout, s.fill, rng);
         const bool plane = desc.alpha_kind == TOVREL_ALPHA_W12B ||
                            (any_alpha_kind && desc.alpha_kind != TOVREL_ALPHA_NONE);
-        if (plane && valid && !n.alpha()) {
-            alpha.build(width * 2, height, s.alpha_pitch_kind, s.alpha_pad, 2);
-            fill_alpha(s.fill, rng);
-        } else {
-            alpha.absent(n.alpha() || (s.alpha_pitch_kind & 0x80));
-            alpha.pitch = static_cast<int32_t>(s.alpha_pad) * 2 - 256;
-        }
-        desc.alpha = alpha.line0;
-        desc.alpha_pitch = alpha.pitch;
+        alpha.build(plane && valid && !n.alpha(), n.alpha(), width * 2, height, s.alpha_pitch_kind,
+                    s.alpha_pad, 2, s.alpha_pad * 2 - 256);
+        if (alpha.lines > 0) fill_alpha(s.fill, rng);
+        desc.pixels = colour.line0, desc.pitch = colour.pitch;
+        desc.alpha = alpha.line0, desc.alpha_pitch = alpha.pitch;
     }
 
     // What the call receives: the descriptor, or null when chosen so.
@@ -421,6 +449,22 @@ struct fuzz_image {
     bool unchanged() const { return colour.unchanged() && alpha.unchanged(); }
     void poison_padding(bool on) const { colour.poison_padding(on), alpha.poison_padding(on); }
     bool writes_confined() const { return colour.writes_confined() && alpha.writes_confined(); }
+
+    // " <name> <format> WxH p<pitch> a<alpha kind> m<mode>", the alpha
+    // pitch, origin and nulls where they matter.
+    void describe(std::string &s, const char *name) const {
+        const image_descriptor &d = desc;
+        if (const char *format = format_of(d.format).name)
+            appendf(s, " %s %s", name, format);
+        else
+            appendf(s, " %s format%u", name, d.format);
+        appendf(s, " %dx%d p%d a%u m%u", d.width, d.height, d.pitch, d.alpha_kind, d.alpha_mode);
+        if (d.alpha_kind != TOVREL_ALPHA_NONE) appendf(s, " ap%d", d.alpha_pitch);
+        if (d.origin_x != 0 || d.origin_y != 0) appendf(s, " at %d,%d", d.origin_x, d.origin_y);
+        if (nulls.descriptor() || !d.pixels || (!d.alpha && d.alpha_kind != TOVREL_ALPHA_NONE))
+            appendf(s, " null%s%s%s", nulls.descriptor() ? " descriptor" : "",
+                    d.pixels ? "" : " pixels", d.alpha ? "" : " alpha");
+    }
 
 private:
     // Fill kinds: 0 values inside each format's range (10-bit W210, alpha
@@ -524,16 +568,33 @@ struct call_input {
         step = steps[mode];
         split = mode == 7 ? 2 + (b & 3) : 0;
     }
+
+    void describe(std::string &s) const {
+        appendf(s, " flags 0x%x lines %d/%d", flags, phase, step);
+        if (split != 0) appendf(s, " split %d", split);
+        if (nulls.mask != 0) appendf(s, " nulls 0x%x%s", nulls.mask, nulls.on_source ? " src" : "");
+    }
 };
 
-// The flags the rectangle operations read: bits 4, 8, 16, 64 and 128 of
-// the low byte, a top field flag winning over the bottom one.
-inline uint32_t rect_flags_read(uint32_t flags) {
-    uint32_t f = flags & 0xDCu;
-    if (f & RECT_SRC_FIELD_TOP) f &= ~static_cast<uint32_t>(RECT_SRC_FIELD_BOTTOM);
-    if (f & RECT_DST_FIELD_TOP) f &= ~static_cast<uint32_t>(RECT_DST_FIELD_BOTTOM);
-    return f;
-}
+// The two rectangles (destination x0 y0 x1 y1, source x0 y0 x1 y1) as
+// floats or doubles. Input: a u16 of value kinds (2 bits per coordinate)
+// and the eight values.
+template <typename T>
+struct rectangles {
+    T x[8];
+    void read(byte_reader &in) {
+        const uint16_t kinds = in.u16();
+        for (int i = 0; i < 8; ++i) x[i] = coordinate(in, kinds >> (2 * i), T{32});
+    }
+    void describe(std::string &s) const {
+        for (int i = 0; i < 8; ++i)
+            appendf(s, "%s%.*g%s",
+                    i % 4 ? " "
+                    : i   ? " <- ["
+                          : " [",
+                    sizeof(T) == 4 ? 9 : 17, static_cast<double>(x[i]), i % 4 == 3 ? "]" : "");
+    }
+};
 
 // map_polygon's scene. Input: the call's values (call_input), vertex count
 // (u8), destination and source image plans, then per vertex a u16 of value
@@ -549,8 +610,8 @@ struct polygon_scene {
         const uint8_t count_raw = in.u8();
         vertex_count = count_raw == 0xFF ? INT32_MIN : count_raw % 44 - 3; // -3..40
         build_pair(in, dst, src, c.nulls, true);
-        vertex_memory.reset(stored() * sizeof(map_vertex), true);
-        for (size_t i = 0; i < stored(); ++i) {
+        std::vector<map_vertex> v(stored());
+        for (map_vertex &m : v) {
             const uint16_t k = in.u16();
             float f[5]; // u, v, w, x, y
             for (int j = 0; j < 5; ++j) {
@@ -559,43 +620,65 @@ struct polygon_scene {
                        : j == 2 && kind == 1 ? static_cast<float>(1 + in.u32() % 4096) / 256.0f
                                              : coordinate(in, kind, 64.0f);
             }
-            std::memcpy(vertices() + i, f, sizeof f);
+            std::memcpy(&m, f, sizeof f);
         }
-        vertex_memory.make_read_only();
+        vertex_memory.hold(v.data(), v.size() * sizeof(map_vertex));
     }
     size_t stored() const { return vertex_count > 0 ? static_cast<size_t>(vertex_count) : 0; }
     map_vertex *vertices() const { return reinterpret_cast<map_vertex *>(vertex_memory.data()); }
+    // One call, with the padding and slack of every buffer poisoned.
     int32_t draw(uint32_t flags, int32_t first, int32_t step) const {
-        return map_polygon(dst.arg(), src.arg(), c.nulls.other() ? nullptr : vertices(),
-                           vertex_count, flags, first, step);
+        poison(true);
+        const int32_t result =
+            map_polygon(dst.arg(), src.arg(), c.nulls.other() ? nullptr : vertices(), vertex_count,
+                        flags, first, step);
+        poison(false);
+        return result;
+    }
+    void poison(bool on) const {
+        dst.poison_padding(on), src.poison_padding(on), vertex_memory.poison_slack(on);
+    }
+    void describe_sources(std::string &s) const {
+        src.describe(s, "<- src");
+        appendf(s, " vertices %d", vertex_count);
+        for (size_t i = 0; i < stored(); ++i) {
+            const map_vertex &v = vertices()[i];
+            appendf(s, " [%.9g %.9g %.9g %.9g %.9g]", v.u, v.v, v.w, v.x, v.y);
+        }
     }
 };
 
 // map_rectangle's scene. Input: the call's values, destination and source
-// image plans, a u16 of value kinds (2 bits per coordinate) and the eight
-// coordinates (destination x0 y0 x1 y1, source x0 y0 x1 y1).
+// image plans and the rectangles.
 struct rect_scene {
     call_input c;
     fuzz_image dst, src;
-    float x[8];
+    rectangles<float> r;
 
     explicit rect_scene(byte_reader &in) : c(in) {
         build_pair(in, dst, src, c.nulls, false);
-        const uint16_t kinds = in.u16();
-        for (int i = 0; i < 8; ++i) x[i] = coordinate(in, kinds >> (2 * i), 32.0f);
+        r.read(in);
     }
     void draw(uint32_t flags, int32_t phase, int32_t period) const {
+        poison(true);
+        const float *x = r.x;
         map_rectangle(dst.arg(), x[0], x[1], x[2], x[3], src.arg(), x[4], x[5], x[6], x[7], flags,
                       phase, period);
+        poison(false);
+    }
+    void poison(bool on) const { dst.poison_padding(on), src.poison_padding(on); }
+    void describe_sources(std::string &s) const {
+        src.describe(s, "<- src");
+        r.describe(s);
     }
 };
 
 // multisrc_map_rectangle's scene: up to six sources of one format at
 // origins from the input (null entries included). Input: the call's values
 // (nulls only on the destination and the list), source count (u8), the
-// destination image plan, a u16 of value kinds and the eight coordinates,
-// then per source an entry kind (u8), origin x and y (i32 each) and its
-// image plan (its format byte is replaced by the first source's).
+// destination image plan, the rectangles, then per source an entry kind
+// (u8), origin x and y (i32 each) and its image plan (its format byte is
+// replaced by the first source's).
 struct multisrc_scene {
     static constexpr int max_sources = 6;
     call_input c;
@@ -603,44 +686,62 @@ struct multisrc_scene {
     fuzz_image dst, sources[max_sources];
     const image_descriptor *list[max_sources] = {};
     guard_buffer list_memory;
-    double x[8];
+    rectangles<double> r;
 
     explicit multisrc_scene(byte_reader &in) : c(in) {
         c.nulls.on_source = false;
         const uint8_t count_raw = in.u8();
         source_count = count_raw == 0xFF ? INT32_MIN : count_raw % 9 - 2; // -2..6
         const image_plan dst_plan = image_plan::read(in);
-        const uint16_t kinds = in.u16();
-        for (int i = 0; i < 8; ++i) x[i] = coordinate(in, kinds >> (2 * i), 32.0);
+        r.read(in);
         for (int i = 0; i < stored(); ++i) {
             const uint8_t kind = in.u8();
             const int32_t ox = in.i32(), oy = in.i32();
             image_plan plan = image_plan::read(in);
             if (i > 0) plan.format = sources[0].desc.format;
-            sources[i].build(plan, plan.format_code(), null_choice());
             // Kind 15: a null entry; from 16 on, origins far from the
             // plane's middle; below, origins within +-512.
+            sources[i].build(plan, plan.format_code(), null_choice());
             sources[i].desc.origin_x = kind >= 16 ? ox : ox % 512;
             sources[i].desc.origin_y = kind >= 16 ? oy : oy % 512;
             sources[i].protect();
             list[i] = kind % 16 == 15 ? nullptr : &sources[i].desc;
         }
-        const size_t list_bytes = static_cast<size_t>(stored()) * sizeof list[0];
-        list_memory.reset(list_bytes, true);
-        std::memcpy(list_memory.data(), list, list_bytes);
-        list_memory.make_read_only();
+        list_memory.hold(list, static_cast<size_t>(stored()) * sizeof list[0]);
         const uint8_t first = stored() > 0 ? sources[0].desc.format : 0;
         dst.build(dst_plan, destination_layout(first, dst_plan.format_code(), false), c.nulls,
                   first == TOVREL_FORMAT_YUVQ);
     }
     int stored() const { return source_count > 0 ? source_count : 0; }
     void draw(uint32_t flags, int32_t phase, int32_t period) const {
+        poison(true);
         const auto *const *list_arg =
             c.nulls.other() ? nullptr
                             : reinterpret_cast<const image_descriptor *const *>(list_memory.data());
+        const double *x = r.x;
         multisrc_map_rectangle(dst.arg(), x[0], x[1], x[2], x[3], list_arg, source_count, x[4],
                                x[5], x[6], x[7], flags, phase, period);
+        poison(false);
+    }
+    void poison(bool on) const {
+        dst.poison_padding(on), list_memory.poison_slack(on);
+        for (const fuzz_image &s : sources) s.poison_padding(on);
+    }
+    void describe_sources(std::string &s) const {
+        appendf(s, " <- %d sources", source_count);
+        for (int i = 0; i < stored(); ++i) sources[i].describe(s, list[i] ? "src" : "null-entry");
+        r.describe(s);
     }
 };
+
+// One line: the call's values, the destination, then what it draws from.
+template <typename Scene>
+std::string describe(const Scene &scene) {
+    std::string s;
+    scene.c.describe(s);
+    scene.dst.describe(s, "dst");
+    scene.describe_sources(s);
+    return s;
+}
 
 } // namespace tovrel_fuzz

@@ -8,14 +8,12 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdarg>
 #include <string>
 #include <vector>
 
 #include <xmmintrin.h>
 
 #include "fuzz/scene.h"
-#include "param_names.h"
 #include "polygon/dispatch.h"
 #include "polygon/polygon_call.h"
 #include "span/rgbq_renderers.h"
@@ -67,10 +65,16 @@ struct input {
     // A coordinate of kind 0: an int16 over `scale` (exact on the grid).
     input &coarse(float v, float scale) { return u16(static_cast<uint32_t>(int32_t(v * scale))); }
 
-    // The call's values (call_input): flags (bits 24..31 only with bit 31),
-    // no nulls, and the line selection (mode 1: phase, step 1..8; mode 3:
-    // step 0).
-    input &call(uint32_t flags, int32_t phase, int32_t step) {
+    // The call's values (call_input): flags, each bit with its chance in
+    // percent (bits 24..31 only with bit 31), no nulls, and the line
+    // selection, mostly every line from 0: phases -3..3, steps 2..4 or 0
+    // (mode 1: phase, step 1..8; mode 3: step 0).
+    input &call(rng &r, std::initializer_list<std::pair<uint32_t, int>> bits) {
+        uint32_t flags = 0;
+        for (auto [bit, percent] : bits)
+            if (r.chance(percent)) flags |= bit;
+        constexpr int32_t steps[] = {1, 1, 1, 1, 1, 2, 2, 3, 4};
+        const int32_t phase = r.range(-3, 3), step = r.chance(1) ? 0 : r.pick(steps);
         u8(flags).u8(flags >> 24).u8(0).u8(step == 0 ? 3 : 1);
         return u32(static_cast<uint32_t>(phase)).u32(static_cast<uint32_t>(step - 1));
     }
@@ -82,14 +86,15 @@ struct input {
         constexpr uint8_t alpha[] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 3, 3, 3, 3, 3, 3, 3, 3, 3, 6};
         constexpr uint8_t modes[] = {0, 0, 1, 1, 2};
         // Fill: samples in range (W210 10-bit, alpha 0..4096), zeros or all
-        // ones (but for W210); alpha in range, zeros or 4096.
+        // ones; W210 takes random words in place of zeros, so that words
+        // past 10 bits meet every kernel too. Alpha in range, zeros or 4096.
         constexpr uint8_t fills[] = {0, 0, 0, 0, 0, 0, 0, 2, 3, 8, 12};
         const uint8_t fill = r.pick(fills);
         u8(f).u8(0).u16(static_cast<uint32_t>(w - 1)).u16(static_cast<uint32_t>(h - 1));
         u8(r.pick(pitches)).u8(pad(r)).u8(r.pick(alpha)).u8(r.pick(modes));
         return u8(r.pick(pitches))
             .u8(pad(r))
-            .u8(f == TOVREL_FORMAT_W210 && fill == 3 ? 2 : fill)
+            .u8(f == TOVREL_FORMAT_W210 && fill == 2 ? 1 : fill)
             .u32(r.next32());
     }
     // Padding units: mostly keeping lines on whole 4:2:2 pairs.
@@ -98,19 +103,10 @@ struct input {
     }
 };
 
-// The seven formats, then codes that name no format.
-constexpr uint8_t formats[] = {TOVREL_FORMAT_RGBQ,
-                               TOVREL_FORMAT_YUY2,
-                               TOVREL_FORMAT_WORD,
-                               TOVREL_FORMAT_YUVQ,
-                               TOVREL_FORMAT_W210,
-                               TOVREL_FORMAT_S16X4A,
-                               TOVREL_FORMAT_S16X4,
-                               0,
-                               7,
-                               12};
+// One of the seven formats, or rarely a code that names no format.
 uint8_t any_format(rng &r) {
-    return formats[r.chance(96) ? r.range(0, 6) : r.range(7, 9)];
+    constexpr uint8_t unnamed[] = {0, 7, 12};
+    return r.chance(96) ? r.pick(formats).code : r.pick(unnamed);
 }
 
 int32_t size(rng &r) {
@@ -122,27 +118,12 @@ int32_t size(rng &r) {
 // Widths of 4:2:2 images are mostly even: odd ones are refused by polygons.
 int32_t width_for(rng &r, uint8_t f) {
     const int32_t w = size(r);
-    const bool pairs = f == TOVREL_FORMAT_YUY2 || f == TOVREL_FORMAT_W210;
-    return pairs && (w & 1) && r.chance(85) ? w + 1 : w;
-}
-
-uint32_t flag_bits(rng &r, std::initializer_list<std::pair<uint32_t, int>> bits) {
-    uint32_t flags = 0;
-    for (auto [bit, percent] : bits)
-        if (r.chance(percent)) flags |= bit;
-    return flags;
-}
-
-// Line selection: mostly every line from 0; phases -3..3, steps 2..4, 0.
-void lines(rng &r, int32_t *phase, int32_t *step) {
-    constexpr int32_t steps[] = {1, 1, 1, 1, 1, 2, 2, 3, 4};
-    *phase = r.range(-3, 3);
-    *step = r.chance(1) ? 0 : r.pick(steps);
+    return format_of(f).pairs && (w & 1) && r.chance(85) ? w + 1 : w;
 }
 
 input polygon_input(rng &r) {
     const uint8_t sf = any_format(r);
-    const bool s16 = sf == TOVREL_FORMAT_S16X4A || sf == TOVREL_FORMAT_S16X4;
+    const bool s16 = format_of(sf).s16;
     const uint8_t df = !r.chance(85) ? any_format(r)
                        : s16         ? (r.chance(50) ? TOVREL_FORMAT_S16X4A : TOVREL_FORMAT_S16X4)
                                      : sf;
@@ -192,17 +173,15 @@ input polygon_input(rng &r) {
     for (map_vertex &m : v) m.w = perspective ? r.grid(0.25f, 3.0f) : w;
     if (perspective && r.chance(3)) v[0].w = r.grid(-1.0f, -0.0625f);
 
-    const uint32_t flags = flag_bits(r, {{MAP_NO_FILTER, 20},
-                                         {MAP_EDGE_AA, 40},
-                                         {MAP_FIELD_TOP, 15},
-                                         {MAP_FIELD_BOTTOM, 15},
-                                         {MAP_TILE, 30},
-                                         {r.chance(50) ? 0xE0u : 0xE0000000u, 5}});
-    int32_t phase, step;
-    lines(r, &phase, &step);
-    const int32_t count = r.chance(2) ? r.range(-1, 0) : static_cast<int32_t>(v.size());
     input in;
-    in.call(flags, phase, step).u8(static_cast<uint32_t>(count + 3));
+    in.call(r, {{MAP_NO_FILTER, 20},
+                {MAP_EDGE_AA, 40},
+                {MAP_FIELD_TOP, 15},
+                {MAP_FIELD_BOTTOM, 15},
+                {MAP_TILE, 30},
+                {r.chance(50) ? 0xE0u : 0xE0000000u, 5}});
+    const int32_t count = r.chance(2) ? r.range(-1, 0) : static_cast<int32_t>(v.size());
+    in.u8(static_cast<uint32_t>(count + 3));
     in.image(r, df, dw, dh).image(r, sf, sw, sh);
     for (int32_t i = 0; i < count; ++i) {
         const map_vertex &m = v[static_cast<size_t>(i)];
@@ -275,16 +254,13 @@ input rect_input(rng &r, bool multisrc) {
     extents(r, src, plane_w, bottom, exact_width == 0);
     extents(r, dst, dw, dh, exact_width == 0);
     if (r.chance(30)) dst[3] = dst[1] + (src[3] - src[1]);
-    const uint32_t flags = flag_bits(r, {{RECT_SRC_FIELD_TOP, 15},
-                                         {RECT_SRC_FIELD_BOTTOM, 15},
-                                         {RECT_TILE, 30},
-                                         {RECT_DST_FIELD_TOP, 15},
-                                         {RECT_DST_FIELD_BOTTOM, 15},
-                                         {1u << r.range(0, 5), 8}});
-    int32_t phase, step;
-    lines(r, &phase, &step);
     input in;
-    in.call(flags, phase, step);
+    in.call(r, {{RECT_SRC_FIELD_TOP, 15},
+                {RECT_SRC_FIELD_BOTTOM, 15},
+                {RECT_TILE, 30},
+                {RECT_DST_FIELD_TOP, 15},
+                {RECT_DST_FIELD_BOTTOM, 15},
+                {1u << r.range(0, 5), 8}});
     if (multisrc) in.u8(static_cast<uint32_t>(count + 2));
     in.image(r, df, dw, dh);
     // A single source's plan comes before the coordinates, multisrc's
@@ -295,27 +271,6 @@ input rect_input(rng &r, bool multisrc) {
     for (float c : src) in.coarse(c, 32);
     if (multisrc) in.bytes.insert(in.bytes.end(), sources.bytes.begin(), sources.bytes.end());
     return in;
-}
-
-void appendf(std::string &s, const char *format, ...) __attribute__((format(printf, 2, 3)));
-void appendf(std::string &s, const char *format, ...) {
-    char buffer[256];
-    va_list args;
-    va_start(args, format);
-    vsnprintf(buffer, sizeof buffer, format, args);
-    va_end(args);
-    s += buffer;
-}
-
-void describe(std::string &s, const fuzz_image &im) {
-    const image_descriptor &d = im.desc;
-    appendf(s, " %s %dx%d p%d a%u m%u", param_names::format_name(d.format).c_str(), d.width,
-            d.height, d.pitch, d.alpha_kind, d.alpha_mode);
-    if (d.alpha_kind != TOVREL_ALPHA_NONE) appendf(s, " ap%d", d.alpha_pitch);
-}
-
-void describe_call(std::string &s, const call_input &c) {
-    appendf(s, " flags 0x%x lines %d/%d", c.flags, c.phase, c.step);
 }
 
 // Whether the texture's family (and, with a w12b plane, the word family
@@ -362,38 +317,22 @@ void report_sink(const char *line, void *user) {
 void run(operation op, const std::vector<uint8_t> &bytes, case_result &result) {
     byte_reader in{bytes.data(), bytes.size()};
     std::string reports;
-    const auto drawn = [&](const auto &s, auto draw) {
+    const auto drawn = [&](const auto &s) {
         tovrel_set_report_sink(report_sink, &reports);
-        draw();
+        s.draw(s.c.flags, s.c.phase, s.c.step);
         tovrel_set_report_sink(nullptr, nullptr);
         for (const plane *p : {&s.dst.colour, &s.dst.alpha})
             result.crc = crc32(result.crc, p->buffer.data(), p->buffer.size());
-        describe_call(result.summary, s.c);
-        describe(result.summary, s.dst);
-        result.summary += " <-";
+        result.summary += describe(s);
     };
     if (op == operation::polygon) {
         const polygon_scene s(in);
-        drawn(s, [&] { s.draw(s.c.flags, s.c.phase, s.c.step); });
-        describe(result.summary, s.src);
-        appendf(result.summary, " vertices %d", s.vertex_count);
+        drawn(s);
         result.rcp_dependent = polygon_uses_rcp(s);
     } else if (op == operation::rectangle) {
-        const rect_scene s(in);
-        drawn(s, [&] { s.draw(s.c.flags, s.c.phase, s.c.step); });
-        describe(result.summary, s.src);
-        appendf(result.summary, " [%g %g %g %g] <- [%g %g %g %g]", s.x[0], s.x[1], s.x[2], s.x[3],
-                s.x[4], s.x[5], s.x[6], s.x[7]);
+        drawn(rect_scene(in));
     } else {
-        const multisrc_scene s(in);
-        drawn(s, [&] { s.draw(s.c.flags, s.c.phase, s.c.step); });
-        for (int i = 0; i < s.stored(); ++i) {
-            describe(result.summary, s.sources[i]);
-            appendf(result.summary, " at %d,%d", s.sources[i].desc.origin_x,
-                    s.sources[i].desc.origin_y);
-        }
-        appendf(result.summary, " [%g %g %g %g] <- [%g %g %g %g]", s.x[0], s.x[1], s.x[2], s.x[3],
-                s.x[4], s.x[5], s.x[6], s.x[7]);
+        drawn(multisrc_scene(in));
     }
     result.crc = crc32(result.crc, reports.data(), reports.size());
     if (!reports.empty()) {

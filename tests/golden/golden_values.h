@@ -7,7 +7,7 @@
 namespace golden {
 
 // The 19165 cases that give the same bytes on every processor.
-inline constexpr uint32_t everywhere_value = 0x140b6afb;
+inline constexpr uint32_t everywhere_value = 0x5c0e6c8e;
 
 // The 835 perspective cases drawn by packed members, per kind of
 // approximate reciprocal (rcp_kind()), measured beside `everywhere`.
@@ -18,7 +18,7 @@ struct kind_value {
     uint32_t value;
 };
 inline constexpr kind_value kind_values[] = {
-    {0x5b35ab1f, "AMD", 0x140b6afb, 0xe0fa7258},
+    {0x5b35ab1f, "AMD", 0x5c0e6c8e, 0xccccc61c},
 };
 
 } // namespace golden
