@@ -37,23 +37,16 @@ void for_cases(int iterations, Body body, uint32_t salt = 0) {
     }
 }
 
-// A routine under test; `runs` is false where the processor lacks its
-// instruction set.
+// A routine under test; same() skips it where `runs` is false (the
+// processor lacks its instruction set).
 template <class Fn>
 struct member {
     const char *name;
     Fn fn;
     bool runs = true;
 };
-
-// The members that run here; the first is the scalar statement.
 template <class Fn>
-std::vector<member<Fn>> members(std::initializer_list<member<Fn>> all) {
-    std::vector<member<Fn>> v;
-    for (const member<Fn> &m : all)
-        if (m.runs) v.push_back(m);
-    return v;
-}
+using members = std::vector<member<Fn>>;
 
 // `n` elements between `guard` elements of a sentinel on either side.
 template <class T>
@@ -79,39 +72,13 @@ std::string text(const A &...a) {
     return s.str();
 }
 
-// Where two tuples of outputs (buffers, end states) differ: the first
-// differing element of a buffer or an end state's values; empty if equal.
-template <class... T>
-std::string difference(const std::tuple<T...> &want, const std::tuple<T...> &got) {
-    using testing::PrintToString;
-    std::string d;
-    auto one = [&](const auto &w, const auto &g) {
-        if (!d.empty() || w == g) return;
-        if constexpr (requires { w.begin(); }) {
-            const auto m = std::mismatch(w.begin(), w.end(), g.begin(), g.end());
-            d = text("element", m.first - w.begin(), "want", PrintToString(*m.first), "got",
-                     PrintToString(*m.second));
-        } else {
-            d = text("want", PrintToString(w), "got", PrintToString(g));
-        }
-    };
+// f(a_i, b_i) for the elements of two tuples in turn.
+template <class... T, class F>
+void each_pair(const std::tuple<T...> &a, const std::tuple<T...> &b, F f) {
     [&]<size_t... I>(std::index_sequence<I...>) {
-        (one(std::get<I>(want), std::get<I>(got)), ...);
+        (f(std::get<I>(a), std::get<I>(b)), ...);
     }
     (std::index_sequence_for<T...>{});
-    return d;
-}
-
-// Whether the guards of every guarded buffer among the outputs hold.
-template <class... T>
-bool intact(const std::tuple<T...> &out) {
-    auto one = [](const auto &o) {
-        if constexpr (requires { o.intact(); })
-            return o.intact();
-        else
-            return true;
-    };
-    return std::apply([&](const auto &...o) { return (one(o) && ...); }, out);
 }
 
 // Runs every member through out(member), which returns a tuple of its
@@ -130,12 +97,31 @@ void same(const std::vector<M> &members, Out out, const What &what, Valid valid 
             return what;
     };
     const auto want = out(members[0]);
-    ASSERT_TRUE(intact(want) && valid(want))
-        << members[0].name << " writes outside its output: " << name();
-    for (size_t m = 1; m < members.size(); ++m) {
-        const std::string d = difference(want, out(members[m]));
-        ASSERT_TRUE(d.empty()) << members[m].name << " against " << members[0].name << ", " << d
-                               << ": " << name();
+    bool intact = valid(want);
+    each_pair(want, want, [&](const auto &w, const auto &) {
+        if constexpr (requires { w.intact(); }) intact = intact && w.intact();
+    });
+    ASSERT_TRUE(intact) << members[0].name << " writes outside its output: " << name();
+    for (size_t i = 1; i < members.size(); ++i) {
+        const M &m = members[i];
+        if constexpr (requires { m.runs; })
+            if (!m.runs) continue;
+        // The first differing element of a buffer, or an end state's values.
+        std::string d;
+        each_pair(want, out(m), [&](const auto &w, const auto &g) {
+            using testing::PrintToString;
+            if (!d.empty() || w == g) return;
+            if constexpr (requires { w.begin(); }) {
+                const auto e = std::mismatch(w.begin(), w.end(), g.begin(), g.end());
+                d = text("element", e.first - w.begin(), "want", PrintToString(*e.first), "got",
+                         PrintToString(*e.second));
+            } else {
+                d = text("want", PrintToString(w), "got", PrintToString(g));
+            }
+        });
+        ASSERT_TRUE(d.empty()) << m.name << " against " << members[0].name << ", " << d << ": "
+                               << name();
     }
 }
+
 } // namespace differential

@@ -70,8 +70,8 @@ run_case random_run(std::mt19937 &rng) {
 // The runs on random and extreme bytes (all 255, all 0), the last source
 // line in memory ending on an inaccessible page; the final cursor too.
 TEST(RectRgbqSimd, RunMatchesScalarStatement) {
-    const auto runs = differential::members<rgbq_run_fn>(
-        {{"c", rgbq_run_c}, {"sse2", rgbq_run_sse2}, {"avx2", rgbq_run_avx2, avx2()}});
+    const differential::members<rgbq_run_fn> runs = {
+        {"c", rgbq_run_c}, {"sse2", rgbq_run_sse2}, {"avx2", rgbq_run_avx2, avx2()}};
     for_cases(2000, [&](std::mt19937 &rng, int) {
         run_case k = random_run(rng);
         const int64_t units = int64_t{k.count} * 4096;
@@ -102,12 +102,12 @@ TEST(RectRgbqSimd, RunMatchesScalarStatement) {
 // alpha words (out of range included), every row shape, both pair phases.
 template <class K, bool Avx2 = false>
 void check_vblend(const vblend_set &sse2) {
-    auto sets = differential::members<vblend_set>({{"c", vblend_set_c<K>}, {"sse2", sse2}});
+    differential::members<vblend_set> sets = {{"c", vblend_set_c<K>}, {"sse2", sse2}};
     if constexpr (Avx2)
-        if (avx2())
-            sets.push_back({"avx2",
-                            {vblend_pair_avx2<K, 1>, vblend_pair_avx2<K, 2>, vblend_pair_avx2<K, 3>,
-                             vblend_pair_avx2<K, 0>}});
+        sets.push_back({"avx2",
+                        {vblend_pair_avx2<K, 1>, vblend_pair_avx2<K, 2>, vblend_pair_avx2<K, 3>,
+                         vblend_pair_avx2<K, 0>},
+                        avx2()});
     constexpr int32_t pb = K::src_pixel_bytes;
     for_cases(400, [&](std::mt19937 &rng, int iter) {
         const int32_t first = K::source == src_kind::yuvq ? 0 : int32_t(rng() % 2);
@@ -259,7 +259,7 @@ TEST(RectPairKernels, Avx2ThreeTapLinesMatchScalar) {
         for (auto &b : src) b = bright ? 255 : uint8_t(rng());
         for (auto &b : dst) b = uint8_t(rng());
         for (auto &a : dst_alpha) a = uint16_t(rng() % 4097);
-        std::vector<differential::member<rect_kernel>> kernels;
+        differential::members<rect_kernel> kernels;
         for (const auto &isa : isas) {
             rect_kernel_set set{};
             const rect_choice choice{isa.fn, x_step, 1365, run, first_width, width, 0, 0};
