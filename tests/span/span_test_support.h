@@ -18,9 +18,7 @@
 
 namespace span_test {
 
-inline uint32_t test_seed() {
-    return differential::seed();
-}
+inline constexpr auto test_seed = differential::seed;
 
 // A texture of `unit`-byte texel columns (RGBQ and W210 4, YUY2 2,
 // S16X4A / S16X4 8) whose rows lie `pitch` bytes apart (negative:

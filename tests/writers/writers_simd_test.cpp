@@ -91,37 +91,28 @@ void PrintTo(const writer_case &c, std::ostream *os) {
     *os << c.name;
 }
 
-#if defined(__SSE2__)
-// The SSE2 members: a writer's name, its scalar statement and its member.
-struct simd_case {
-    const char *name;
-    coverage_writer ref, simd;
-    span_writer ref_span = nullptr, simd_span = nullptr;
-};
-
-const simd_case simd_cases[] = {
-    {"write_rgbq", write_rgbq_c, write_rgbq_sse2},
-    {"add_rgbq", add_rgbq_c, add_rgbq_sse2},
-    {"write_rgbq_over_premul", write_rgbq_over_premul_c, write_rgbq_over_premul_sse2},
-    {"add_rgbq_over_premul", add_rgbq_over_premul_c, add_rgbq_over_premul_sse2},
-    {"write_rgbqa_straight", write_rgbqa_straight_c, write_rgbqa_straight_sse2},
-    {"write_rgbqa_premul", write_rgbqa_premul_c, write_rgbqa_premul_sse2},
-    {"write_rgbqa_over_premul", write_rgbqa_over_premul_c, write_rgbqa_over_premul_sse2},
-    {"add_rgbqa_over_premul", add_rgbqa_over_premul_c, add_rgbqa_over_premul_sse2},
-    {"blend_rgbqa_straight", nullptr, nullptr, blend_rgbqa_straight_c, blend_rgbqa_straight_sse2},
-    {"blend_rgbqa_premul", nullptr, nullptr, blend_rgbqa_premul_c, blend_rgbqa_premul_sse2},
-    {"blend_rgbqa_over_premul", nullptr, nullptr, blend_rgbqa_over_premul_c,
-     blend_rgbqa_over_premul_sse2},
-};
-#endif
-
-// The SSE2 members beside their statements, then every writer of every
-// family (the RGBQ ones as dispatched) on its own.
+// The SSE2 members beside their scalar statements, then every writer of
+// every family (the RGBQ ones as dispatched) on its own.
 std::vector<writer_case> all_writers() {
     std::vector<writer_case> v;
 #if defined(__SSE2__)
-    for (const simd_case &c : simd_cases)
-        v.push_back({c.name, {{"c", c.ref, c.ref_span}, {"sse2", c.simd, c.simd_span}}});
+    auto cov = [&](const char *name, coverage_writer c, coverage_writer sse2) {
+        v.push_back({name, {{"c", c}, {"sse2", sse2}}});
+    };
+    auto spn = [&](const char *name, span_writer c, span_writer sse2) {
+        v.push_back({name, {{"c", nullptr, c}, {"sse2", nullptr, sse2}}});
+    };
+    cov("write_rgbq", write_rgbq_c, write_rgbq_sse2);
+    cov("add_rgbq", add_rgbq_c, add_rgbq_sse2);
+    cov("write_rgbq_over_premul", write_rgbq_over_premul_c, write_rgbq_over_premul_sse2);
+    cov("add_rgbq_over_premul", add_rgbq_over_premul_c, add_rgbq_over_premul_sse2);
+    cov("write_rgbqa_straight", write_rgbqa_straight_c, write_rgbqa_straight_sse2);
+    cov("write_rgbqa_premul", write_rgbqa_premul_c, write_rgbqa_premul_sse2);
+    cov("write_rgbqa_over_premul", write_rgbqa_over_premul_c, write_rgbqa_over_premul_sse2);
+    cov("add_rgbqa_over_premul", add_rgbqa_over_premul_c, add_rgbqa_over_premul_sse2);
+    spn("blend_rgbqa_straight", blend_rgbqa_straight_c, blend_rgbqa_straight_sse2);
+    spn("blend_rgbqa_premul", blend_rgbqa_premul_c, blend_rgbqa_premul_sse2);
+    spn("blend_rgbqa_over_premul", blend_rgbqa_over_premul_c, blend_rgbqa_over_premul_sse2);
 #endif
     auto add = [&](const char *family, writer w, int bpp, bool pairs = false) {
         v.push_back({std::string(family) + "_" + std::to_string(v.size()), {w}, bpp, pairs});
