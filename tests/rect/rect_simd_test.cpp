@@ -30,71 +30,62 @@ std::string rows_text(const rect_rows &r) {
                               r.last_weight);
 }
 
-struct run_case {
-    int32_t x_step, run, count;
-    rect_rows rows;
-};
-
-run_case random_run(std::mt19937 &rng) {
-    static const int32_t steps[] = {4096, 4096, 2048, 2048, 1024, 8192,
-                                    2730, 2731, 4095, 5462, 6144};
-    run_case k{};
-    const uint32_t kind = rng() % 4; // listed, any, tiny, and 1x to 2x reductions
-    k.x_step = kind == 0   ? steps[rng() % std::size(steps)]
-               : kind == 1 ? 1 + int32_t(rng() % 12000)
-               : kind == 2 ? 1 + int32_t(rng() % 300)
-                           : 2048 + int32_t(rng() % 3000);
-    k.run = rng() % 3 == 0 ? k.x_step : 1 + int32_t(rng() % k.x_step);
-    const int32_t y_step = rng() % 3 == 0 ? 2048 : 1 + int32_t(rng() % (rng() % 2 ? 2600 : 200));
-    k.rows.first_weight = rng() % 4 == 0 ? 2048 : 1 + int32_t(rng() % std::min(2048, y_step));
-    k.rows.middle_weight = y_step;
-    int32_t rest = 2048 - k.rows.first_weight;
-    // As the driver: middle rows while the rest exceeds y_step, except that
-    // the bottom source line may take a longer rest.
-    while (rest > y_step && rng() % 16 != 0) {
-        ++k.rows.middle;
-        rest -= y_step;
-    }
-    k.rows.last_weight = rest;
-    const int64_t budget = (int64_t{1} << 21) / (2 + k.rows.middle); // bytes of source
-    const int64_t max_count = std::max<int64_t>(1, (budget / 4 - 2) * k.x_step / 4096);
-    // Reductions run long enough to cross chunks of summed columns.
-    k.count = 1 + int32_t(rng() % std::min<int64_t>(kind == 3 ? 800 : 300, max_count));
-    if (rng() % 8 == 0) { // exact 2x2 halving
-        k.x_step = k.run = 2048;
-        k.rows = {0, 0, 1024, 0, 1024, 1024};
-    }
-    return k;
-}
-
 // The runs on random and extreme bytes (all 255, all 0), the last source
 // line in memory ending on an inaccessible page; the final cursor too.
 TEST(RectRgbqSimd, RunMatchesScalarStatement) {
+    static const int32_t steps[] = {4096, 4096, 2048, 2048, 1024, 8192,
+                                    2730, 2731, 4095, 5462, 6144};
     const differential::members<rgbq_run_fn> runs = {
         {"c", rgbq_run_c}, {"sse2", rgbq_run_sse2}, {"avx2", rgbq_run_avx2, avx2()}};
     for_cases(2000, [&](std::mt19937 &rng, int) {
-        run_case k = random_run(rng);
-        const int64_t units = int64_t{k.count} * 4096;
-        const int32_t cols =
-            units > k.run ? int32_t((units - k.run + k.x_step - 1) / k.x_step) + 1 : 1;
-        const int32_t lines = 1 + k.rows.middle + (k.rows.last_weight != 0);
+        const uint32_t kind = rng() % 4; // listed, any, tiny, and 1x to 2x reductions
+        int32_t x_step = kind == 0   ? steps[rng() % std::size(steps)]
+                         : kind == 1 ? 1 + int32_t(rng() % 12000)
+                         : kind == 2 ? 1 + int32_t(rng() % 300)
+                                     : 2048 + int32_t(rng() % 3000);
+        int32_t run = rng() % 3 == 0 ? x_step : 1 + int32_t(rng() % x_step);
+        const int32_t y_step =
+            rng() % 3 == 0 ? 2048 : 1 + int32_t(rng() % (rng() % 2 ? 2600 : 200));
+        rect_rows rows{};
+        rows.first_weight = rng() % 4 == 0 ? 2048 : 1 + int32_t(rng() % std::min(2048, y_step));
+        rows.middle_weight = y_step;
+        int32_t rest = 2048 - rows.first_weight;
+        // As the driver: middle rows while the rest exceeds y_step, except
+        // that the bottom source line may take a longer rest.
+        while (rest > y_step && rng() % 16 != 0) {
+            ++rows.middle;
+            rest -= y_step;
+        }
+        rows.last_weight = rest;
+        const int64_t budget = (int64_t{1} << 21) / (2 + rows.middle); // bytes of source
+        const int64_t max_count = std::max<int64_t>(1, (budget / 4 - 2) * x_step / 4096);
+        // Reductions run long enough to cross chunks of summed columns.
+        const int32_t count =
+            1 + int32_t(rng() % std::min<int64_t>(kind == 3 ? 800 : 300, max_count));
+        if (rng() % 8 == 0) { // exact 2x2 halving
+            x_step = run = 2048;
+            rows = {0, 0, 1024, 0, 1024, 1024};
+        }
+        const int64_t units = int64_t{count} * 4096;
+        const int32_t cols = units > run ? int32_t((units - run + x_step - 1) / x_step) + 1 : 1;
+        const int32_t lines = 1 + rows.middle + (rows.last_weight != 0);
         const int32_t stride = cols * 4 + 4 * int32_t(rng() % 3);
-        k.rows.pitch = rng() % 2 ? stride : -stride;
+        rows.pitch = rng() % 2 ? stride : -stride;
         const size_t size = size_t(lines - 1) * stride + size_t(cols) * 4;
         rect_test::fenced_buffer mem(size);
         const int worst = rng() % 8;
         for (size_t i = 0; i < size; ++i)
             mem.data()[i] = worst == 0 ? 255 : worst == 1 ? 0 : uint8_t(rng());
-        const uint8_t *row0 = mem.data() + (k.rows.pitch > 0 ? 0 : size_t(lines - 1) * stride);
+        const uint8_t *row0 = mem.data() + (rows.pitch > 0 ? 0 : size_t(lines - 1) * stride);
         same(
             runs,
             [&](const auto &m) {
-                guarded<uint8_t> out(size_t(k.count) * 4);
-                rect_cursor cur{row0, nullptr, k.run};
-                m.fn(out.at(), k.count, &cur, k.rows, k.x_step);
+                guarded<uint8_t> out(size_t(count) * 4);
+                rect_cursor cur{row0, nullptr, run};
+                m.fn(out.at(), count, &cur, rows, x_step);
                 return std::tuple(out, cur.src, cur.run);
             },
-            text("x_step", k.x_step, "run", k.run, "count", k.count, rows_text(k.rows)));
+            text("x_step", x_step, "run", run, "count", count, rows_text(rows)));
     });
 }
 
