@@ -60,10 +60,6 @@ protected:
                 return l.untouched_outside(a.x0, end);
             });
     }
-    // A texture of the family with an even width (4:2:2 pairs).
-    texture make(int32_t w, int32_t h, int32_t pitch) const {
-        return GetParam().f.texture_with_pitch(w, h, pitch);
-    }
     // A span through texel position (u0, v0) at x0 with steps du, dv and w(x0) = w0.
     span_args through(const texture &t, int32_t x0, int32_t len, float u0, float v0, float du,
                       float dv, float w0 = 1, float dw = 0) const {
@@ -83,8 +79,8 @@ TEST_P(PackedSimd, RandomSpans) {
     };
     for (int tex = 0; tex < 12; ++tex) {
         const int32_t w = 10 + 2 * int32_t(rng() % 20), h = 6 + int32_t(rng() % 20);
-        const int32_t unit = GetParam().f.unit;
-        texture t = make(w, h, (unit * w + unit * int32_t(rng() % 4)) * ((rng() & 1) ? -1 : 1));
+        const int32_t unit = GetParam().f.unit, pitch = unit * (w + int32_t(rng() % 4));
+        texture t = GetParam().f.texture_with_pitch(w, h, rng() & 1 ? -pitch : pitch);
         t.randomise(rng);
         const span_args lim(0, 0, slot_shape(GetParam().slot), t);
         for (int i = 0; i < 80; ++i) {
@@ -101,7 +97,7 @@ TEST_P(PackedSimd, RandomSpans) {
 
 TEST_P(PackedSimd, WorstCases) {
     std::mt19937 rng(test_seed());
-    texture t = make(24, 12, -24 * GetParam().f.unit);
+    texture t = GetParam().f.texture_with_pitch(24, 12, -24 * GetParam().f.unit);
     // Fractions 0 and 127, the last dropped bit, both sides of one half
     // (and fv = 64, 65 of the exact 1.5-row weights); spans of 1 to 17
     // pixels cover every tail of 4- and 8-pixel groups. Random texels,
@@ -152,7 +148,7 @@ TEST_P(PackedSimd, WorstCases) {
     // the unit.
     const int32_t unit = GetParam().f.unit;
     for (int32_t pitch : {unit * 32767, unit * -32768, unit * 10 + 2}) {
-        texture p = make(10, 7, pitch);
+        texture p = GetParam().f.texture_with_pitch(10, 7, pitch);
         p.randomise(rng);
         for (int32_t len = -1; len <= 9; ++len)
             check(p, through(p, 5, len, 85000, 177000, 31000, 9000, 1.1f, 0.001f), "pitch");
