@@ -56,9 +56,9 @@ struct guarded : std::vector<T> {
     explicit guarded(size_t n) : std::vector<T>(n + 2 * guard, sentinel) {}
     T *at() { return this->data() + guard; }
     bool intact() const {
-        return std::all_of(this->begin(), this->begin() + guard,
-                           [](T v) { return v == sentinel; }) &&
-               std::all_of(this->end() - guard, this->end(), [](T v) { return v == sentinel; });
+        const auto changed = [](T v) { return v != sentinel; };
+        return std::none_of(this->begin(), this->begin() + guard, changed) &&
+               std::none_of(this->end() - guard, this->end(), changed);
     }
 };
 
