@@ -108,16 +108,12 @@ TEST_P(PackedSimd, WorstCases) {
     static constexpr uint8_t extreme[4][2] = {{0, 0}, {0xFF, 0xFF}, {0, 0x80}, {0xFF, 0x7F}};
     for (int fill = 0; fill < 5; ++fill) {
         t.randomise(rng);
-        for (size_t i = 0; i < t.bytes.size(); ++i) {
-            uint8_t &b = t.bytes[i];
+        for (size_t i = 0; fill != 0 && i < t.bytes.size(); ++i) {
             const bool odd = i & 1;
             // A word's extreme is chosen by its high byte, not yet replaced.
-            const uint8_t pick = words ? t.bytes[i | 1] & 3 : b & 1 ? 1 : 0;
-            b = fill == 0   ? b
-                : fill == 1 ? 0xFF
-                : fill == 2 ? extreme[pick][words && odd]
-                : fill == 3 ? (odd ? 0x80 : 0x00)
-                            : (odd ? 0x7F : 0xFF);
+            const int pick = words ? t.bytes[i | 1] & 3 : t.bytes[i] & 1;
+            t.bytes[i] =
+                fill == 2 ? extreme[pick][words && odd] : extreme[fill == 1 ? 1 : fill - 1][odd];
         }
         for (int32_t fu : {0, 511, 512, 32767, 32768, 65535})
             for (int32_t fv : {0, 511, 32767, 32768, 33279, 33791, 65535})
