@@ -16,18 +16,14 @@
 namespace {
 
 using namespace tovrel::rect;
-using differential::for_cases;
-using differential::guarded;
-using differential::same;
-using differential::text;
+using namespace differential;
 
 bool avx2() {
     return tovrel::rect_isa_supported(tovrel::rect_isa::avx2);
 }
 
 std::string rows_text(const rect_rows &r) {
-    return differential::text("rows", r.first_weight, "+", r.middle, "x", r.middle_weight, "+",
-                              r.last_weight);
+    return text("rows", r.first_weight, "+", r.middle, "x", r.middle_weight, "+", r.last_weight);
 }
 
 // The runs on random and extreme bytes (all 255, all 0), the last source
@@ -35,7 +31,7 @@ std::string rows_text(const rect_rows &r) {
 TEST(RectRgbqSimd, RunMatchesScalarStatement) {
     static const int32_t steps[] = {4096, 4096, 2048, 2048, 1024, 8192,
                                     2730, 2731, 4095, 5462, 6144};
-    const differential::members<rgbq_run_fn> runs = {
+    const members<rgbq_run_fn> runs = {
         {"c", rgbq_run_c}, {"sse2", rgbq_run_sse2}, {"avx2", rgbq_run_avx2, avx2()}};
     for_cases(2000, [&](std::mt19937 &rng, int) {
         const uint32_t kind = rng() % 4; // listed, any, tiny, and 1x to 2x reductions
@@ -93,7 +89,7 @@ TEST(RectRgbqSimd, RunMatchesScalarStatement) {
 // alpha words (out of range included), every row shape, both pair phases.
 template <class K, bool Avx2 = false>
 void check_vblend(const vblend_set &sse2) {
-    differential::members<vblend_set> sets = {{"c", vblend_set_c<K>}, {"sse2", sse2}};
+    members<vblend_set> sets = {{"c", vblend_set_c<K>}, {"sse2", sse2}};
     if constexpr (Avx2)
         sets.push_back({"avx2",
                         {vblend_pair_avx2<K, 1>, vblend_pair_avx2<K, 2>, vblend_pair_avx2<K, 3>,
@@ -181,7 +177,7 @@ void check_whole_pairs() {
         std::vector<uint32_t> sums(size_t(8 * pairs));
         fill_sums<D>(sums, rng);
         same(
-            differential::members<fn>({{"c", pair_halve_c<D>}, {"avx2", pair_halve_avx2<D>}}),
+            members<fn>({{"c", pair_halve_c<D>}, {"avx2", pair_halve_avx2<D>}}),
             [&](const auto &m) {
                 guarded<sample> out(size_t(4 * pairs));
                 m.fn(out.at(), sums.data(), pairs);
@@ -204,7 +200,7 @@ void check_whole_pairs() {
         const int32_t i0 = int32_t(rng() % 4), run0 = 1 + int32_t(rng() % x_step);
         fill_sums<D>(buf, rng);
         same(
-            differential::members<walk>({{"c", whole}, {"avx2", pair_down3_avx2<K>}}),
+            members<walk>({{"c", whole}, {"avx2", pair_down3_avx2<K>}}),
             [&](const auto &m) {
                 guarded<sample> out(size_t(4 * pairs));
                 int32_t i = i0, run = run0;
@@ -228,8 +224,7 @@ TEST(RectPairSimd, WholePairsMatchScalarStatement) {
 TEST(RectPairKernels, Avx2ThreeTapLinesMatchScalar) {
     using namespace tovrel;
     if (!avx2()) GTEST_SKIP() << "no AVX2";
-    const auto isas =
-        differential::members<rect_isa>({{"c", rect_isa::c}, {"avx2", rect_isa::avx2}});
+    const auto isas = members<rect_isa>({{"c", rect_isa::c}, {"avx2", rect_isa::avx2}});
     for_cases(1200, [&](std::mt19937 &rng, int iter) {
         const int32_t index = iter % 6; // pair_plain .. pair_to_alpha_premul_tile
         const int32_t x_step = iter % 5 == 0   ? 2731
@@ -250,7 +245,7 @@ TEST(RectPairKernels, Avx2ThreeTapLinesMatchScalar) {
         for (auto &b : src) b = bright ? 255 : uint8_t(rng());
         for (auto &b : dst) b = uint8_t(rng());
         for (auto &a : dst_alpha) a = uint16_t(rng() % 4097);
-        differential::members<rect_kernel> kernels;
+        members<rect_kernel> kernels;
         for (const auto &isa : isas) {
             rect_kernel_set set{};
             const rect_choice choice{isa.fn, x_step, 1365, run, first_width, width, 0, 0};
@@ -292,9 +287,9 @@ TEST(RectPairKernels, FixedStepKernelsMatchTheWalk) {
         ASSERT_TRUE(rect_pair_kernels(src_format, dst_format, index, one, &fixed));
         ASSERT_TRUE(rect_pair_kernels(src_format, dst_format, index, other, &general));
         const int32_t role = yuvq ? int32_t(rng() % 2) : rect_role_row1;
-        const auto kernels = differential::members<rect_kernel>(
-            {{"walk", general.slots[size_t(yuvq ? role : rect_role_rows)]},
-             {"fixed step", fixed.slots[size_t(role)]}});
+        const auto kernels =
+            members<rect_kernel>({{"walk", general.slots[size_t(yuvq ? role : rect_role_rows)]},
+                                  {"fixed step", fixed.slots[size_t(role)]}});
         // A line of up to 40 pixels in whole and fractional units.
         const int32_t first_width = rng() % 3 ? 4096 : 1 + int32_t(rng() % 4096);
         const int32_t width = first_width + (rng() % 4 ? 4096 * int32_t(rng() % 40) : 0) +
