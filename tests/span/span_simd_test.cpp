@@ -2,13 +2,15 @@
 // scalar statement of its arithmetic, on seeded random spans and worst
 // cases; the colour-plus-alpha composites (and their one-loop members)
 // against the colour and word statements run one after the other, the
-// alpha plane with a pitch of its own. Lines must be identical, guard
-// elements included.
+// alpha plane with a pitch of its own; S16X4A over on random lines. Lines
+// must be identical, guard elements included.
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <tuple>
 
+#include "differential.h"
+#include "span/s16x4_renderers.h"
 #include "span_test_support.h"
 
 namespace {
@@ -25,37 +27,38 @@ void PrintTo(const simd_case &c, std::ostream *os) {
     *os << c.f.name << (c.persp ? "_persp_" : "_affine_") << c.slot;
 }
 
+// A family's implementations, the scalar statement first.
+std::vector<tables> statement_first(const family &f) {
+    std::vector<tables> v = f.implementations();
+    std::stable_partition(v.begin(), v.end(), [](const tables &i) { return i.name[0] == 'c'; });
+    return v;
+}
+
 class PackedSimd : public testing::TestWithParam<simd_case> {
 protected:
+    std::mt19937 line_rng{test_seed()};
     // Only [x0, max(x1, x0 + 1)) may change, identically in the scalar
-    // statement and in every SIMD form this processor runs.
+    // statement and in every SIMD form this processor runs. Families that
+    // blend into the line find random pixels there.
     void check(const texture &t, const span_args &a, const char *what) {
         const auto &[f, slot, persp] = GetParam();
-        const std::vector<tables> impls = f.implementations();
-        const tables &ref = *std::find_if(impls.begin(), impls.end(),
-                                          [](const tables &i) { return i.name[0] == 'c'; });
         const int32_t end = std::max(a.x1, a.x0 + 1);
-        guarded_line want = f.line(end + 4);
-        ref.run(slot, persp, want, t, a);
-        ASSERT_TRUE(want.untouched_outside(a.x0, end)) << what << ": " << a.describe();
-        for (const tables &simd : impls) {
-            if (&simd == &ref) continue;
-            guarded_line got = f.line(end + 4);
-            simd.run(slot, persp, got, t, a);
-            for (auto [w, g, unit] : {std::tuple{&want.store, &got.store, want.unit},
-                                      std::tuple{&want.alpha_store, &got.alpha_store, 2}}) {
-                const auto d = std::mismatch(w->begin(), w->end(), g->begin());
-                ASSERT_TRUE(d.first == w->end())
-                    << simd.name << " " << what << (unit == want.unit ? "" : " (alpha line)")
-                    << ": first difference at x=" << (d.first - w->begin()) / unit - want.guard
-                    << std::hex << " want " << int(*d.first) << " got " << int(*d.second)
-                    << std::dec << ", pitch " << t.pitch << ", " << a.describe();
-            }
-        }
-    }
-    // A texture of the family with an even width (4:2:2 pairs).
-    texture make(int32_t w, int32_t h, int32_t pitch) const {
-        return GetParam().f.texture_with_pitch(w, h, pitch);
+        std::vector<uint8_t> under(f.over ? size_t(end - a.x0) * size_t(f.unit) : 0);
+        for (auto &b : under) b = uint8_t(line_rng());
+        differential::same(
+            statement_first(f),
+            [&](const tables &impl) {
+                guarded_line l = f.line(end + 4);
+                std::copy(under.begin(), under.end(), l.store.begin() + (l.guard + a.x0) * f.unit);
+                impl.run(slot, persp, l, t, a);
+                return std::tuple(l.store, l.alpha_store);
+            },
+            [&] { return differential::text(what, "pitch", t.pitch, a.describe()); },
+            [&](const auto &want) {
+                guarded_line l = f.line(end + 4);
+                l.store = std::get<0>(want);
+                return l.untouched_outside(a.x0, end);
+            });
     }
     // A span through texel position (u0, v0) at x0 with steps du, dv and w(x0) = w0.
     span_args through(const texture &t, int32_t x0, int32_t len, float u0, float v0, float du,
@@ -76,8 +79,8 @@ TEST_P(PackedSimd, RandomSpans) {
     };
     for (int tex = 0; tex < 12; ++tex) {
         const int32_t w = 10 + 2 * int32_t(rng() % 20), h = 6 + int32_t(rng() % 20);
-        const int32_t unit = GetParam().f.unit;
-        texture t = make(w, h, (unit * w + unit * int32_t(rng() % 4)) * ((rng() & 1) ? -1 : 1));
+        const int32_t unit = GetParam().f.unit, pitch = unit * (w + int32_t(rng() % 4));
+        texture t = GetParam().f.texture_with_pitch(w, h, rng() & 1 ? -pitch : pitch);
         t.randomise(rng);
         const span_args lim(0, 0, slot_shape(GetParam().slot), t);
         for (int i = 0; i < 80; ++i) {
@@ -94,22 +97,23 @@ TEST_P(PackedSimd, RandomSpans) {
 
 TEST_P(PackedSimd, WorstCases) {
     std::mt19937 rng(test_seed());
-    texture t = make(24, 12, -24 * GetParam().f.unit);
+    texture t = GetParam().f.texture_with_pitch(24, 12, -24 * GetParam().f.unit);
     // Fractions 0 and 127, the last dropped bit, both sides of one half
     // (and fv = 64, 65 of the exact 1.5-row weights); spans of 1 to 17
     // pixels cover every tail of 4- and 8-pixel groups. Random texels,
-    // the largest sums (every byte 255), bytes of 0 or 255, and every
+    // the largest sums (every byte 255), samples each at an extreme (a
+    // byte 0 or 255, a 16-bit word 0, -1, -32768 or 32767), and every
     // 16-bit word at -32768 or 32767 (the largest signed sums).
+    const bool words = GetParam().f.sample_bytes == 2;
+    static constexpr uint8_t extreme[4][2] = {{0, 0}, {0xFF, 0xFF}, {0, 0x80}, {0xFF, 0x7F}};
     for (int fill = 0; fill < 5; ++fill) {
         t.randomise(rng);
-        for (size_t i = 0; i < t.bytes.size(); ++i) {
-            uint8_t &b = t.bytes[i];
+        for (size_t i = 0; fill != 0 && i < t.bytes.size(); ++i) {
             const bool odd = i & 1;
-            b = fill == 0              ? b
-                : fill == 3            ? (odd ? 0x80 : 0x00)
-                : fill == 4            ? (odd ? 0x7F : 0xFF)
-                : fill == 1 || (b & 1) ? 0xFF
-                                       : 0;
+            // A word's extreme is chosen by its high byte, not yet replaced.
+            const int pick = words ? t.bytes[i | 1] & 3 : t.bytes[i] & 1;
+            t.bytes[i] =
+                fill == 2 ? extreme[pick][words && odd] : extreme[fill == 1 ? 1 : fill - 1][odd];
         }
         for (int32_t fu : {0, 511, 512, 32767, 32768, 65535})
             for (int32_t fv : {0, 511, 32767, 32768, 33279, 33791, 65535})
@@ -140,7 +144,7 @@ TEST_P(PackedSimd, WorstCases) {
     // the unit.
     const int32_t unit = GetParam().f.unit;
     for (int32_t pitch : {unit * 32767, unit * -32768, unit * 10 + 2}) {
-        texture p = make(10, 7, pitch);
+        texture p = GetParam().f.texture_with_pitch(10, 7, pitch);
         p.randomise(rng);
         for (int32_t len = -1; len <= 9; ++len)
             check(p, through(p, 5, len, 85000, 177000, 31000, 9000, 1.1f, 0.001f), "pitch");
@@ -151,18 +155,32 @@ TEST_P(PackedSimd, WorstCases) {
 // the statement's: packed slots, scalar slots with SIMD forms, and every
 // slot of the composites (word members on the alpha plane).
 bool has_own_member(const family &f, int slot) {
-    const std::vector<tables> impls = f.implementations();
-    const tables &ref =
-        *std::find_if(impls.begin(), impls.end(), [](const tables &i) { return i.name[0] == 'c'; });
+    const std::vector<tables> impls = statement_first(f);
     return f.alpha || std::any_of(impls.begin(), impls.end(), [&](const tables &i) {
-               return (*i.affine)[slot] != (*ref.affine)[slot] ||
-                      (*i.persp)[slot] != (*ref.persp)[slot];
+               return (*i.affine)[slot] != (*impls[0].affine)[slot] ||
+                      (*i.persp)[slot] != (*impls[0].persp)[slot];
            });
 }
 
+// S16X4A over (pair I): the S16X4 layout, blending into the line.
+family s16x4a_over() {
+    family f = *std::find_if(family_list().begin(), family_list().end(),
+                             [](const family &g) { return g.name == std::string("s16x4"); });
+    f.name = "s16x4a_over", f.over = true;
+    f.implementations = [] {
+        using namespace tovrel;
+        return std::vector<tables>{
+            {"sse2", &s16x4a_over_persp_span_renderers, &s16x4a_over_affine_span_renderers},
+            {"c", &s16x4a_over_persp_span_renderers_c, &s16x4a_over_affine_span_renderers_c}};
+    };
+    return f;
+}
+
 std::vector<simd_case> all_cases() {
+    std::vector<family> families = family_list();
+    families.push_back(s16x4a_over());
     std::vector<simd_case> v;
-    for (const family &f : family_list())
+    for (const family &f : families)
         for (int slot = 0; slot < tovrel::footprint_count; ++slot)
             if (has_own_member(f, slot))
                 for (bool persp : {false, true}) v.push_back({f, slot, persp});

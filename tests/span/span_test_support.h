@@ -5,7 +5,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ostream>
@@ -13,16 +12,13 @@
 #include <string>
 #include <vector>
 
+#include "differential.h"
 #include "param_names.h"
 #include "span/span_renderer.h"
 
 namespace span_test {
 
-// Seed of the random cases: TOVREL_TEST_SEED if set, else a fixed value.
-inline uint32_t test_seed() {
-    const char *s = std::getenv("TOVREL_TEST_SEED");
-    return s ? static_cast<uint32_t>(std::strtoul(s, nullptr, 0)) : 0x5eed1234u;
-}
+inline constexpr auto test_seed = differential::seed;
 
 // A texture of `unit`-byte texel columns (RGBQ and W210 4, YUY2 2,
 // S16X4A / S16X4 8) whose rows lie `pitch` bytes apart (negative:
@@ -94,10 +90,8 @@ struct span_args {
         return *this;
     }
     std::string describe() const {
-        char s[200];
-        std::snprintf(s, 200, "x [%d,%d) max %.9g %.9g step %.9g %.9g %.9g base %.9g %.9g %.9g", x0,
-                      x1, u_max, v_max, u_step, v_step, w_step, u_base, v_base, w_base);
-        return s;
+        return differential::text("x", x0, x1, "max", u_max, v_max, "step", u_step, v_step, w_step,
+                                  "base", u_base, v_base, w_base);
     }
 };
 
@@ -173,6 +167,8 @@ struct family {
     // A colour family with a w12b alpha plane (pairs E, F, G): textures
     // and lines carry an alpha plane and an alpha line.
     bool alpha = false;
+    // Blends into the line (S16X4A over): spans start on random pixels.
+    bool over = false;
     texture texture_with_pitch(int32_t w, int32_t h, int32_t pitch) const {
         texture t(w, h, pitch, unit);
         if (alpha) t.add_alpha_plane();

@@ -1,31 +1,21 @@
-// Differential tests of the SSE2 RGBQ writers against their scalar
-// statements, and a sweep of every writer over random full-range input that
-// checks it writes only its own pixels. Seeded; the seed is printed and can
-// be replayed with TOVREL_TEST_SEED.
+// Every pixel writer on random full-range input (any 16-bit coverage and
+// alpha, any sample, lines of 0 or 255): it writes only its own pixels and
+// not its line buffer, and the SSE2 RGBQ writers give the bytes of their
+// scalar statements, guards included.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <random>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "differential.h"
+#include "param_names.h"
 #include "polygon/pixel_writers.h"
 
 using namespace tovrel;
 
 namespace {
-
-uint32_t test_seed() {
-    static const uint32_t seed = [] {
-        const char *env = std::getenv("TOVREL_TEST_SEED");
-        const uint32_t s = env ? uint32_t(std::strtoul(env, nullptr, 0)) : std::random_device{}();
-        std::printf("writers: seed %u (TOVREL_TEST_SEED)\n", s);
-        return s;
-    }();
-    return seed;
-}
 
 constexpr int width = 61; // not a multiple of 4: every tail length occurs
 constexpr int guard = 16; // pixels of guard on both sides
@@ -64,24 +54,21 @@ void fill(buffers &b, std::mt19937 &rng) {
     }
 }
 
-// First element of pixels outside [lo, hi) (`per` elements each) that
-// differs between the two, or -1; lo = hi compares everything.
+// Whether pixels outside [lo, hi) (`per` elements each) are the same.
 template <class T>
-int changed_outside(const std::vector<T> &a, const std::vector<T> &b, int per, int lo, int hi) {
+bool same_outside(const std::vector<T> &a, const std::vector<T> &b, int per, int lo, int hi) {
     for (size_t i = 0; i < a.size(); ++i) {
         const int px = int(i) / per - guard;
-        if ((px < lo || px >= hi) && a[i] != b[i]) return int(i);
+        if ((px < lo || px >= hi) && a[i] != b[i]) return false;
     }
-    return -1;
+    return true;
 }
 
-struct writer_case {
+// A coverage or a span writer (one of cw and sw is set).
+struct writer {
     const char *name;
-    coverage_writer cw; // one of cw and sw is set
-    span_writer sw;
-    int bpp;
-    bool pairs = false; // an odd range also writes pixel x1
-
+    coverage_writer cw;
+    span_writer sw = nullptr;
     void run(buffers &b, int32_t x0, int32_t x1) const {
         const span_rows d = b.drows(), s = b.srows();
         if (cw != nullptr)
@@ -91,104 +78,91 @@ struct writer_case {
     }
 };
 
-#if defined(__SSE2__)
-struct simd_case {
-    const char *name;
-    coverage_writer ref, simd;
-    span_writer ref_span = nullptr, simd_span = nullptr;
+// A row: the writer's scalar statement and its SIMD members, the pixel
+// size, and 4:2:2 pairs (an odd range also writes pixel x1).
+struct writer_case {
+    std::string name;
+    std::vector<writer> members;
+    int bpp = 4;
+    bool pairs = false;
 };
 
-const simd_case simd_cases[] = {
-    {"write_rgbq", write_rgbq_c, write_rgbq_sse2},
-    {"add_rgbq", add_rgbq_c, add_rgbq_sse2},
-    {"write_rgbq_over_premul", write_rgbq_over_premul_c, write_rgbq_over_premul_sse2},
-    {"add_rgbq_over_premul", add_rgbq_over_premul_c, add_rgbq_over_premul_sse2},
-    {"write_rgbqa_straight", write_rgbqa_straight_c, write_rgbqa_straight_sse2},
-    {"write_rgbqa_premul", write_rgbqa_premul_c, write_rgbqa_premul_sse2},
-    {"write_rgbqa_over_premul", write_rgbqa_over_premul_c, write_rgbqa_over_premul_sse2},
-    {"add_rgbqa_over_premul", add_rgbqa_over_premul_c, add_rgbqa_over_premul_sse2},
-    {"blend_rgbqa_straight", nullptr, nullptr, blend_rgbqa_straight_c, blend_rgbqa_straight_sse2},
-    {"blend_rgbqa_premul", nullptr, nullptr, blend_rgbqa_premul_c, blend_rgbqa_premul_sse2},
-    {"blend_rgbqa_over_premul", nullptr, nullptr, blend_rgbqa_over_premul_c,
-     blend_rgbqa_over_premul_sse2},
-};
-
-void PrintTo(const simd_case &c, std::ostream *os) {
+void PrintTo(const writer_case &c, std::ostream *os) {
     *os << c.name;
 }
 
-class SimdDifferential : public ::testing::TestWithParam<simd_case> {};
-
-TEST_P(SimdDifferential, MatchesScalarByteForByte) {
-    const simd_case &c = GetParam();
-    const writer_case ref{c.name, c.ref, c.ref_span, 4, false};
-    const writer_case simd{c.name, c.simd, c.simd_span, 4, false};
-    std::mt19937 rng(test_seed());
-    SCOPED_TRACE(std::string(c.name) + " seed " + std::to_string(test_seed()));
-    buffers a(4), b(4);
-    for (int iter = 0; iter < 400; ++iter) {
-        fill(a, rng);
-        const buffers before = a;
-        b = a;
-        int32_t x0 = int32_t(rng() % (width + 1)), x1 = int32_t(rng() % (width + 1));
-        if (iter % 8 != 0 && x0 > x1) std::swap(x0, x1); // mostly proper ranges
-        ref.run(a, x0, x1);
-        simd.run(b, x0, x1);
-        SCOPED_TRACE("iteration " + std::to_string(iter) + " x0 " + std::to_string(x0) + " x1 " +
-                     std::to_string(x1));
-        const int i = changed_outside(a.dst, b.dst, 1, 0, 0);
-        const int j = changed_outside(a.dst_a, b.dst_a, 1, 0, 0);
-        ASSERT_EQ(i, -1) << "colour " << int(a.dst[i]) << " vs " << int(b.dst[i]);
-        ASSERT_EQ(j, -1) << "alpha " << a.dst_a[j] << " vs " << b.dst_a[j];
-        ASSERT_EQ(changed_outside(before.dst, b.dst, 4, x0, x1), -1);
-        ASSERT_EQ(changed_outside(before.dst_a, b.dst_a, 1, x0, x1), -1);
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Rgbq, SimdDifferential, ::testing::ValuesIn(simd_cases),
-                         [](const auto &info) { return std::string(info.param.name); });
-#endif
-
-// Every writer of every family on random full-range data (any 16-bit
-// coverage and alpha, any sample): no crash, no write outside its pixels.
+// The SSE2 members beside their scalar statements, then every writer of
+// every family (the RGBQ ones as dispatched) on its own.
 std::vector<writer_case> all_writers() {
     std::vector<writer_case> v;
+#if defined(__SSE2__)
+    auto cov = [&](const char *name, coverage_writer c, coverage_writer sse2) {
+        v.push_back({name, {{"c", c}, {"sse2", sse2}}});
+    };
+    auto spn = [&](const char *name, span_writer c, span_writer sse2) {
+        v.push_back({name, {{"c", nullptr, c}, {"sse2", nullptr, sse2}}});
+    };
+    cov("write_rgbq", write_rgbq_c, write_rgbq_sse2);
+    cov("add_rgbq", add_rgbq_c, add_rgbq_sse2);
+    cov("write_rgbq_over_premul", write_rgbq_over_premul_c, write_rgbq_over_premul_sse2);
+    cov("add_rgbq_over_premul", add_rgbq_over_premul_c, add_rgbq_over_premul_sse2);
+    cov("write_rgbqa_straight", write_rgbqa_straight_c, write_rgbqa_straight_sse2);
+    cov("write_rgbqa_premul", write_rgbqa_premul_c, write_rgbqa_premul_sse2);
+    cov("write_rgbqa_over_premul", write_rgbqa_over_premul_c, write_rgbqa_over_premul_sse2);
+    cov("add_rgbqa_over_premul", add_rgbqa_over_premul_c, add_rgbqa_over_premul_sse2);
+    spn("blend_rgbqa_straight", blend_rgbqa_straight_c, blend_rgbqa_straight_sse2);
+    spn("blend_rgbqa_premul", blend_rgbqa_premul_c, blend_rgbqa_premul_sse2);
+    spn("blend_rgbqa_over_premul", blend_rgbqa_over_premul_c, blend_rgbqa_over_premul_sse2);
+#endif
+    auto add = [&](const char *family, writer w, int bpp, bool pairs = false) {
+        v.push_back({std::string(family) + "_" + std::to_string(v.size()), {w}, bpp, pairs});
+    };
     const std::tuple<const char *, const family_writers *, int, bool> families[] = {
         {"rgbq", &rgbq_writers, 4, false},
         {"yuy2", &yuy2_writers, 2, true},
         {"w210", &w210_writers, 4, true}};
     for (const auto &[name, f, bpp, pairs] : families) {
-        for (coverage_writer w : f->coverage) v.push_back({name, w, nullptr, bpp, pairs});
-        for (span_writer w : f->span) v.push_back({name, nullptr, w, bpp, pairs});
+        for (coverage_writer w : f->coverage) add(name, {name, w}, bpp, pairs);
+        for (span_writer w : f->span) add(name, {name, nullptr, w}, bpp, pairs);
     }
-    for (coverage_writer w : {write_word, add_word_over}) v.push_back({"word", w, nullptr, 2});
+    for (coverage_writer w : {write_word, add_word_over}) add("word", {"word", w}, 2);
     for (coverage_writer w :
          {write_s16x4, write_s16x4_into_alpha, add_s16x4_opaque, add_s16x4, write_s16x4a_over})
-        v.push_back({"s16x4", w, nullptr, 8});
-    v.push_back({"fill_alpha_opaque", nullptr, fill_alpha_opaque, 4});
-    v.push_back({"fill_s16x4_alpha_opaque", nullptr, fill_s16x4_alpha_opaque, 8});
+        add("s16x4", {"s16x4", w}, 8);
+    add("fill_alpha_opaque", {"fill", nullptr, fill_alpha_opaque}, 4);
+    add("fill_s16x4_alpha_opaque", {"fill", nullptr, fill_s16x4_alpha_opaque}, 8);
     return v;
 }
 
-TEST(WriterSweep, WritesOnlyItsOwnPixels) {
-    std::mt19937 rng(test_seed() ^ 0x5eed);
-    int index = 0;
-    for (const writer_case &c : all_writers()) {
-        SCOPED_TRACE(std::string(c.name) + " #" + std::to_string(index++) + " seed " +
-                     std::to_string(test_seed()));
-        buffers b(c.bpp);
-        for (int iter = 0; iter < 60; ++iter) {
-            fill(b, rng);
-            const buffers before = b;
-            // x1 < width keeps the extra pixel of an odd pair range inside.
-            const int32_t x0 = int32_t(rng() % width), x1 = int32_t(rng() % width);
-            c.run(b, x0, x1);
-            const int hi = x1 <= x0 ? x0 : c.pairs ? x0 + (x1 - x0 + 1) / 2 * 2 : x1;
-            ASSERT_EQ(changed_outside(before.dst, b.dst, c.bpp, x0, hi), -1) << x0 << ".." << x1;
-            ASSERT_EQ(changed_outside(before.dst_a, b.dst_a, 1, x0, hi), -1) << x0 << ".." << x1;
-            ASSERT_EQ(changed_outside(before.src, b.src, 1, 0, 0), -1);
-        }
-    }
+class Writers : public testing::TestWithParam<writer_case> {};
+
+// Ranges mostly proper, sometimes reversed (nothing written); pair ranges
+// end before the last pixel, whose pair partner the extra pixel is.
+TEST_P(Writers, WriteOnlyTheirPixelsAsTheStatementDoes) {
+    const writer_case &c = GetParam();
+    differential::for_cases(300, [&](std::mt19937 &rng, int iter) {
+        buffers before(c.bpp);
+        fill(before, rng);
+        const uint32_t ends = c.pairs ? width : width + 1;
+        int32_t x0 = int32_t(rng() % ends), x1 = int32_t(rng() % ends);
+        if (iter % 8 != 0 && x0 > x1) std::swap(x0, x1);
+        const int hi = x1 <= x0 ? x0 : c.pairs ? x0 + (x1 - x0 + 1) / 2 * 2 : x1;
+        differential::same(
+            c.members,
+            [&](const writer &w) {
+                buffers b = before;
+                w.run(b, x0, x1);
+                return std::tuple(b.dst, b.dst_a, b.src);
+            },
+            differential::text("x0", x0, "x1", x1),
+            [&](const auto &want) {
+                return same_outside(before.dst, std::get<0>(want), c.bpp, x0, hi) &&
+                       same_outside(before.dst_a, std::get<1>(want), 1, x0, hi) &&
+                       std::get<2>(want) == before.src;
+            });
+    });
 }
+
+INSTANTIATE_TEST_SUITE_P(All, Writers, testing::ValuesIn(all_writers()), param_names::printed{});
 
 } // namespace
