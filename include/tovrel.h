@@ -119,7 +119,9 @@ typedef struct map_vertex {
  * `dst`. Only destination lines y with (first_line - y) mod line_step == 0
  * are drawn, so several calls (or threads) can share one polygon. The
  * result carries no status; unsupported combinations are reported through
- * the report channel and draw nothing. */
+ * the report channel and draw nothing. The source is at most 32767 pixels
+ * each way, and its pitch (doubled when a field is read) at most 32767
+ * texels either way, its alpha pitch 32767 samples. */
 TOVREL_API int32_t TOVREL_CALL map_polygon(const image_descriptor *dst, const image_descriptor *src,
                                            const map_vertex *vertices, int32_t vertex_count,
                                            uint32_t flags, int32_t first_line, int32_t line_step) TOVREL_NOEXCEPT;

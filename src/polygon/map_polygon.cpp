@@ -56,9 +56,11 @@ const char *argument_problem(const polygon_args &a) {
 }
 
 // Planes and widths the chosen path uses, checked before any pixel is
-// written.
+// written. `texture` holds the pitches the renderers step by (doubled for
+// a field).
 const char *plane_problem(const image_descriptor &dst, const image_descriptor &src,
-                          const dispatch_choice &choice, bool edge_aa, int32_t &limit) {
+                          const texture_ref &texture, const dispatch_choice &choice, bool edge_aa,
+                          int32_t &limit) {
     if (!dst.pixels) return "map_polygon: the destination has no pixels\n";
     if (choice.uses_dst_alpha && !dst.alpha)
         return "map_polygon: the destination has no alpha plane\n";
@@ -74,6 +76,20 @@ const char *plane_problem(const image_descriptor &dst, const image_descriptor &s
     if (choice.reads_src_alpha && src.alpha_pitch % 2 != 0) {
         limit = 2;
         return "map_polygon: the source alpha pitch must be a multiple of %d bytes\n";
+    }
+    // That pitch in texel units (words for an alpha plane) is one signed
+    // 16-bit operand of the index: past it, rows would be read far off the
+    // plane.
+    const auto units_fit = [](int32_t pitch, int32_t unit) {
+        return pitch / unit >= INT16_MIN && pitch / unit <= INT16_MAX;
+    };
+    if (choice.pixel_bytes <= 4 && !units_fit(texture.pitch, choice.pixel_bytes)) {
+        limit = INT16_MAX;
+        return "map_polygon: the source pitch is more than %d texels\n";
+    }
+    if (choice.reads_src_alpha && !units_fit(texture.alpha_pitch, 2)) {
+        limit = INT16_MAX;
+        return "map_polygon: the source alpha pitch is more than %d samples\n";
     }
     if (choice.via_line_buffer || edge_aa) {
         limit = std::min(line_buffer_pixels, line_buffer_bytes / choice.pixel_bytes);
@@ -234,7 +250,8 @@ map_polygon(const image_descriptor *dst, const image_descriptor *src, const map_
     const dispatch_choice choice = choose_renderers(*dst, *src, flags & 0xff, work.footprint.slot);
     if (choice.refusal) return diag_report("%s", choice.refusal);
     int32_t limit = 0;
-    if (const char *problem = plane_problem(*dst, *src, choice, work.ctx.edge_aa != 0, limit))
+    if (const char *problem =
+            plane_problem(*dst, *src, work.ctx.source, choice, work.ctx.edge_aa != 0, limit))
         return diag_report(problem, limit); // messages with or without the limit
 
     // The 4:2:2 writers step by pairs and read pixel x1 of an odd range from

@@ -6,10 +6,10 @@
 
 namespace golden {
 
-// The 19165 cases that give the same bytes on every processor.
-inline constexpr uint32_t everywhere_value = 0xdb599d1e;
+// The 19164 cases that give the same bytes on every processor.
+inline constexpr uint32_t everywhere_value = 0xa3e36ed1;
 
-// The 835 perspective cases drawn by packed members, per kind of
+// The 836 perspective cases drawn by packed members, per kind of
 // approximate reciprocal (rcp_kind()), measured beside `everywhere`.
 struct kind_value {
     uint32_t kind;
@@ -18,7 +18,7 @@ struct kind_value {
     uint32_t value;
 };
 inline constexpr kind_value kind_values[] = {
-    {0x5b35ab1f, "AMD", 0xdb599d1e, 0xccccc61c},
+    {0x5b35ab1f, "AMD", 0xa3e36ed1, 0x63a3720f},
 };
 
 } // namespace golden
