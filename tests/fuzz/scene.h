@@ -97,9 +97,11 @@ inline void unmap_pages(uint8_t *p, size_t n) {
 #endif
 
 // A byte buffer fenced by inaccessible pages: one stray read or write just
-// before or just after it faults at once. The buffer sits against one of
-// its fences; the slack between it and the other fence (less than a page)
-// is filled with a pattern so that stray writes there are seen as well.
+// before or just after it faults at once, and so does one up to a MiB off
+// (a stray row of a large pitch), whatever else the process has mapped.
+// The buffer sits against one of its fences; the slack between it and the
+// other fence (less than a page) is filled with a pattern so that stray
+// writes there are seen as well.
 class guard_buffer {
 public:
     // `against_end`: the last byte touches the end fence; otherwise the
@@ -114,9 +116,9 @@ public:
         release();
         const size_t page = page_size();
         inner_size_ = (size + page - 1) / page * page;
-        uint8_t *m = map_fenced(inner_size_ + 2 * page);
+        uint8_t *m = map_fenced(inner_size_ + 2 * fence());
         if (m == nullptr) fail("mapping of a guarded buffer");
-        inner_ = m + page;
+        inner_ = m + fence();
         protect(true);
         size_ = size;
         data_ = against_end ? inner_ + inner_size_ - size : inner_;
@@ -159,12 +161,17 @@ private:
             fail("protection of a guarded buffer");
     }
     void release() {
-        if (inner_) unmap_pages(inner_ - page_size(), inner_size_ + 2 * page_size());
+        if (inner_) unmap_pages(inner_ - fence(), inner_size_ + 2 * fence());
         inner_ = data_ = nullptr;
         inner_size_ = size_ = 0;
     }
 
-    uint8_t *inner_ = nullptr, *data_ = nullptr; // mapping: one fence page before inner_
+    // Bytes of each fence: 1 MiB of whole pages.
+    static size_t fence() {
+        return ((size_t{1} << 20) + page_size() - 1) / page_size() * page_size();
+    }
+
+    uint8_t *inner_ = nullptr, *data_ = nullptr; // mapping: one fence before inner_
     size_t inner_size_ = 0, size_ = 0;
 };
 
